@@ -1,0 +1,80 @@
+#include "document/pdf_file.h"
+
+#include "reader/pdf_header.h"
+#include "reader/pdf_xref_chain.h"
+
+PDF_Result PDF_File_New(PDF_File** out_file, PDF_Memory* memory, PDF_Message* message) {
+  if (out_file == nullptr) return PDF_RESULT_INVALID_ARGUMENT;
+  *out_file = nullptr;
+  PDF_File* file = PDF_Memory_Alloc_Zeroed<PDF_File>(memory);
+  if (file == nullptr) {
+    PDF_Message_Report(message, PDF_RESULT_OUT_OF_MEMORY, PDF_LEVEL_RESOURCE, "Unable to allocate file object!");
+    return PDF_RESULT_OUT_OF_MEMORY;
+  }
+  file->memory = memory;
+  file->message = message;
+  file->next_object_id = 1;
+  file->writable = 1;
+  *out_file = file;
+  return PDF_RESULT_OK;
+}
+
+PDF_Result PDF_File_Open(PDF_File** out_file, PDF_Memory* memory, PDF_Read_Data* reader, PDF_Message* message,
+                         int8_t tolerance_level) {
+  if (out_file == nullptr || reader == nullptr) return PDF_RESULT_INVALID_ARGUMENT;
+  PDF_File* file = nullptr;
+  PDF_Result result = PDF_File_New(&file, memory, message);
+  if (result != PDF_RESULT_OK) return result;
+  file->tolerance_level = tolerance_level;
+  file->tolerant = tolerance_level >= 4 ? 1 : 0;
+
+  if (PDF_Header_Read(&file->header, file, reader, 0) == 0) {
+    // No number near the start: go on with a default header. If even that
+    // fails, the file record is left behind unreleased, as it stands.
+    result = PDF_Header_Create(&file->header, file, 4);
+    if (result != PDF_RESULT_OK) return result;
+  }
+
+  result = PDF_File_Read_Xref_Chain(&file->xref_table, file, reader, 0, false);
+  if (result != PDF_RESULT_OK) {
+    PDF_File_Delete(&file);
+    return result;
+  }
+  *out_file = file;
+  return PDF_RESULT_OK;
+}
+
+PDF_Result PDF_File_Create_Empty(PDF_File** out_file, PDF_Memory* memory, PDF_Message* message) {
+  if (out_file == nullptr) return PDF_RESULT_INVALID_ARGUMENT;
+  PDF_File* file = nullptr;
+  PDF_Result result = PDF_File_New(&file, memory, message);
+  if (result != PDF_RESULT_OK) return result;
+  result = PDF_Header_Create(&file->header, file, 4);
+  if (result != PDF_RESULT_OK) {
+    PDF_File_Delete(&file);
+    return result;
+  }
+  file->all_objects_read = 1;
+  *out_file = file;
+  return PDF_RESULT_OK;
+}
+
+// Keeps the first failure of a release sequence.
+static void Keep_First(PDF_Result* first, PDF_Result result) {
+  if (*first == PDF_RESULT_OK) *first = result;
+}
+
+PDF_Result PDF_File_Delete(PDF_File** holder) {
+  if (holder == nullptr || *holder == nullptr) return PDF_RESULT_INVALID_ARGUMENT;
+  PDF_File* file = *holder;
+  PDF_Memory* memory = file->memory;
+  // Every member is released in order; after a failure the rest is released
+  // all the same and the first failure is the result.
+  PDF_Result first = PDF_RESULT_OK;
+  if (file->header != nullptr) Keep_First(&first, PDF_Header_Delete(&file->header, file));
+  if (file->write_security != nullptr) Keep_First(&first, PDF_Memory_Free(memory, &file->write_security));
+  if (file->extra_block_1 != nullptr) Keep_First(&first, PDF_Memory_Free(memory, &file->extra_block_1));
+  if (file->extra_block_2 != nullptr) Keep_First(&first, PDF_Memory_Free(memory, &file->extra_block_2));
+  PDF_Result released = PDF_Memory_Free(memory, holder);
+  return first != PDF_RESULT_OK ? first : released;
+}

@@ -1,0 +1,46 @@
+// The file object behind a document handle: header, cross-reference chain,
+// security state, and the context that every object operation receives.
+#ifndef INVOICE_EXTRACT_PDF_FILE_H
+#define INVOICE_EXTRACT_PDF_FILE_H
+
+#include <cstdint>
+
+#include "reader/pdf_read_data.h"
+#include "runtime/pdf_memory.h"
+#include "runtime/pdf_message.h"
+#include "runtime/pdf_result.h"
+
+struct PDF_Body;
+struct PDF_Header;
+struct PDF_Key;
+
+struct PDF_File {
+  uint32_t next_object_id;     // counter behind object ids, from 1
+  PDF_Body* xref_table;        // the cross-reference chain; owned
+  PDF_Memory* memory;          // not owned
+  PDF_Message* message;        // may be null; not owned
+  int8_t tolerance_level;      // which damage is forgiven
+  uint8_t all_objects_read;    // every object below all trailers is loaded
+  uint8_t encrypted;           // Standard encryption of an accepted kind
+  uint32_t encryption_mode;    // 0 none, else 1, 2 or 3
+  uint32_t permissions;
+  PDF_Key* key;                // null: no key installed; owned
+  uint8_t metadata_is_plain;
+  uint8_t header_level;        // copy of the header's level
+  int32_t metadata_failure;    // last tolerant metadata failure, 0 if none
+  PDF_Header* header;          // owned
+  PDF_Body* second_xref_table; // searched after the first; owned
+  uint8_t tolerant;            // tolerance_level >= 4
+  uint8_t writable;            // starts at 1
+  void* write_security;        // further record of the writing side; owned when set
+  void* extra_block_1;         // further blocks of the writing side; owned when set
+  void* extra_block_2;
+};
+
+PDF_Result PDF_File_New(PDF_File** out_file, PDF_Memory* memory, PDF_Message* message);
+PDF_Result PDF_File_Open(PDF_File** out_file, PDF_Memory* memory, PDF_Read_Data* reader, PDF_Message* message,
+                         int8_t tolerance_level);
+PDF_Result PDF_File_Create_Empty(PDF_File** out_file, PDF_Memory* memory, PDF_Message* message);
+PDF_Result PDF_File_Delete(PDF_File** holder);
+
+#endif

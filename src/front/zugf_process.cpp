@@ -1,0 +1,112 @@
+#include "front/zugf_process.h"
+
+#include <cstdlib>
+#include <cstring>
+
+#include "document/pdf_embedded_file.h"
+#include "front/zugf_callbacks.h"
+#include "front/zugf_identify.h"
+#include "invoice_extract.h"
+
+int32_t ZUGF_Map_Open_Result(PDF_Result result) {
+  switch (result) {
+    case PDF_RESULT_OK: return ZUGF_OK;
+    case PDF_RESULT_FILTER_LEFT: return ZUGF_CANNOT_DECODE;
+    case PDF_RESULT_UNREADABLE: return ZUGF_INPUT_UNUSABLE;
+    case PDF_RESULT_OUTPUT_FAILED: return ZUGF_EXTRACTION_FAILED;
+    case PDF_RESULT_OUT_OF_MEMORY: return ZUGF_OUT_OF_MEMORY;
+    default: return ZUGF_INPUT_UNUSABLE;
+  }
+}
+
+int32_t ZUGF_Map_Extract_Result(PDF_Result result) {
+  switch (result) {
+    case PDF_RESULT_OK: return ZUGF_OK;
+    case PDF_RESULT_FILTER_LEFT: return ZUGF_CANNOT_DECODE;
+    case PDF_RESULT_UNREADABLE: return ZUGF_INPUT_UNUSABLE;
+    case PDF_RESULT_OUTPUT_FAILED: return ZUGF_EXTRACTION_FAILED;
+    case PDF_RESULT_OUT_OF_MEMORY: return ZUGF_OUT_OF_MEMORY;
+    default: return ZUGF_EXTRACTION_FAILED;
+  }
+}
+
+PDF_Result ZUGF_Open_Document(const char* pdf_path, ZUGF_Context* context) {
+  if (pdf_path[0] == '\0') return PDF_RESULT_UNREADABLE;
+  context->input_file = fopen(pdf_path, "rb");
+  if (context->input_file == nullptr) return PDF_RESULT_UNREADABLE;
+  PDF_Result result = PDF_Document_Create(&context->document, ZUGF_Alloc_Callback, nullptr, ZUGF_Free_Callback,
+                                          nullptr, ZUGF_Read_Callback, context->input_file, nullptr, nullptr, 3);
+  if (result != PDF_RESULT_OK) {
+    fclose(context->input_file);
+    context->input_file = nullptr;
+    return result;
+  }
+  return PDF_Document_Check_Licence(context->document);
+}
+
+PDF_Result ZUGF_Write_Invoice_File(const char* xml_path, ZUGF_Context* context) {
+  PDF_Embedded_File_Info info = {};
+  PDF_Result result = PDF_Document_Get_Embedded_File_Info(context->document, context->invoice_object_id, &info);
+  if (result != PDF_RESULT_OK) return result;
+  // A filter left after decoding is one the library cannot decode; the
+  // encoded bytes are never written out.
+  if (info.filter_count > 0) return PDF_RESULT_FILTER_LEFT;
+
+  unsigned char* block = static_cast<unsigned char*>(malloc(info.length));
+  if (block == nullptr && info.length != 0) return PDF_RESULT_OUT_OF_MEMORY;
+  result = PDF_Document_Read_Embedded_File(context->document, context->invoice_object_id, block);
+  if (result != PDF_RESULT_OK) {
+    free(block);
+    return result;
+  }
+  context->output_file = fopen(xml_path, "wb");
+  if (context->output_file == nullptr) {
+    free(block);
+    return PDF_RESULT_OUTPUT_FAILED;
+  }
+  if (info.length != 0 && fwrite(block, 1, info.length, context->output_file) != info.length) {
+    free(block);
+    return PDF_RESULT_OUTPUT_FAILED;
+  }
+  free(block);
+  return PDF_RESULT_OK;
+}
+
+int32_t ZUGF_Process_File(const char* pdf_path, const char* xml_path) {
+  ZUGF_Context context;
+  memset(&context, 0, sizeof(context));
+  uint32_t part = 0;
+  char conformance = 0;
+  if (pdf_path == nullptr) return ZUGF_INPUT_UNUSABLE;
+
+  int32_t result = ZUGF_OK;
+  PDF_Result library_result = ZUGF_Open_Document(pdf_path, &context);
+  if (library_result != PDF_RESULT_OK) {
+    result = ZUGF_Map_Open_Result(library_result);
+  } else if (PDF_Document_Get_Pdfa_Level(context.document, &part, &conformance, nullptr) != PDF_RESULT_OK) {
+    result = ZUGF_NOT_PDFA3;
+  } else {
+    result = ZUGF_Identify_Invoice(&context, &part);
+    if (result == ZUGF_OK && xml_path != nullptr) {
+      library_result = PDF_Document_Decode_Embedded_File(context.document, context.invoice_object_id);
+      if (library_result == PDF_RESULT_OK) library_result = ZUGF_Write_Invoice_File(xml_path, &context);
+      result = ZUGF_Map_Extract_Result(library_result);
+    }
+  }
+
+  // The document goes first; the output is flushed and closed only after it.
+  // A failed release leaves both streams open and keeps the result.
+  if (context.document != nullptr && PDF_Document_Release(&context.document) != PDF_RESULT_OK) return result;
+  if (context.input_file != nullptr) {
+    fclose(context.input_file);
+    context.input_file = nullptr;
+  }
+  if (context.output_file != nullptr) fclose(context.output_file);
+  return result;
+}
+
+extern "C" int32_t ZUGF_Check_Zugferd(const char* pdf_path) { return ZUGF_Process_File(pdf_path, nullptr); }
+
+extern "C" int32_t ZUGF_Extract_Zugferd(const char* pdf_path, const char* xml_path) {
+  return ZUGF_Process_File(pdf_path, xml_path);
+}

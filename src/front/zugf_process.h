@@ -1,0 +1,39 @@
+// The spine of the two exported calls: open, check, identify, extract, and
+// the mapping of library codes onto the exported ones.
+#ifndef INVOICE_EXTRACT_ZUGF_PROCESS_H
+#define INVOICE_EXTRACT_ZUGF_PROCESS_H
+
+#include <cstdint>
+#include <cstdio>
+
+#include "document/pdf_document.h"
+#include "runtime/pdf_result.h"
+
+// Exported results.
+enum ZUGF_Result : int32_t {
+  ZUGF_OK = 0,
+  ZUGF_NOT_PDFA3 = -1,
+  ZUGF_NOT_INVOICE = -2,
+  ZUGF_NO_EMBEDDED_INVOICE = -3,
+  ZUGF_INPUT_UNUSABLE = -10,
+  ZUGF_EXTRACTION_FAILED = -11,
+  ZUGF_OUT_OF_MEMORY = -12,
+  ZUGF_CANNOT_DECODE = -20,
+};
+
+struct ZUGF_Context {
+  FILE* input_file;
+  FILE* output_file;
+  PDF_Document* document;
+  uint32_t invoice_object_id;  // 0: not found
+};
+
+int32_t ZUGF_Process_File(const char* pdf_path, const char* xml_path);
+PDF_Result ZUGF_Open_Document(const char* pdf_path, ZUGF_Context* context);
+PDF_Result ZUGF_Write_Invoice_File(const char* xml_path, ZUGF_Context* context);
+
+// Library code to exported code at the open stage and at the extraction stage.
+int32_t ZUGF_Map_Open_Result(PDF_Result result);
+int32_t ZUGF_Map_Extract_Result(PDF_Result result);
+
+#endif
