@@ -1,0 +1,93 @@
+// The object table: cross-reference sections of consecutive object numbers,
+// each entry holding the indirect object it describes, and the body that ties
+// the table to the trailer. The table owns every PDF_Object in it.
+#ifndef INVOICE_EXTRACT_PDF_XREF_TABLE_H
+#define INVOICE_EXTRACT_PDF_XREF_TABLE_H
+
+#include <cstdint>
+
+#include "document/pdf_file.h"
+#include "objects/pdf_dictionary.h"
+#include "objects/pdf_number.h"
+#include "objects/pdf_object.h"
+#include "runtime/pdf_result.h"
+
+struct PDF_Xref_Entry {
+  uint64_t offset;      // for a compressed entry, the index inside the object stream
+  uint16_t generation;
+  uint32_t container;   // the object stream's number for a compressed entry
+  uint8_t type;         // 'n', 'f' or 'c'
+  PDF_File* file;       // the owning file
+  PDF_Object* object;   // owned; null for a free entry
+  PDF_Xref_Entry* previous;
+  PDF_Xref_Entry* next;
+};
+
+struct PDF_Xref_Section {
+  PDF_Number* first_number;  // owned
+  PDF_Number* count;         // owned
+  PDF_Xref_Entry* head;
+  PDF_Xref_Entry* tail;
+  PDF_Xref_Entry* cursor;
+  PDF_Xref_Section* previous;
+  PDF_Xref_Section* next;
+  PDF_Object* hidden_object;  // stepped over by number lookup; null while reading
+};
+
+struct PDF_Xref_Table {
+  PDF_Xref_Section* first_section;
+  PDF_Xref_Section* last_section;
+  PDF_Xref_Section* last_hit_section;  // last section that answered a lookup
+};
+
+struct PDF_Trailer {
+  PDF_Dictionary* dictionary;  // owned
+  void* reserved;              // null
+};
+
+struct PDF_Body {
+  void* link;  // null
+  PDF_Xref_Table* table;    // owned
+  PDF_Trailer* trailer;     // owned
+  PDF_Body* next;           // newer body
+  PDF_Body* previous;       // older body
+  void* reserved;           // null
+  uint8_t xref_stream_read; // a cross-reference stream was read
+};
+
+// With with_free_head the table starts with entry 0, type 'f', generation 65535.
+PDF_Result PDF_Xref_Table_Create(PDF_Xref_Table** out_table, PDF_File* file, bool with_free_head);
+// Deletes every section, entry and the objects they hold.
+PDF_Result PDF_Xref_Table_Delete(PDF_Xref_Table** holder, PDF_File* file);
+// With an object, the object's own number and generation and type 'n' are used;
+// an object numbered 0 goes to the end of the last section and is given the
+// next number; a number that already has an 'n' or 'c' entry adds nothing (0).
+// The table owns the object once this returns 0, whether or not it was added.
+PDF_Result PDF_Xref_Table_Add_Entry(PDF_Xref_Table* table, PDF_File* file, PDF_Object* object, uint32_t number,
+                                    uint64_t offset, uint16_t generation, uint8_t type);
+// Number 0 means a lookup by id; number 0 with id 0, or a free entry, gives null.
+PDF_Object* PDF_Xref_Table_Get_Object(PDF_Xref_Table* table, uint32_t number, uint32_t id);
+// True if the number lies in the range of any section, whatever the entry's type.
+bool PDF_Xref_Table_Has_Number(const PDF_Xref_Table* table, uint32_t number);
+// Detaches the object from the entry holding it (the entry becomes free) and
+// deletes it with the delete mode. -91 if no entry holds the object.
+PDF_Result PDF_Xref_Table_Remove_Object(PDF_Xref_Table* table, PDF_File* file, PDF_Object* object,
+                                        uint32_t delete_mode);
+
+// Takes ownership of the dictionary on success.
+PDF_Result PDF_Trailer_Create(PDF_Trailer** out_trailer, PDF_File* file, PDF_Dictionary* dictionary);
+PDF_Result PDF_Trailer_Delete(PDF_Trailer** holder, PDF_File* file);
+
+// Takes ownership of table and trailer (either may be null) on success.
+PDF_Result PDF_Body_Create(PDF_Body** out_body, PDF_File* file, PDF_Xref_Table* table, PDF_Trailer* trailer,
+                           bool xref_stream_read);
+// Deletes the trailer, then the table, unlinks the body and frees it.
+PDF_Result PDF_Body_Delete(PDF_Body** holder, PDF_File* file);
+// Asks the tables from the oldest body forward; the first answer wins.
+PDF_Object* PDF_Body_Find_Object(PDF_Body* body, uint32_t number, uint32_t id);
+// Has_Number over every table of the chain.
+bool PDF_Body_Has_Number(const PDF_Body* body, uint32_t number);
+// Remove_Object over every table of the chain; -91 if none holds the object.
+PDF_Result PDF_Body_Remove_Object(PDF_Body* body, PDF_File* file, PDF_Object* object, uint32_t delete_mode);
+
+#endif
