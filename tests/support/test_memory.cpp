@@ -11,13 +11,17 @@ void* Test_Alloc(uint64_t size, void* data) {
     return nullptr;
   }
   void* block = malloc(size);
-  if (block != nullptr) allocator->live += 1;
+  if (block != nullptr) {
+    allocator->live += 1;
+    allocator->blocks.insert(block);
+  }
   return block;
 }
 
 int32_t Test_Free(void* block, void* data) {
   Test_Allocator* allocator = static_cast<Test_Allocator*>(data);
   if (block == nullptr) return -8;
+  allocator->blocks.erase(block);
   free(block);
   allocator->live -= 1;
   allocator->frees += 1;
@@ -49,4 +53,15 @@ uint64_t Test_Counted_Read(void* buffer, uint32_t mode, uint64_t position, uint6
   uint64_t n = count < available ? count : available;
   memcpy(buffer, input->bytes.data() + position, n);
   return n;
+}
+
+int64_t Test_Allocator_Reclaim(Test_Allocator* allocator) {
+  int64_t count = 0;
+  for (void* block : allocator->blocks) {
+    free(block);
+    count += 1;
+  }
+  allocator->blocks.clear();
+  allocator->live -= count;
+  return count;
 }

@@ -3,6 +3,7 @@
 #define INVOICE_EXTRACT_TEST_MEMORY_H
 
 #include <cstdint>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -16,7 +17,12 @@ struct Test_Allocator {
   bool fail_after;    // with fail_at: every later request fails as well
   int64_t live;       // blocks handed out and not yet freed
   uint64_t frees;
+  std::set<void*> blocks;  // blocks handed out and not yet freed
 };
+
+// Frees every block still outstanding (for paths that leak by design) and
+// returns how many there were.
+int64_t Test_Allocator_Reclaim(Test_Allocator* allocator);
 
 void* Test_Alloc(uint64_t size, void* allocator);
 int32_t Test_Free(void* block, void* allocator);
