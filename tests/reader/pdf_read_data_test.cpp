@@ -1,0 +1,259 @@
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <string>
+
+#include "reader/pdf_read_data.h"
+#include "support/test_memory.h"
+
+namespace {
+
+std::string Bytes(const char* text, size_t length) { return std::string(text, length); }
+
+struct Keyword_Case {
+  std::string input;
+  uint64_t capacity;
+  uint64_t count;
+  uint64_t length;  // what the holder holds afterwards
+  std::string token;
+};
+
+TEST(ReadDataTokens, Keyword) {
+  const Keyword_Case cases[] = {
+      {"obj", 5, 3, 3, "obj"},
+      {"  obj ", 5, 5, 3, "obj"},
+      {"%comment\nobj", 5, 12, 3, "obj"},
+      {"abcde", 5, 5, 5, "abcde"},       // exactly the capacity
+      {"abcdef", 5, 0, 5, ""},           // one byte more: refused, holder unchanged
+      {Bytes("ab\0cd", 5), 5, 2, 2, "ab"},  // NUL ends a keyword
+      {Bytes("\0\0ab", 4), 5, 4, 2, "ab"},  // and is skipped as white space
+      {"%abc", 5, 0, 0, ""},             // comment without line end: '%' is a delimiter
+      {"/Name", 5, 0, 0, ""},            // a delimiter first: length 0
+      {"  /Name", 5, 2, 0, ""},          // only the skipped bytes count
+      {"true]", 5, 4, 4, "true"},
+      {"", 5, 0, 5, ""},
+      {"   ", 5, 0, 5, ""},
+      {"obj", 0, 0, 0, ""},              // capacity 0 reads nothing
+  };
+  for (const Keyword_Case& c : cases) {
+    Test_Input input{c.input, {}, {}};
+    char buffer[16] = {};
+    uint64_t length = c.capacity;
+    uint64_t count = PDF_Read_Data_Read_Keyword(Test_Input_Reader(&input), buffer, &length, 0);
+    EXPECT_EQ(count, c.count) << "input [" << c.input << "]";
+    EXPECT_EQ(length, c.length) << "input [" << c.input << "]";
+    if (!c.token.empty()) {
+      EXPECT_EQ(std::string(buffer, length), c.token);
+    }
+  }
+}
+
+struct Number_Case {
+  std::string input;
+  uint64_t count;
+  double value;
+  uint8_t decimals;
+};
+
+TEST(ReadDataTokens, Number) {
+  const Number_Case cases[] = {
+      {"12", 2, 12.0, 0},  // end of data terminates
+      {"12 ", 2, 12.0, 0},
+      {"1.", 2, 1.0, 1},   // no digit behind the point still counts one decimal
+      {".5", 2, 0.5, 1},
+      {"-.5 ", 3, -0.5, 1},
+      {"+5 ", 2, 5.0, 0},
+      {"  3.25/", 6, 3.25, 2},
+      {"%c\n7 ", 4, 7.0, 0},
+      {"007]", 3, 7.0, 0},
+      {".", 0, 0.0, 0},
+      {"-", 0, 0.0, 0},
+      {"+.", 0, 0.0, 0},
+      {"12a", 0, 0.0, 0},
+      {"1e5", 0, 0.0, 0},
+      {"1.2.3", 0, 0.0, 0},
+      {"--1", 0, 0.0, 0},
+      {"", 0, 0.0, 0},
+  };
+  for (const Number_Case& c : cases) {
+    Test_Input input{c.input, {}, {}};
+    double value = 99.0;
+    uint8_t decimals = 99;
+    uint64_t count = PDF_Read_Data_Read_Number(Test_Input_Reader(&input), &value, &decimals, 0);
+    EXPECT_EQ(count, c.count) << "input [" << c.input << "]";
+    EXPECT_EQ(value, c.value) << "input [" << c.input << "]";
+    EXPECT_EQ(decimals, c.decimals) << "input [" << c.input << "]";
+  }
+}
+
+TEST(ReadDataTokens, NumberQuirks) {
+  double value = 0;
+  uint8_t decimals = 0;
+  // '-0' keeps its sign.
+  Test_Input minus_zero{"-0 ", {}, {}};
+  EXPECT_EQ(PDF_Read_Data_Read_Number(Test_Input_Reader(&minus_zero), &value, &decimals, 0), 2u);
+  EXPECT_TRUE(std::signbit(value));
+  // No overflow test: an endless digit string is infinity, and a number.
+  Test_Input huge{"1" + std::string(400, '0') + " ", {}, {}};
+  EXPECT_EQ(PDF_Read_Data_Read_Number(Test_Input_Reader(&huge), &value, &decimals, 0), 401u);
+  EXPECT_TRUE(std::isinf(value));
+  // The decimals count is one byte and wraps.
+  Test_Input long_fraction{"0." + std::string(257, '1') + " ", {}, {}};
+  EXPECT_EQ(PDF_Read_Data_Read_Number(Test_Input_Reader(&long_fraction), &value, &decimals, 0), 259u);
+  EXPECT_EQ(decimals, 1);
+  // The fraction is summed digit by digit with a scale of 0.1 per digit.
+  Test_Input fraction{"0.123456789 ", {}, {}};
+  PDF_Read_Data_Read_Number(Test_Input_Reader(&fraction), &value, &decimals, 0);
+  double expected = 0.0, scale = 1.0;
+  for (int digit : {1, 2, 3, 4, 5, 6, 7, 8, 9}) {
+    scale *= 0.1;
+    expected += scale * digit;
+  }
+  EXPECT_EQ(value, expected);
+  EXPECT_EQ(decimals, 9);
+  EXPECT_EQ(PDF_Read_Data_Read_Number(nullptr, &value, &decimals, 0), PDF_READ_INVALID_ARGUMENT);
+}
+
+struct Integer_Case {
+  std::string input;
+  uint64_t count;  // terminator included
+  uint64_t value;
+  int32_t sign;
+};
+
+TEST(ReadDataTokens, Integer) {
+  const Integer_Case cases[] = {
+      {"12", 0, 0, 1},  // needs a terminator
+      {"12 ", 3, 12, 1},
+      {"-5 ", 3, 5, -1},  // the sign never touches the value
+      {"  7\n", 4, 7, 1},
+      {"+5 ", 0, 0, 1},
+      {"12/", 0, 0, 1},
+      {"12>", 0, 0, 1},
+      {"- 5 ", 0, 0, -1},
+      {"x ", 0, 0, 1},
+      {Bytes("9\0", 2), 2, 9, 1},
+      {"18446744073709551617 ", 21, 1, 1},  // accumulates without overflow check
+  };
+  for (const Integer_Case& c : cases) {
+    Test_Input input{c.input, {}, {}};
+    uint64_t value = 99;
+    int32_t sign = 0;
+    uint64_t count = PDF_Read_Data_Read_Integer(Test_Input_Reader(&input), &value, 0, &sign);
+    EXPECT_EQ(count, c.count) << "input [" << c.input << "]";
+    if (c.count != 0) {
+      EXPECT_EQ(value, c.value) << "input [" << c.input << "]";
+    }
+    EXPECT_EQ(sign, c.sign) << "input [" << c.input << "]";
+  }
+}
+
+struct Skip_Case {
+  std::string input;
+  bool line;  // Skip_Line, else Skip_Space
+  uint64_t count;
+  uint8_t byte;  // 0xEE: left alone
+};
+
+TEST(ReadDataTokens, SkipLineAndSpace) {
+  const Skip_Case cases[] = {
+      {"abc\r\ndef", true, 4, 13},
+      {"abc\ndef", true, 4, 10},
+      {"abc", true, 0, 0xEE},
+      {"\n", true, 1, 10},
+      {"   x", false, 4, 'x'},
+      {"", false, 0, 0xEE},
+      {"  ", false, 0, 0xEE},
+      {"%abc", false, 1, '%'},  // comment to the end: '%' is the significant byte
+      {"%a\n%b\r z", false, 8, 'z'},
+      {Bytes("\0\t\f\r\n y", 7), false, 7, 'y'},
+  };
+  for (const Skip_Case& c : cases) {
+    Test_Input input{c.input, {}, {}};
+    uint8_t byte = 0xEE;
+    PDF_Read_Data* reader = Test_Input_Reader(&input);
+    uint64_t count = c.line ? PDF_Read_Data_Skip_Line(reader, 0, &byte) : PDF_Read_Data_Skip_Space(reader, 0, &byte);
+    EXPECT_EQ(count, c.count) << "input [" << c.input << "]";
+    EXPECT_EQ(byte, c.byte) << "input [" << c.input << "]";
+  }
+}
+
+TEST(ReadDataTokens, PositionsAreAbsolute) {
+  Test_Input input{"12 0 obj", {}, {}};
+  PDF_Read_Data* reader = Test_Input_Reader(&input);
+  uint64_t value = 0;
+  int32_t sign = 0;
+  uint64_t first = PDF_Read_Data_Read_Integer(reader, &value, 0, &sign);
+  ASSERT_EQ(first, 3u);
+  uint64_t second = PDF_Read_Data_Read_Integer(reader, &value, first, &sign);
+  ASSERT_EQ(second, 2u);
+  char keyword[5];
+  uint64_t length = 5;
+  EXPECT_EQ(PDF_Read_Data_Read_Keyword(reader, keyword, &length, first + second), 3u);
+  EXPECT_EQ(std::string(keyword, length), "obj");
+}
+
+TEST(ReadData, ReadMemoryCallbackBounds) {
+  const std::string bytes = "abcdef";
+  PDF_Memory_Source source{reinterpret_cast<const uint8_t*>(bytes.data()), bytes.size()};
+  char buffer[8] = {};
+  EXPECT_EQ(PDF_Read_Data_Read_Memory(buffer, 1, 4, 8, nullptr, &source), 2u);
+  EXPECT_EQ(std::string(buffer, 2), "ef");
+  EXPECT_EQ(PDF_Read_Data_Read_Memory(buffer, 1, 6, 1, nullptr, &source), 0u);
+  EXPECT_EQ(PDF_Read_Data_Read_Memory(buffer, 2, 0, 1, nullptr, &source), 0u);
+  EXPECT_EQ(PDF_Read_Data_Read_Memory(buffer, 1, (1ull << 32) + 1, 1, nullptr, &source), 0u);
+}
+
+TEST(ReadData, ReadDoesNotCallBackForEmptyRequests) {
+  Test_Counted_Input input{"abc", 0};
+  PDF_Read_Data reader{Test_Counted_Read, &input, 1, nullptr};
+  char buffer[4];
+  EXPECT_EQ(PDF_Read_Data_Read(&reader, nullptr, 0, 1), 0u);
+  EXPECT_EQ(PDF_Read_Data_Read(&reader, buffer, 0, 0), 0u);
+  EXPECT_EQ(PDF_Read_Data_Read(nullptr, buffer, 0, 1), 0u);
+  EXPECT_EQ(input.calls, 0u);
+  EXPECT_EQ(PDF_Read_Data_Read(&reader, buffer, 1, 4), 2u);
+  EXPECT_EQ(input.calls, 1u);
+  // Tokens are read one byte per call: no read-ahead.
+  input.calls = 0;
+  uint64_t length = 5;
+  PDF_Read_Data_Read_Keyword(&reader, buffer, &length, 0);
+  EXPECT_EQ(input.calls, 5u);  // space skip reads 'a', then a, b, c and the end
+}
+
+TEST(ReadData, CreateAndReleaseWithHolds) {
+  Test_Allocator allocator{};
+  Test_Message_Log log;
+  PDF_Memory* memory = nullptr;
+  ASSERT_EQ(PDF_Memory_Create(&memory, Test_Alloc, &allocator, Test_Free, &allocator), 0);
+  PDF_Message* message = nullptr;
+  ASSERT_EQ(PDF_Message_Create(&message, memory, Test_Message_Callback, &log), 0);
+  Test_Counted_Input input{"", 0};
+  PDF_Read_Data* reader = nullptr;
+  EXPECT_EQ(PDF_Read_Data_Create(nullptr, memory, Test_Counted_Read, &input, message), -500);
+  EXPECT_EQ(PDF_Read_Data_Create(&reader, memory, nullptr, &input, message), -500);
+
+  allocator.fail_at = allocator.requests + 1;
+  EXPECT_EQ(PDF_Read_Data_Create(&reader, memory, Test_Counted_Read, &input, message), -7);
+  EXPECT_EQ(reader, nullptr);
+  ASSERT_EQ(log.messages.size(), 1u);
+  EXPECT_EQ(log.messages[0].text, "Unable to allocate read data object!");
+  EXPECT_EQ(log.messages[0].level, 91);
+  allocator.fail_at = 0;
+
+  ASSERT_EQ(PDF_Read_Data_Create(&reader, memory, Test_Counted_Read, &input, message), 0);
+  EXPECT_EQ(reader->hold_count, 1u);
+  reader->hold_count = 2;
+  PDF_Read_Data* other = reader;
+  EXPECT_EQ(PDF_Read_Data_Release(&reader, memory), 0);
+  EXPECT_EQ(reader, nullptr);
+  EXPECT_EQ(allocator.live, 3);  // still held once
+  EXPECT_EQ(PDF_Read_Data_Release(&other, memory), 0);
+  EXPECT_EQ(PDF_Read_Data_Release(&other, memory), -500);
+  EXPECT_EQ(allocator.live, 2);
+  PDF_Message_Delete(&message, memory);
+  PDF_Memory_Delete(&memory);
+  EXPECT_EQ(allocator.live, 0);
+}
+
+}  // namespace
