@@ -1,0 +1,31 @@
+#!/usr/bin/env bash
+# Installs what is missing, configures, builds and runs every test.
+#   bash scripts/test.sh            the ordinary build, in build/
+#   bash scripts/test.sh --sanitize AddressSanitizer and UndefinedBehaviorSanitizer, in build-sanitize/
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+bash scripts/setup.sh
+
+build=build
+options=(-DCMAKE_BUILD_TYPE=RelWithDebInfo)
+if [ "${1:-}" = "--sanitize" ]; then
+  build=build-sanitize
+  options=(-DCMAKE_BUILD_TYPE=Debug -DINVOICE_EXTRACT_SANITIZE=ON)
+  export ASAN_OPTIONS="detect_leaks=1:abort_on_error=1:strict_string_checks=1:detect_stack_use_after_return=1"
+  export UBSAN_OPTIONS="print_stacktrace=1:halt_on_error=1"
+  export LSAN_OPTIONS="suppressions=$PWD/tests/lsan.supp:print_suppressions=0"
+fi
+
+cmake -S . -B "$build" "${options[@]}"
+cmake --build "$build" -j"$(nproc)"
+
+# The shared library must export the two entry points and nothing else.
+exports=$(nm -D --defined-only "$build/libinvoice_extract.so" | awk '{print $3}' | sort | tr '\n' ' ')
+if [ "$exports" != "ZUGF_Check_Zugferd ZUGF_Extract_Zugferd " ]; then
+  echo "unexpected exports: $exports" >&2
+  exit 1
+fi
+
+cd "$build"
+ctest --output-on-failure -j"$(nproc)" --timeout 600

@@ -1,0 +1,254 @@
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "document/pdf_document.h"
+#include "document/pdf_embedded_file.h"
+#include "reader/pdf_header.h"
+#include "support/test_memory.h"
+
+namespace {
+
+// A minimal input: a header number and a startxref that the open finds.
+const char* const kInput = "%PDF-1.7\n1 0 obj\n<<>>\nendobj\nxref\nstartxref\n17\n%%EOF\n";
+
+struct Release_Log {
+  Test_Allocator* allocator;
+  std::vector<void*> order;
+  void* fail_block;
+};
+
+int32_t Logging_Free(void* block, void* data) {
+  Release_Log* log = static_cast<Release_Log*>(data);
+  log->order.push_back(block);
+  if (block == log->fail_block) return -33;
+  return Test_Free(block, log->allocator);
+}
+
+PDF_Result Create(PDF_Document** document, Test_Allocator* allocator, Test_Counted_Input* input,
+                  Test_Message_Log* log, int8_t level = 3) {
+  return PDF_Document_Create(document, Test_Alloc, allocator, Test_Free, allocator, Test_Counted_Read, input,
+                             log != nullptr ? Test_Message_Callback : nullptr, log, level);
+}
+
+TEST(Document, CreateAndReleaseAHandle) {
+  Test_Allocator allocator{};
+  Test_Counted_Input input{kInput, 0};
+  PDF_Document* document = nullptr;
+  ASSERT_EQ(Create(&document, &allocator, &input, nullptr), 0);
+  ASSERT_NE(document, nullptr);
+  uint32_t tag = 0;
+  memcpy(&tag, document->tag, 4);
+  EXPECT_EQ(tag, PDF_DOCUMENT_TAG);
+  EXPECT_EQ(document->message, nullptr);  // no callback, no reporter
+  ASSERT_NE(document->file, nullptr);
+  EXPECT_EQ(document->file->tolerance_level, 3);
+  EXPECT_EQ(document->file->tolerant, 0);
+  EXPECT_EQ(document->file->header_level, 4);
+  EXPECT_EQ(PDF_Document_Release(&document), 0);
+  EXPECT_EQ(document, nullptr);
+  EXPECT_EQ(PDF_Document_Release(&document), -1);  // a second release finds a null holder
+  EXPECT_EQ(allocator.live, 0);
+}
+
+TEST(Document, ArgumentChecks) {
+  struct Case {
+    bool alloc;
+    bool free;
+    int8_t level;
+    PDF_Result result;
+  };
+  const Case cases[] = {
+      {false, true, 3, -2}, {true, false, 3, -3}, {true, true, 5, -27}, {true, true, 127, -27},
+      {true, true, 4, 0},   {true, true, -1, 0},
+  };
+  for (const Case& c : cases) {
+    Test_Allocator allocator{};
+    Test_Counted_Input input{kInput, 0};
+    PDF_Document* document = reinterpret_cast<PDF_Document*>(&allocator);
+    PDF_Result result =
+        PDF_Document_Create(&document, c.alloc ? Test_Alloc : nullptr, &allocator, c.free ? Test_Free : nullptr,
+                            &allocator, Test_Counted_Read, &input, nullptr, nullptr, c.level);
+    EXPECT_EQ(result, c.result) << int(c.level);
+    if (result != 0) {
+      EXPECT_EQ(document, nullptr);
+      EXPECT_EQ(allocator.requests, 0u) << "nothing is allocated before the checks";
+    } else {
+      EXPECT_EQ(document->file->tolerant, c.level >= 4 ? 1 : 0);
+      PDF_Document_Release(&document);
+    }
+    EXPECT_EQ(allocator.live, 0);
+  }
+}
+
+TEST(Document, AllocationFailureAtEverySite) {
+  struct Case {
+    uint64_t fail_at;
+    PDF_Result result;
+    const char* report;  // null: no report
+  };
+  // Order: memory, reporter, handle, reader, file, header, startxref buffer.
+  const Case cases[] = {
+      {1, -7, nullptr},
+      {2, -7, "Unable to create message object"},
+      {3, -7, "Unable to allocate document handle!"},
+      {4, -7, "Unable to allocate read data object!"},
+      {5, -7, "Unable to allocate file object!"},
+      {6, 0, "Unable to allocate memory for Header!"},  // the open goes on with a default header
+      {7, -7, nullptr},
+      {8, 0, nullptr},
+  };
+  for (const Case& c : cases) {
+    Test_Allocator allocator{};
+    allocator.fail_at = c.fail_at;
+    Test_Message_Log log;
+    Test_Counted_Input input{kInput, 0};
+    PDF_Document* document = nullptr;
+    EXPECT_EQ(Create(&document, &allocator, &input, &log), c.result) << c.fail_at;
+    if (c.report == nullptr) {
+      EXPECT_TRUE(log.messages.empty()) << c.fail_at;
+    } else {
+      ASSERT_EQ(log.messages.size(), 1u) << c.fail_at;
+      EXPECT_EQ(log.messages[0].text, c.report);
+      EXPECT_EQ(log.messages[0].code, -7);
+      EXPECT_EQ(log.messages[0].level, 91);
+    }
+    if (c.result == 0) {
+      ASSERT_NE(document, nullptr);
+      EXPECT_EQ(document->file->header->level, 4);
+      EXPECT_EQ(PDF_Document_Release(&document), 0);
+    } else {
+      EXPECT_EQ(document, nullptr);
+    }
+    EXPECT_EQ(allocator.live, 0) << c.fail_at;
+  }
+}
+
+TEST(Document, DefaultHeaderFailureLeavesTheFileRecordBehind) {
+  // No number near the start, so the header comes from the default; when
+  // that allocation fails too, the open returns without releasing the file
+  // record. The leak is the documented behaviour of this path.
+  Test_Allocator allocator{};
+  allocator.fail_at = 5;  // memory, handle, reader, file; then the default header
+  Test_Counted_Input input{std::string(1100, 'x') + "startxref\n3\n", 0};
+  PDF_Document* document = nullptr;
+  EXPECT_EQ(Create(&document, &allocator, &input, nullptr), -7);
+  EXPECT_EQ(document, nullptr);
+  EXPECT_EQ(allocator.live, 1);
+  EXPECT_EQ(Test_Allocator_Reclaim(&allocator), 1);
+}
+
+TEST(Document, FailedOpenReleasesTheHalfBuiltHandle) {
+  struct Case {
+    std::string input;
+    PDF_Result result;
+  };
+  const Case cases[] = {
+      {"", -10},                       // the read callback delivers nothing at all
+      {"%PDF-1.7\n1 0 obj\n", -10},     // no startxref
+      {"1 0 obj startxref x\n", -100},  // no number behind it
+  };
+  for (const Case& c : cases) {
+    Test_Allocator allocator{};
+    Test_Counted_Input input{c.input, 0};
+    PDF_Document* document = reinterpret_cast<PDF_Document*>(&allocator);
+    EXPECT_EQ(Create(&document, &allocator, &input, nullptr), c.result);
+    EXPECT_EQ(document, nullptr);
+    EXPECT_EQ(allocator.live, 0);
+  }
+}
+
+TEST(Document, ReleaseRunsInReverseOrderOfCreation) {
+  Test_Allocator allocator{};
+  Release_Log releases{&allocator, {}, nullptr};
+  Test_Message_Log log;
+  Test_Counted_Input input{kInput, 0};
+  PDF_Document* document = nullptr;
+  ASSERT_EQ(PDF_Document_Create(&document, Test_Alloc, &allocator, Logging_Free, &releases, Test_Counted_Read,
+                                &input, Test_Message_Callback, &log, 3),
+            0);
+  std::vector<void*> expected = {document->file->header, document->file, document->read_data,
+                                 document->message,      document,       document->memory};
+  releases.order.clear();
+  ASSERT_EQ(PDF_Document_Release(&document), 0);
+  EXPECT_EQ(releases.order, expected);
+  EXPECT_EQ(allocator.live, 0);
+}
+
+TEST(Document, FailedReleaseStopsAndKeepsTheHandle) {
+  Test_Allocator allocator{};
+  Release_Log releases{&allocator, {}, nullptr};
+  Test_Counted_Input input{kInput, 0};
+  PDF_Document* document = nullptr;
+  ASSERT_EQ(PDF_Document_Create(&document, Test_Alloc, &allocator, Logging_Free, &releases, Test_Counted_Read,
+                                &input, nullptr, nullptr, 3),
+            0);
+  releases.fail_block = document->read_data;
+  EXPECT_EQ(PDF_Document_Release(&document), -33);
+  ASSERT_NE(document, nullptr);
+  EXPECT_EQ(memcmp(document->tag, "hfdp", 4), 0);
+  EXPECT_EQ(document->file, nullptr);
+  EXPECT_EQ(document->read_data, nullptr);  // the holder is cleared even on failure
+  // The rest is still alive and can be released.
+  releases.fail_block = nullptr;
+  EXPECT_EQ(PDF_Document_Release(&document), 0);
+  EXPECT_EQ(allocator.live, 1);  // the reader whose free callback failed, freed by nobody
+  Test_Allocator_Reclaim(&allocator);
+}
+
+TEST(Document, TagIsCheckedOnlyByRelease) {
+  PDF_Document fake;
+  memset(&fake, 0, sizeof(fake));
+  memcpy(fake.tag, "hfdq", 4);
+  PDF_Document* holder = &fake;
+  EXPECT_EQ(PDF_Document_Release(&holder), -1);
+  EXPECT_EQ(holder, &fake);
+  EXPECT_EQ(PDF_Document_Release(nullptr), -1);
+  // The forwarding operations don't look at the tag: they pass the file on.
+  uint64_t size = 0;
+  uint32_t id = 7;
+  EXPECT_NE(PDF_Document_Find_Embedded_File(&fake, "a", 1, 0, &id), -1);
+  EXPECT_EQ(id, 0u);
+  (void)size;
+}
+
+TEST(Document, ForwardingOperationsRefuseANullHandle) {
+  uint32_t part = 0;
+  char conformance = 0;
+  uint64_t size = 0;
+  uint32_t id = 0;
+  PDF_Embedded_File_Info info = {};
+  char buffer[4];
+  EXPECT_EQ(PDF_Document_Get_Pdfa_Level(nullptr, &part, &conformance, nullptr), -500);
+  EXPECT_EQ(PDF_Document_Get_Metadata_Property(nullptr, "ns", "p", buffer, &size), -500);
+  EXPECT_EQ(PDF_Document_Find_Embedded_File(nullptr, "a", 1, 0, &id), -500);
+  EXPECT_EQ(PDF_Document_Decode_Embedded_File(nullptr, 1), -500);
+  EXPECT_EQ(PDF_Document_Get_Embedded_File_Info(nullptr, 1, &info), -500);
+  EXPECT_EQ(PDF_Document_Read_Embedded_File(nullptr, 1, buffer), -500);
+}
+
+TEST(Document, NoReadCallbackStartsAnEmptyDocument) {
+  Test_Allocator allocator{};
+  PDF_Document* document = nullptr;
+  ASSERT_EQ(PDF_Document_Create(&document, Test_Alloc, &allocator, Test_Free, &allocator, nullptr, nullptr, nullptr,
+                                nullptr, 3),
+            0);
+  EXPECT_EQ(document->read_data, nullptr);
+  EXPECT_EQ(document->file->all_objects_read, 1);
+  EXPECT_EQ(document->file->header->level, 4);
+  EXPECT_EQ(PDF_Document_Release(&document), 0);
+  EXPECT_EQ(allocator.live, 0);
+}
+
+TEST(DocumentDeathTest, NullOutHandleFaultsBeforeAnyTest) {
+  // The out handle is written before it is tested, so the -1 of the
+  // argument check is unreachable.
+  Test_Allocator allocator{};
+  EXPECT_DEATH(PDF_Document_Create(nullptr, Test_Alloc, &allocator, Test_Free, &allocator, nullptr, nullptr,
+                                   nullptr, nullptr, 3),
+               "");
+}
+
+}  // namespace
