@@ -1,0 +1,441 @@
+#include "xmp/pdf_xmp.h"
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <future>
+#include <stdexcept>
+#include <string>
+
+#include "support/test_memory.h"
+#include "xmp/pdf_xmp_lock.h"
+
+namespace {
+
+const char* const DC = "http://purl.org/dc/elements/1.1/";
+const char* const EXAMPLE = "http://example.com/ns/invoice-test/";
+// No packet anywhere uses this namespace, so the toolkit never knows it.
+const char* const NEVER_USED = "http://example.com/ns/never-used-by-any-packet/";
+
+std::string Packet(const std::string& descriptions) {
+  return "<?xpacket begin='\xEF\xBB\xBF' id='W5M0MpCehiHzreSzNTczkc9d'?>"
+         "<x:xmpmeta xmlns:x='adobe:ns:meta/'>"
+         "<rdf:RDF xmlns:rdf='http://www.w3.org/1999/02/22-rdf-syntax-ns#'>" +
+         descriptions + "</rdf:RDF></x:xmpmeta><?xpacket end='w'?>";
+}
+
+std::string Pdfaid_Attributes(const std::string& part, const std::string& conformance) {
+  return Packet("<rdf:Description rdf:about='' xmlns:pdfaid='http://www.aiim.org/pdfa/ns/id/' pdfaid:part='" +
+                part + "' pdfaid:conformance='" + conformance + "'/>");
+}
+
+std::string Pdfaid_Elements(const std::string& part, const std::string& conformance) {
+  return Packet("<rdf:Description rdf:about='' xmlns:pdfaid='http://www.aiim.org/pdfa/ns/id/'><pdfaid:part>" +
+                part + "</pdfaid:part><pdfaid:conformance>" + conformance +
+                "</pdfaid:conformance></rdf:Description>");
+}
+
+// One packet with a property of every shape.
+const std::string shapes_packet = Packet(
+    "<rdf:Description rdf:about='' xmlns:dc='http://purl.org/dc/elements/1.1/'>"
+    "<dc:title><rdf:Alt><rdf:li xml:lang='de'>Rechnung</rdf:li>"
+    "<rdf:li xml:lang='x-default'>Invoice 42</rdf:li></rdf:Alt></dc:title>"
+    "<dc:creator><rdf:Seq><rdf:li>Alice</rdf:li><rdf:li>Bob</rdf:li></rdf:Seq></dc:creator>"
+    "<dc:subject><rdf:Bag><rdf:li>tax</rdf:li><rdf:li>order</rdf:li></rdf:Bag></dc:subject>"
+    "</rdf:Description>"
+    "<rdf:Description rdf:about='' xmlns:inv='http://example.com/ns/invoice-test/' "
+    "inv:DocumentType='INVOICE' inv:Unicode='Stra\xC3\x9F" "e'>"
+    "<inv:Address rdf:parseType='Resource'><inv:Street>Main 1</inv:Street>"
+    "<inv:City xml:lang='en'>Town</inv:City></inv:Address>"
+    "<inv:Nested rdf:parseType='Resource'><inv:Name>N</inv:Name>"
+    "<inv:Items><rdf:Seq><rdf:li>i1</rdf:li><rdf:li>i2</rdf:li></rdf:Seq></inv:Items></inv:Nested>"
+    "<inv:Gaps><rdf:Seq><rdf:li></rdf:li><rdf:li>B</rdf:li><rdf:li></rdf:li><rdf:li>D</rdf:li></rdf:Seq>"
+    "</inv:Gaps>"
+    "<inv:Choice><rdf:Alt><rdf:li>first</rdf:li><rdf:li>second</rdf:li></rdf:Alt></inv:Choice>"
+    "</rdf:Description>");
+
+class XMP_Test : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    ASSERT_EQ(PDF_XMP_Lock_Create(), PDF_RESULT_OK);
+    allocator = Test_Allocator{};
+    ASSERT_EQ(PDF_Memory_Create(&memory, Test_Alloc, &allocator, Test_Free, &allocator), PDF_RESULT_OK);
+  }
+  void TearDown() override {
+    PDF_Memory_Delete(&memory);
+    EXPECT_EQ(allocator.live, 0);
+  }
+
+  PDF_XMP* Create(const std::string& packet) {
+    PDF_XMP* xmp = nullptr;
+    EXPECT_EQ(PDF_XMP_Create(&xmp, memory, packet.data(), static_cast<uint32_t>(packet.size())), PDF_RESULT_OK);
+    return xmp;
+  }
+
+  void Delete(PDF_XMP** xmp) { EXPECT_EQ(PDF_XMP_Delete(xmp, memory), PDF_RESULT_OK); }
+
+  Test_Allocator allocator;
+  PDF_Memory* memory = nullptr;
+};
+
+// ------------------------------------------------------------ PDF/A level
+
+TEST_F(XMP_Test, PdfaLevelComparesPartAndConformanceExactly) {
+  const struct {
+    const char* part;
+    const char* conformance;
+    PDF_Pdfa_Flavour flavour;
+    uint32_t stored_part;
+    char stored_conformance;
+  } cases[] = {
+      {"1", "A", PDF_PDFA_1A, 1, 'A'},  {"1", "B", PDF_PDFA_1B, 1, 'B'},  {"2", "A", PDF_PDFA_2A, 2, 'A'},
+      {"2", "U", PDF_PDFA_2U, 2, 'U'},  {"2", "B", PDF_PDFA_2B, 2, 'B'},  {"3", "A", PDF_PDFA_3A, 3, 'A'},
+      {"3", "U", PDF_PDFA_3U, 3, 'U'},  {"3", "B", PDF_PDFA_3B, 3, 'B'},
+      {"1", "U", PDF_PDFA_UNKNOWN, 1, 'U'},   // no 1U row
+      {"3", "b", PDF_PDFA_UNKNOWN, 3, 'b'},   // case counts
+      {"4", "B", PDF_PDFA_UNKNOWN, 4, 'B'},
+      {"03", "B", PDF_PDFA_UNKNOWN, 3, 'B'},  // no numeric reading
+      {" 3", "B", PDF_PDFA_UNKNOWN, 3, 'B'},  // no trimming
+      {"3", "BB", PDF_PDFA_UNKNOWN, 3, 'B'},
+      {"x", "A", PDF_PDFA_UNKNOWN, 0, 'A'},
+      {"", "A", PDF_PDFA_UNKNOWN, 0, 'A'},
+  };
+  for (const auto& c : cases) {
+    for (bool elements : {false, true}) {
+      SCOPED_TRACE(std::string(c.part) + "/" + c.conformance + (elements ? " as elements" : " as attributes"));
+      PDF_XMP* xmp = Create(elements ? Pdfaid_Elements(c.part, c.conformance)
+                                     : Pdfaid_Attributes(c.part, c.conformance));
+      ASSERT_NE(xmp, nullptr);
+      uint32_t part = 77;
+      char conformance = 'z';
+      EXPECT_EQ(PDF_XMP_Get_Pdfa_Level(xmp, &part, &conformance), c.flavour);
+      EXPECT_EQ(part, c.stored_part);
+      EXPECT_EQ(conformance, c.stored_conformance);
+      // The outs are optional and don't change the answer.
+      EXPECT_EQ(PDF_XMP_Get_Pdfa_Level(xmp, nullptr, nullptr), c.flavour);
+      Delete(&xmp);
+    }
+  }
+}
+
+TEST_F(XMP_Test, PdfaLevelWithoutIdentificationIsNone) {
+  const std::string packets[] = {
+      Packet("<rdf:Description rdf:about='' xmlns:pdfaid='http://www.aiim.org/pdfa/ns/id/' pdfaid:part='3'/>"),
+      Packet("<rdf:Description rdf:about='' xmlns:pdfaid='http://www.aiim.org/pdfa/ns/id/' "
+             "pdfaid:conformance='B'/>"),
+      shapes_packet,
+      "",
+  };
+  for (const std::string& packet : packets) {
+    SCOPED_TRACE(packet);
+    PDF_XMP* xmp = Create(packet);
+    ASSERT_NE(xmp, nullptr);
+    uint32_t part = 77;
+    char conformance = 'z';
+    EXPECT_EQ(PDF_XMP_Get_Pdfa_Level(xmp, &part, &conformance), PDF_PDFA_NONE);
+    EXPECT_EQ(part, 0u);
+    EXPECT_EQ(conformance, 0);
+    Delete(&xmp);
+  }
+
+  // A null bridge answers 0 and leaves the outs alone.
+  uint32_t part = 77;
+  char conformance = 'z';
+  EXPECT_EQ(PDF_XMP_Get_Pdfa_Level(nullptr, &part, &conformance), PDF_PDFA_NONE);
+  EXPECT_EQ(part, 77u);
+  EXPECT_EQ(conformance, 'z');
+}
+
+TEST_F(XMP_Test, EmptyConformanceThrowsOutOfRange) {
+  // Present and empty: the first character is read with a bounds check that
+  // nothing in the library catches.
+  PDF_XMP* xmp = Create(Pdfaid_Attributes("3", ""));
+  ASSERT_NE(xmp, nullptr);
+  uint32_t part = 0;
+  char conformance = 'z';
+  EXPECT_THROW(PDF_XMP_Get_Pdfa_Level(xmp, &part, &conformance), std::out_of_range);
+  EXPECT_EQ(part, 3u);  // stored before the throw
+  // Without an out conformance nothing is read, and the pair is unknown.
+  EXPECT_EQ(PDF_XMP_Get_Pdfa_Level(xmp, &part, nullptr), PDF_PDFA_UNKNOWN);
+  Delete(&xmp);
+}
+
+// ------------------------------------------------------------ text queries
+
+TEST_F(XMP_Test, GetTextJoinsEveryPropertyShape) {
+  PDF_XMP* xmp = Create(shapes_packet);
+  ASSERT_NE(xmp, nullptr);
+  const struct {
+    const char* name_space;
+    const char* name;
+    const char* expected;
+  } cases[] = {
+      {EXAMPLE, "DocumentType", "INVOICE"},
+      {EXAMPLE, "Unicode", "Stra\xC3\x9F" "e"},
+      {DC, "title", "Invoice 42"},        // the x-default item, not the first
+      {DC, "creator", "Alice, Bob"},       // ordered array
+      {DC, "subject", "tax, order"},       // unordered array
+      {EXAMPLE, "Address", "Main 1, Town"},  // struct: leaf fields, no xml:lang qualifier
+      {EXAMPLE, "Nested", "N, i1, i2"},    // composite nodes inside are skipped
+      {EXAMPLE, "Gaps", "B, , D"},         // ", " goes only behind a text that isn't empty
+      {EXAMPLE, "Choice", "first, second"},  // an alternative array that isn't text
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.name);
+    std::string text = "stale";
+    EXPECT_TRUE(PDF_XMP_Get_Text(xmp, c.name_space, c.name, &text));
+    EXPECT_EQ(text, c.expected);
+
+    const char* value = reinterpret_cast<const char*>(1);
+    uint64_t length = 99;
+    ASSERT_EQ(PDF_XMP_Get_Property(xmp, c.name_space, c.name, &value, &length), PDF_RESULT_OK);
+    ASSERT_NE(value, nullptr);
+    EXPECT_EQ(std::string(value, length), c.expected);
+    EXPECT_EQ(value[length], 0);
+  }
+  Delete(&xmp);
+}
+
+TEST_F(XMP_Test, AbsentPropertiesAreNoFailure) {
+  PDF_XMP* xmp = Create(shapes_packet);
+  ASSERT_NE(xmp, nullptr);
+
+  // The namespace is known, the property isn't there: the prefix stays behind.
+  std::string text = "stale";
+  EXPECT_FALSE(PDF_XMP_Get_Text(xmp, DC, "description", &text));
+  EXPECT_EQ(text, "dc:");
+  // A namespace that the toolkit doesn't know.
+  text = "stale";
+  EXPECT_FALSE(PDF_XMP_Get_Text(xmp, NEVER_USED, "DocumentType", &text));
+  EXPECT_EQ(text, "");
+
+  for (const char* name_space : {DC, NEVER_USED}) {
+    SCOPED_TRACE(name_space);
+    // A found value first, so that the outs have something to clear.
+    const char* value = nullptr;
+    uint64_t length = 0;
+    ASSERT_EQ(PDF_XMP_Get_Property(xmp, DC, "creator", &value, &length), PDF_RESULT_OK);
+    ASSERT_NE(length, 0u);
+    EXPECT_EQ(PDF_XMP_Get_Property(xmp, name_space, "description", &value, &length), PDF_RESULT_OK);
+    EXPECT_EQ(value, nullptr);
+    EXPECT_EQ(length, 0u);
+  }
+  Delete(&xmp);
+}
+
+TEST_F(XMP_Test, QueryArgumentChecks) {
+  PDF_XMP* xmp = Create(shapes_packet);
+  ASSERT_NE(xmp, nullptr);
+  std::string text = "stale";
+  const char* value = nullptr;
+  uint64_t length = 0;
+  EXPECT_FALSE(PDF_XMP_Get_Text(nullptr, DC, "creator", &text));
+  EXPECT_FALSE(PDF_XMP_Get_Text(xmp, DC, "creator", nullptr));
+  EXPECT_FALSE(PDF_XMP_Get_Text(xmp, nullptr, "creator", &text));
+  EXPECT_FALSE(PDF_XMP_Get_Text(xmp, DC, nullptr, &text));
+  EXPECT_EQ(PDF_XMP_Get_Property(nullptr, DC, "creator", &value, &length), PDF_RESULT_INVALID_ARGUMENT);
+  EXPECT_EQ(PDF_XMP_Get_Property(xmp, DC, "creator", nullptr, &length), PDF_RESULT_INVALID_ARGUMENT);
+  EXPECT_EQ(PDF_XMP_Get_Property(xmp, DC, "creator", &value, nullptr), PDF_RESULT_INVALID_ARGUMENT);
+  EXPECT_EQ(PDF_XMP_Get_Property(xmp, nullptr, "creator", &value, &length), PDF_RESULT_OK);
+  EXPECT_EQ(length, 0u);
+  Delete(&xmp);
+}
+
+// --------------------------------------------------------- create, delete
+
+TEST_F(XMP_Test, PacketsParseWithoutTheMetaWrapperAndWithinTheirLength) {
+  // Options 0: an rdf:RDF element alone is a packet.
+  const std::string bare =
+      "<rdf:RDF xmlns:rdf='http://www.w3.org/1999/02/22-rdf-syntax-ns#'>"
+      "<rdf:Description rdf:about='' xmlns:pdfaid='http://www.aiim.org/pdfa/ns/id/'>"
+      "<pdfaid:part>2</pdfaid:part><pdfaid:conformance>U</pdfaid:conformance></rdf:Description></rdf:RDF>";
+  // Only the given length is parsed; what follows would not parse.
+  const std::string padded = bare + "<<<not xml";
+  PDF_XMP* xmp = nullptr;
+  ASSERT_EQ(PDF_XMP_Create(&xmp, memory, padded.data(), static_cast<uint32_t>(bare.size())), PDF_RESULT_OK);
+  EXPECT_EQ(PDF_XMP_Get_Pdfa_Level(xmp, nullptr, nullptr), PDF_PDFA_2U);
+  EXPECT_EQ(xmp->memory, memory);
+  EXPECT_NE(xmp->date, nullptr);
+  Delete(&xmp);
+  EXPECT_EQ(xmp, nullptr);
+}
+
+TEST_F(XMP_Test, PacketsThatDontParseAreRejected) {
+  const std::string bad[] = {
+      "hello",
+      "<a><b></a>",
+      Packet("<rdf:Description rdf:about=''>").substr(0, 120),
+      shapes_packet.substr(0, shapes_packet.size() - 60),
+  };
+  for (const std::string& packet : bad) {
+    SCOPED_TRACE(packet);
+    PDF_XMP* xmp = reinterpret_cast<PDF_XMP*>(&allocator);
+    EXPECT_EQ(PDF_XMP_Create(&xmp, memory, packet.data(), static_cast<uint32_t>(packet.size())),
+              PDF_RESULT_XMP_REJECTED);
+    EXPECT_EQ(xmp, nullptr);
+    EXPECT_EQ(allocator.live, 1);  // the PDF_Memory alone
+  }
+}
+
+TEST_F(XMP_Test, NoBytesOrEmptyBytesGiveAnEmptyRecord) {
+  for (bool null_bytes : {true, false}) {
+    SCOPED_TRACE(null_bytes);
+    PDF_XMP* xmp = nullptr;
+    ASSERT_EQ(PDF_XMP_Create(&xmp, memory, null_bytes ? nullptr : "", 0), PDF_RESULT_OK);
+    ASSERT_NE(xmp, nullptr);
+    uint32_t part = 77;
+    char conformance = 'z';
+    EXPECT_EQ(PDF_XMP_Get_Pdfa_Level(xmp, &part, &conformance), PDF_PDFA_NONE);
+    EXPECT_EQ(part, 0u);
+    EXPECT_EQ(conformance, 0);
+    std::string text;
+    EXPECT_FALSE(PDF_XMP_Get_Text(xmp, DC, "title", &text));
+    const char* value = nullptr;
+    uint64_t length = 5;
+    EXPECT_EQ(PDF_XMP_Get_Property(xmp, DC, "title", &value, &length), PDF_RESULT_OK);
+    EXPECT_EQ(length, 0u);
+    Delete(&xmp);
+  }
+}
+
+TEST_F(XMP_Test, CreateAndDeleteArgumentChecks) {
+  EXPECT_EQ(PDF_XMP_Create(nullptr, memory, nullptr, 0), PDF_RESULT_INVALID_ARGUMENT);
+  EXPECT_EQ(PDF_XMP_Delete(nullptr, memory), PDF_RESULT_INVALID_ARGUMENT);
+  PDF_XMP* xmp = nullptr;
+  EXPECT_EQ(PDF_XMP_Delete(&xmp, memory), PDF_RESULT_INVALID_ARGUMENT);
+  EXPECT_EQ(allocator.requests, 1u);
+}
+
+TEST_F(XMP_Test, DateBlockFailureReleasesTheRecord) {
+  // The record is the first request and the date block the second. Failing
+  // the first leaves the toolkit initialised for good, which is observed in
+  // a process of its own below.
+  allocator.fail_at = allocator.requests + 2;
+  PDF_XMP* xmp = reinterpret_cast<PDF_XMP*>(&allocator);
+  const std::string packet = Pdfaid_Attributes("3", "B");
+  EXPECT_EQ(PDF_XMP_Create(&xmp, memory, packet.data(), static_cast<uint32_t>(packet.size())),
+            PDF_RESULT_OUT_OF_MEMORY);
+  EXPECT_EQ(xmp, nullptr);
+  EXPECT_EQ(allocator.live, 1);
+  allocator.fail_at = 0;
+
+  // No third request: with two served the record is complete.
+  uint64_t before = allocator.requests;
+  xmp = Create(packet);
+  EXPECT_EQ(allocator.requests, before + 2);
+  Delete(&xmp);
+}
+
+// ------------------------------------------------ the toolkit's lifecycle
+
+// Runs in a fresh process; answers a bit mask of the checks that failed.
+int Check_Toolkit_Pairing() {
+  if (PDF_XMP_Lock_Create() != PDF_RESULT_OK) return 128;
+  Test_Allocator allocator{};
+  PDF_Memory* memory = nullptr;
+  if (PDF_Memory_Create(&memory, Test_Alloc, &allocator, Test_Free, &allocator) != PDF_RESULT_OK) return 128;
+  const char* const one = "http://example.com/ns/pairing-one/";
+  const char* const two = "http://example.com/ns/pairing-two/";
+  const std::string uses_one =
+      Packet("<rdf:Description rdf:about='' xmlns:pone='http://example.com/ns/pairing-one/' pone:a='1'/>");
+  const std::string uses_two =
+      Packet("<rdf:Description rdf:about='' xmlns:ptwo='http://example.com/ns/pairing-two/' ptwo:a='2'/>");
+  // Whether the toolkit knows a namespace shows in the prefix that a query
+  // for an absent property leaves behind.
+  auto prefix_seen_by = [&](PDF_XMP* xmp, const char* name_space) {
+    std::string text;
+    PDF_XMP_Get_Text(xmp, name_space, "absent", &text);
+    return text;
+  };
+  auto create = [&](const std::string* packet) {
+    PDF_XMP* xmp = nullptr;
+    PDF_XMP_Create(&xmp, memory, packet ? packet->data() : nullptr,
+                   packet ? static_cast<uint32_t>(packet->size()) : 0);
+    return xmp;
+  };
+  int failed = 0;
+
+  // One record: its namespace lives while it does, and goes with it.
+  PDF_XMP* first = create(&uses_one);
+  if (prefix_seen_by(first, one) != "pone:") failed |= 1;
+  PDF_XMP_Delete(&first, memory);
+  PDF_XMP* empty = create(nullptr);
+  if (!prefix_seen_by(empty, one).empty()) failed |= 2;
+
+  // Overlapping records: the toolkit stays up until the last one goes.
+  PDF_XMP* second = create(&uses_two);
+  PDF_XMP_Delete(&second, memory);
+  if (prefix_seen_by(empty, two) != "ptwo:") failed |= 4;
+  PDF_XMP_Delete(&empty, memory);
+
+  // A failed date block closes its initialisation.
+  allocator.fail_at = allocator.requests + 2;
+  if (create(&uses_one) != nullptr) failed |= 8;
+  allocator.fail_at = 0;
+  empty = create(nullptr);
+  if (!prefix_seen_by(empty, one).empty() || !prefix_seen_by(empty, two).empty()) failed |= 16;
+  PDF_XMP_Delete(&empty, memory);
+
+  // A failed record does not: from here on the toolkit is never torn down,
+  // and a namespace outlives the record that brought it.
+  allocator.fail_at = allocator.requests + 1;
+  if (create(&uses_one) != nullptr) failed |= 32;
+  allocator.fail_at = 0;
+  first = create(&uses_one);
+  PDF_XMP_Delete(&first, memory);
+  empty = create(nullptr);
+  if (prefix_seen_by(empty, one) != "pone:") failed |= 64;
+  PDF_XMP_Delete(&empty, memory);
+
+  PDF_Memory_Delete(&memory);
+  if (allocator.live != 0) failed |= 128;
+  return failed;
+}
+
+TEST(XMP_Toolkit_Test, OneInitialisationPerRecordExceptAfterAFailedRecord) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");  // a fresh process, this test alone
+  EXPECT_EXIT(_exit(Check_Toolkit_Pairing()), ::testing::ExitedWithCode(0), "");
+}
+
+TEST_F(XMP_Test, TheMutexGuardsCreationAndDeletionOnly) {
+  const std::string packet = Pdfaid_Attributes("3", "B");
+  PDF_XMP* xmp = Create(packet);
+  ASSERT_NE(xmp, nullptr);
+
+  PDF_XMP_Lock();
+  // Queries don't take the lock.
+  auto query = std::async(std::launch::async, [xmp] {
+    std::string text;
+    return PDF_XMP_Get_Pdfa_Level(xmp, nullptr, nullptr) == PDF_PDFA_3B &&
+           !PDF_XMP_Get_Text(xmp, DC, "title", &text);
+  });
+  bool query_done = query.wait_for(std::chrono::seconds(20)) == std::future_status::ready;
+  // Creation waits for it.
+  PDF_XMP* other = nullptr;
+  PDF_Memory* memory_for_thread = memory;
+  auto creation = std::async(std::launch::async, [&other, memory_for_thread, &packet] {
+    return PDF_XMP_Create(&other, memory_for_thread, packet.data(), static_cast<uint32_t>(packet.size()));
+  });
+  bool creation_waited = creation.wait_for(std::chrono::milliseconds(200)) == std::future_status::timeout;
+  PDF_XMP_Unlock();
+  EXPECT_TRUE(query_done);
+  if (query_done) {
+    EXPECT_TRUE(query.get());
+  }
+  EXPECT_TRUE(creation_waited);
+  EXPECT_EQ(creation.get(), PDF_RESULT_OK);
+
+  // Deletion waits for it too.
+  PDF_XMP_Lock();
+  auto deletion = std::async(std::launch::async, [&other, memory_for_thread] {
+    return PDF_XMP_Delete(&other, memory_for_thread);
+  });
+  bool deletion_waited = deletion.wait_for(std::chrono::milliseconds(200)) == std::future_status::timeout;
+  PDF_XMP_Unlock();
+  EXPECT_TRUE(deletion_waited);
+  EXPECT_EQ(deletion.get(), PDF_RESULT_OK);
+  Delete(&xmp);
+}
+
+}  // namespace
