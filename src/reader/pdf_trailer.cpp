@@ -1,0 +1,89 @@
+#include "reader/pdf_trailer.h"
+
+#include <cstring>
+
+#include "objects/pdf_number.h"
+#include "objects/pdf_object_reference.h"
+
+static bool Is_Trailer_Keyword(uint64_t count, const char* keyword, uint64_t length) {
+  return count != 0 && count != PDF_READ_INVALID_ARGUMENT && length == 7 && memcmp(keyword, "trailer", 7) == 0;
+}
+
+uint64_t PDF_Trailer_Read(PDF_Trailer** out_trailer, PDF_File* file, PDF_Read_Data* reader, uint64_t position) {
+  if (out_trailer == nullptr || file == nullptr) return 0;
+  *out_trailer = nullptr;
+  char keyword[8];
+  uint64_t length = sizeof(keyword);
+  uint64_t count = PDF_Read_Data_Read_Keyword(reader, keyword, &length, position);
+  if (count == PDF_READ_INVALID_ARGUMENT) return 0;
+  uint64_t at = position + count;  // whatever the token was, it is passed
+  if (!Is_Trailer_Keyword(count, keyword, length)) {
+    PDF_Message_Report(file->message, PDF_RESULT_REPAIRED, PDF_LEVEL_DOCUMENT,
+                       "Unable to find trailer keyword, try to ignore it.\n");
+    if (file->tolerance_level < 1) return 0;
+    length = sizeof(keyword);
+    count = PDF_Read_Data_Read_Keyword(reader, keyword, &length, at);
+    if (Is_Trailer_Keyword(count, keyword, length)) at += count;
+  }
+  PDF_Dictionary* dictionary = nullptr;
+  uint64_t used = PDF_Dictionary_Read(&dictionary, file, reader, at);
+  if (used == 0 || used == PDF_READ_INVALID_ARGUMENT || dictionary == nullptr) return 0;
+  if (PDF_Trailer_Create(out_trailer, file, dictionary) != PDF_RESULT_OK) {
+    PDF_Dictionary_Delete(&dictionary, file, 0);
+    return 0;
+  }
+  return at + used - position;
+}
+
+PDF_Dictionary* PDF_Trailer_Get_Dictionary(PDF_Trailer* trailer) {
+  return trailer != nullptr ? trailer->dictionary : nullptr;
+}
+
+PDF_Data_Object* PDF_Trailer_Get_Root(PDF_Trailer* trailer) {
+  return PDF_Dictionary_Find_Value(PDF_Trailer_Get_Dictionary(trailer), "Root");
+}
+
+uint32_t PDF_Trailer_Get_Prev(PDF_Trailer* trailer) {
+  PDF_Number* prev = static_cast<PDF_Number*>(
+      PDF_Data_Object_Get_Direct_Value(PDF_Dictionary_Find_Value(PDF_Trailer_Get_Dictionary(trailer), "Prev"), 4));
+  return static_cast<uint32_t>(static_cast<uint64_t>(PDF_Number_Get_Long(prev)));
+}
+
+int32_t PDF_Trailer_Get_XRefStm(PDF_Trailer* trailer) {
+  PDF_Number* offset = static_cast<PDF_Number*>(PDF_Data_Object_Get_Direct_Value(
+      PDF_Dictionary_Find_Value(PDF_Trailer_Get_Dictionary(trailer), "XRefStm"), 4));
+  return PDF_Number_Get_Integer(offset);
+}
+
+PDF_Result PDF_Trailer_Clear_Prev(PDF_Trailer* trailer, PDF_File* file) {
+  if (trailer == nullptr || trailer->dictionary == nullptr) return PDF_RESULT_INVALID_ARGUMENT;
+  if (!PDF_Dictionary_Has_Key(trailer->dictionary, "Prev")) return PDF_RESULT_OK;
+  return PDF_Dictionary_Remove_Entry(trailer->dictionary, file, "Prev", 0);
+}
+
+PDF_Result PDF_Trailer_Clear_XRefStm(PDF_Trailer* trailer, PDF_File* file) {
+  if (trailer == nullptr || trailer->dictionary == nullptr) return PDF_RESULT_INVALID_ARGUMENT;
+  if (!PDF_Dictionary_Has_Key(trailer->dictionary, "XRefStm")) return PDF_RESULT_OK;
+  return PDF_Dictionary_Remove_Entry(trailer->dictionary, file, "XRefStm", 0);
+}
+
+PDF_Result PDF_Trailer_Set_Root(PDF_Trailer* trailer, PDF_File* file, PDF_Object* root) {
+  if (trailer == nullptr || trailer->dictionary == nullptr || root == nullptr) return PDF_RESULT_INVALID_ARGUMENT;
+  return PDF_Dictionary_Set_Reference(trailer->dictionary, file, "Root", root);
+}
+
+PDF_Dictionary* PDF_Trailer_Get_Encrypt(PDF_Trailer* trailer, PDF_File*) {
+  PDF_Data_Object* value = PDF_Dictionary_Find_Value(PDF_Trailer_Get_Dictionary(trailer), "Encrypt");
+  PDF_Object* last = nullptr;
+  while (PDF_Data_Object_Get_Type(value) == PDF_Object_Type_Reference) {
+    PDF_Object* target = PDF_Object_Reference_Get_Object(
+        static_cast<PDF_Object_Reference*>(PDF_Data_Object_Get_Value(value)));
+    if (target == nullptr) return nullptr;
+    last = target;
+    value = PDF_Object_Get_Value(target);
+  }
+  PDF_Dictionary* encrypt =
+      static_cast<PDF_Dictionary*>(PDF_Data_Object_Get_Direct_Value(value, PDF_Object_Type_Dictionary));
+  if (encrypt != nullptr && last != nullptr) PDF_Object_Set_Type(last, PDF_Object_Type_Encrypt);
+  return encrypt;
+}
