@@ -58,6 +58,9 @@ void* PDF_Data_Object_Get_Typed_Value(PDF_Data_Object* object, int32_t type);
 // Takes ownership of value; with a null value the tag's default is built.
 PDF_Result PDF_Data_Object_Create(PDF_Data_Object** out_object, PDF_File* file, int32_t type, void* value);
 PDF_Result PDF_Data_Object_Delete(PDF_Data_Object** holder, PDF_File* file, uint32_t delete_mode);
+// Deletes a value of the tag alone, as a variant of that tag would; for values
+// that were built but never wrapped.
+PDF_Result PDF_Data_Object_Delete_Value(int32_t type, void** value, PDF_File* file, uint32_t delete_mode);
 PDF_Result PDF_Data_Object_Copy(PDF_Data_Object** out_object, PDF_File* file, PDF_Data_Object* source,
                                 bool copy_targets, int32_t copy_mode);
 PDF_Result PDF_Data_Object_Decrypt(PDF_Data_Object* object, PDF_File* file, PDF_Object* container);

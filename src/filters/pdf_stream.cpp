@@ -1,0 +1,217 @@
+#include "filters/pdf_stream.h"
+
+#include <cstring>
+
+#include "objects/pdf_number.h"
+#include "objects/pdf_object.h"
+#include "objects/pdf_object_reference.h"
+#include "security/pdf_security.h"
+
+static void Report_Allocation_Failure(PDF_File* file) {
+  PDF_Message_Report(file->message, PDF_RESULT_OUT_OF_MEMORY, PDF_LEVEL_RESOURCE,
+                     "Unable to allocate memory for stream object!");
+}
+
+PDF_Result PDF_Stream_Create(PDF_Stream** out_stream, PDF_File* file) {
+  if (out_stream == nullptr || file == nullptr) return PDF_RESULT_INVALID_ARGUMENT;
+  *out_stream = nullptr;
+  PDF_Stream* stream = PDF_Memory_Alloc_Zeroed<PDF_Stream>(file->memory);
+  if (stream == nullptr) {
+    Report_Allocation_Failure(file);
+    return PDF_RESULT_OUT_OF_MEMORY;
+  }
+  stream->file = file;
+  PDF_Result result = PDF_Dictionary_Create(&stream->dictionary, file);
+  if (result == PDF_RESULT_OK) result = PDF_Dictionary_Set_Number(stream->dictionary, file, "Length", 0.0, 0);
+  if (result != PDF_RESULT_OK) {
+    PDF_Stream_Delete(&stream, PDF_DELETE_MODE_RELEASE);
+    return result;
+  }
+  *out_stream = stream;
+  return PDF_RESULT_OK;
+}
+
+PDF_Result PDF_Stream_Delete(PDF_Stream** holder, uint32_t delete_mode) {
+  if (holder == nullptr || *holder == nullptr || (*holder)->file == nullptr) return PDF_RESULT_INVALID_ARGUMENT;
+  PDF_Stream* stream = *holder;
+  PDF_File* file = stream->file;
+  PDF_Result result = PDF_RESULT_OK;
+  if (stream->reader != nullptr) {
+    result = PDF_Read_Data_Release(&stream->reader, file->memory);
+    if (result != PDF_RESULT_OK) return result;
+    stream->position = 0;
+  }
+  if (stream->data != nullptr) {
+    result = PDF_Memory_Free(file->memory, &stream->data);
+    if (result != PDF_RESULT_OK) return result;
+    stream->length = 0;
+  }
+  if (stream->dictionary != nullptr) {
+    result = PDF_Dictionary_Delete(&stream->dictionary, file, delete_mode);
+    if (result != PDF_RESULT_OK) return result;
+  }
+  return PDF_Memory_Free(file->memory, holder);
+}
+
+uint64_t PDF_Stream_Read(PDF_Stream** out_stream, PDF_Dictionary** out_dictionary, PDF_File* file,
+                         PDF_Read_Data* reader, uint64_t position) {
+  if (out_stream == nullptr || out_dictionary == nullptr || file == nullptr) return PDF_READ_INVALID_ARGUMENT;
+  *out_stream = nullptr;
+  *out_dictionary = nullptr;
+  // The dictionary alone; the stream head behind it is not recognised yet.
+  return PDF_Dictionary_Read(out_dictionary, file, reader, position);
+}
+
+// Reads Length afresh: -52 when absent or a number variant without a value,
+// -53 when no number or a reference that leads nowhere.
+static PDF_Result Read_Length(PDF_Stream* stream) {
+  PDF_Data_Object* value = PDF_Dictionary_Find_Value(stream->dictionary, "Length");
+  if (value == nullptr) return PDF_RESULT_BAD_LENGTH_OR_FILTER;
+  if (value->type == PDF_Data_Type_Reference) {
+    value = PDF_Object_Get_Value(PDF_Object_Reference_Get_Object(static_cast<PDF_Object_Reference*>(value->value)));
+    if (value == nullptr) return PDF_RESULT_BAD_LENGTH_VALUE;
+  }
+  if (value->type != PDF_Data_Type_Number) return PDF_RESULT_BAD_LENGTH_VALUE;
+  if (value->value == nullptr) return PDF_RESULT_BAD_LENGTH_OR_FILTER;
+  // Truncated to 32 bits and sign-extended: -1 becomes a huge length.
+  stream->length = static_cast<uint64_t>(static_cast<int64_t>(PDF_Number_Get_Integer(
+      static_cast<PDF_Number*>(value->value))));
+  return PDF_RESULT_OK;
+}
+
+PDF_Result PDF_Stream_Load(PDF_Stream* stream) {
+  if (stream == nullptr) return PDF_RESULT_INVALID_ARGUMENT;
+  if (stream->data != nullptr) return PDF_RESULT_OK;
+  if (stream->length == 0) {
+    PDF_Result result = Read_Length(stream);
+    if (result != PDF_RESULT_OK) return result;
+  }
+  if (stream->length != 0) {
+    if (stream->reader == nullptr) return PDF_RESULT_UNREADABLE;
+    stream->data = static_cast<uint8_t*>(PDF_Memory_Alloc(stream->file->memory, stream->length));
+    if (stream->data == nullptr) return PDF_RESULT_OUT_OF_MEMORY;
+    uint64_t arrived = 0;
+    while (arrived < stream->length) {
+      uint64_t count =
+          PDF_Read_Data_Read(stream->reader, stream->data + arrived, stream->position + arrived, stream->length - arrived);
+      if (count == 0) break;
+      arrived += count;
+    }
+    if (arrived < stream->length && (stream->file->tolerance_level < 3 || arrived == 0)) {
+      return PDF_RESULT_UNREADABLE;  // data stays allocated, the reader held
+    }
+  }
+  if (stream->reader == nullptr) return PDF_RESULT_OK;
+  PDF_Result result = PDF_Read_Data_Release(&stream->reader, stream->file->memory);
+  if (result != PDF_RESULT_OK) return result;
+  stream->position = 0;
+  return PDF_RESULT_OK;
+}
+
+PDF_Result PDF_Stream_Load_All(PDF_Stream* stream) {
+  if (stream == nullptr) return PDF_RESULT_INVALID_ARGUMENT;
+  PDF_Result result = PDF_Dictionary_Load_All(stream->dictionary, stream->file);
+  if (result != PDF_RESULT_OK) return result;
+  return Read_Length(stream);
+}
+
+PDF_Result PDF_Stream_Copy(PDF_Stream** out_stream, PDF_File* file, PDF_Stream* source, bool copy_targets,
+                           int32_t copy_mode) {
+  if (out_stream == nullptr || file == nullptr || source == nullptr) return PDF_RESULT_INVALID_ARGUMENT;
+  *out_stream = nullptr;
+  PDF_Stream* stream = PDF_Memory_Alloc_Zeroed<PDF_Stream>(file->memory);
+  if (stream == nullptr) {
+    Report_Allocation_Failure(file);
+    return PDF_RESULT_OUT_OF_MEMORY;
+  }
+  stream->file = file;
+  PDF_Result result = PDF_Dictionary_Copy(&stream->dictionary, file, source->dictionary, copy_targets, copy_mode);
+  if (result != PDF_RESULT_OK) {
+    PDF_Stream_Delete(&stream, PDF_DELETE_MODE_RELEASE);
+    return result;
+  }
+  // Copying forces the source into memory. A failure here leaves the new
+  // stream allocated, as it stands.
+  result = PDF_Stream_Load(source);
+  if (result != PDF_RESULT_OK) return result;
+  if (source->length != 0) {
+    if (source->data == nullptr) {
+      PDF_Stream_Delete(&stream, PDF_DELETE_MODE_RELEASE);
+      return PDF_RESULT_MALFORMED_FILTER;
+    }
+    stream->data = static_cast<uint8_t*>(PDF_Memory_Alloc(file->memory, source->length));
+    if (stream->data == nullptr) {
+      PDF_Stream_Delete(&stream, PDF_DELETE_MODE_RELEASE);
+      return PDF_RESULT_OUT_OF_MEMORY;
+    }
+    memcpy(stream->data, source->data, source->length);
+    stream->length = source->length;
+  }
+  *out_stream = stream;
+  return PDF_RESULT_OK;
+}
+
+// Bytes with the top bit set among the first 200.
+static uint32_t Count_High_Bytes(const PDF_Stream* stream) {
+  uint64_t limit = stream->length < 200 ? stream->length : 200;
+  uint32_t count = 0;
+  for (uint64_t i = 0; i < limit; ++i) {
+    if (stream->data[i] & 0x80) count += 1;
+  }
+  return count;
+}
+
+static bool Is_Name(const PDF_Name* name, const char* text) { return name != nullptr && !PDF_Name_Compare(name, text); }
+
+PDF_Result PDF_Stream_Decrypt(PDF_Stream* stream, PDF_File* file, PDF_Object* container) {
+  if (stream == nullptr || file == nullptr) return PDF_RESULT_INVALID_ARGUMENT;
+  if (stream->decrypted) return PDF_RESULT_OK;
+  stream->decrypted = 1;  // before anything can fail, so that a failure isn't repeated
+  if (stream->dictionary == nullptr) return PDF_RESULT_INVALID_ARGUMENT;
+  PDF_Result result = PDF_Dictionary_Decrypt(stream->dictionary, file, container);
+  if (result != PDF_RESULT_OK) return result;
+  result = PDF_Stream_Load(stream);
+  if (result != PDF_RESULT_OK) return result;
+  bool decrypt = true;
+  bool metadata = Is_Name(PDF_Stream_Get_Type(stream), "Metadata") && Is_Name(PDF_Stream_Get_Subtype(stream), "XML");
+  // A metadata stream may have been left in the clear. The trial by decoding
+  // a filtered stream belongs to the filter chain; only unfiltered data is
+  // tried here.
+  bool filtered = PDF_Dictionary_Has_Key(stream->dictionary, "Filter");
+  if (metadata && !file->metadata_is_plain && !filtered && stream->data != nullptr) {
+    uint32_t before = Count_High_Bytes(stream);
+    result = PDF_Security_Decrypt_Bytes(file, container, stream->data, stream->length);
+    if (result != PDF_RESULT_OK) return result;
+    if (Count_High_Bytes(stream) < before) {
+      decrypt = false;  // it was enciphered and is plain now
+    } else {
+      file->metadata_is_plain = 1;  // the second pass below undoes the first
+    }
+  }
+  if (!decrypt || stream->length == 0) return PDF_RESULT_OK;
+  return PDF_Security_Decrypt_Bytes(file, container, stream->data, stream->length);
+}
+
+PDF_Result PDF_Stream_Set_Owner(PDF_Stream* stream, PDF_Data_Object* owner) {
+  if (stream == nullptr || owner == nullptr) return PDF_RESULT_INVALID_ARGUMENT;
+  stream->owner = owner;
+  return PDF_RESULT_OK;
+}
+
+PDF_Dictionary* PDF_Stream_Get_Dictionary(const PDF_Stream* stream) {
+  return stream == nullptr ? nullptr : stream->dictionary;
+}
+
+uint64_t PDF_Stream_Get_Length(const PDF_Stream* stream) { return stream == nullptr ? 0 : stream->length; }
+
+PDF_Data_Object* PDF_Stream_Find_Value(const PDF_Stream* stream, const char* key) {
+  return stream == nullptr ? nullptr : PDF_Dictionary_Find_Value(stream->dictionary, key);
+}
+
+PDF_Name* PDF_Stream_Get_Type(const PDF_Stream* stream) {
+  return stream == nullptr ? nullptr : PDF_Dictionary_Get_Type(stream->dictionary);
+}
+
+PDF_Name* PDF_Stream_Get_Subtype(const PDF_Stream* stream) {
+  return stream == nullptr ? nullptr : PDF_Dictionary_Get_Subtype(stream->dictionary);
+}
