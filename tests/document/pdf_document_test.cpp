@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstring>
 #include <string>
 #include <vector>
@@ -7,12 +8,19 @@
 #include "document/pdf_document.h"
 #include "document/pdf_embedded_file.h"
 #include "reader/pdf_header.h"
+#include "support/pdf_builder.h"
 #include "support/test_memory.h"
 
 namespace {
 
-// A minimal input: a header number and a startxref that the open finds.
-const char* const kInput = "%PDF-1.7\n1 0 obj\n<<>>\nendobj\nxref\nstartxref\n17\n%%EOF\n";
+// A minimal file: one catalog object and a classic table.
+const std::string kInput = [] {
+  Pdf_Builder builder;
+  Pdf_Builder_Header(&builder);
+  Pdf_Builder_Object(&builder, 1, "<< /Type /Catalog >>");
+  Pdf_Builder_Finish(&builder, "/Root 1 0 R");
+  return builder.bytes;
+}();
 
 struct Release_Log {
   Test_Allocator* allocator;
@@ -97,8 +105,7 @@ TEST(Document, AllocationFailureAtEverySite) {
       {4, -7, "Unable to allocate read data object!"},
       {5, -7, "Unable to allocate file object!"},
       {6, 0, "Unable to allocate memory for Header!"},  // the open goes on with a default header
-      {7, -7, nullptr},
-      {8, 0, nullptr},
+      {7, -7, nullptr},  // the buffer of the startxref search
   };
   for (const Case& c : cases) {
     Test_Allocator allocator{};
@@ -123,6 +130,27 @@ TEST(Document, AllocationFailureAtEverySite) {
       EXPECT_EQ(document, nullptr);
     }
     EXPECT_EQ(allocator.live, 0) << c.fail_at;
+  }
+  // Every later allocation of the open: the failure is a code (out of memory,
+  // or the table or trailer that could not be read), and nothing leaks.
+  for (uint64_t fail_at = 8;; ++fail_at) {
+    Test_Allocator allocator{};
+    allocator.fail_at = fail_at;
+    Test_Message_Log log;
+    Test_Counted_Input input{kInput, 0};
+    PDF_Document* document = nullptr;
+    PDF_Result result = Create(&document, &allocator, &input, &log);
+    EXPECT_TRUE(result == 0 || result == -7 || result == -71 || result == -100) << fail_at << ": " << result;
+    for (const Test_Message& message : log.messages) {
+      if (message.level == 91) {
+        EXPECT_EQ(message.code, -7);
+      }
+    }
+    if (document != nullptr) {
+      EXPECT_EQ(PDF_Document_Release(&document), 0);
+    }
+    EXPECT_EQ(allocator.live, 0) << fail_at;
+    if (allocator.requests < fail_at) break;  // no allocation failed: all sites covered
   }
 }
 
@@ -149,6 +177,7 @@ TEST(Document, FailedOpenReleasesTheHalfBuiltHandle) {
       {"", -10},                       // the read callback delivers nothing at all
       {"%PDF-1.7\n1 0 obj\n", -10},     // no startxref
       {"1 0 obj startxref x\n", -100},  // no number behind it
+      {"1 0 obj\nxref\ntrailer\n<< /Size 1 >>\nstartxref\n8\n", -71},  // no subsection
   };
   for (const Case& c : cases) {
     Test_Allocator allocator{};
@@ -173,7 +202,17 @@ TEST(Document, ReleaseRunsInReverseOrderOfCreation) {
                                  document->message,      document,       document->memory};
   releases.order.clear();
   ASSERT_EQ(PDF_Document_Release(&document), 0);
-  EXPECT_EQ(releases.order, expected);
+  // The file's members (its header first) go before the file record; then
+  // reader, reporter, handle and, last of all, the allocator itself.
+  std::vector<size_t> positions;
+  for (void* block : expected) {
+    auto found = std::find(releases.order.begin(), releases.order.end(), block);
+    ASSERT_NE(found, releases.order.end());
+    positions.push_back(static_cast<size_t>(found - releases.order.begin()));
+  }
+  EXPECT_EQ(positions.front(), 0u) << "the header is released first";
+  EXPECT_TRUE(std::is_sorted(positions.begin(), positions.end()));
+  EXPECT_EQ(positions.back(), releases.order.size() - 1);
   EXPECT_EQ(allocator.live, 0);
 }
 

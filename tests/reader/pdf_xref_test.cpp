@@ -1,0 +1,320 @@
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "document/pdf_document.h"
+#include "objects/pdf_data_object.h"
+#include "objects/pdf_dictionary.h"
+#include "objects/pdf_name.h"
+#include "objects/pdf_number.h"
+#include "objects/pdf_object.h"
+#include "objects/pdf_string.h"
+#include "reader/pdf_trailer.h"
+#include "reader/pdf_xref_table.h"
+#include "support/pdf_builder.h"
+#include "support/test_memory.h"
+
+namespace {
+
+struct Opened {
+  Test_Allocator allocator{};
+  Test_Message_Log log;
+  Test_Counted_Input input{"", 0};
+  PDF_Document* document = nullptr;
+  PDF_Result result = 0;
+
+  Opened(const std::string& bytes, int8_t level) {
+    input.bytes = bytes;
+    result = PDF_Document_Create(&document, Test_Alloc, &allocator, Test_Free, &allocator, Test_Counted_Read, &input,
+                                 Test_Message_Callback, &log, level);
+  }
+  ~Opened() {
+    if (document != nullptr) {
+      EXPECT_EQ(PDF_Document_Release(&document), 0);
+    }
+    EXPECT_EQ(allocator.live, 0);
+  }
+  PDF_File* file() { return document->file; }
+  PDF_Object* object(uint32_t number) { return PDF_Body_Find_Object(file()->xref_table, number, 0); }
+  // The loaded value of an object, or null.
+  PDF_Data_Object* value(uint32_t number) {
+    PDF_Object* found = object(number);
+    if (found == nullptr || PDF_Object_Load(found) != 0) return nullptr;
+    return PDF_Object_Get_Value(found);
+  }
+  double number_value(uint32_t number) {
+    return PDF_Number_Get_Real(static_cast<PDF_Number*>(PDF_Data_Object_Get_Direct_Value(value(number), 4)));
+  }
+  bool reported(const std::string& text) {
+    for (const Test_Message& message : log.messages) {
+      if (message.text == text && message.code == 10 && message.level == 11) return true;
+    }
+    return false;
+  }
+};
+
+// Three objects and a classic table.
+std::string Simple_File() {
+  Pdf_Builder b;
+  Pdf_Builder_Header(&b);
+  Pdf_Builder_Object(&b, 1, "<< /Type /Catalog /Pages 2 0 R >>");
+  Pdf_Builder_Object(&b, 2, "<< /Type /Pages /Kids [] /Count 0 >>");
+  Pdf_Builder_Object(&b, 3, "42");
+  Pdf_Builder_Object(&b, 4, "(text)");
+  Pdf_Builder_Finish(&b, "/Root 1 0 R");
+  return b.bytes;
+}
+
+TEST(XrefChain, EveryObjectOfAClassicFileLoads) {
+  Opened opened(Simple_File(), 3);
+  ASSERT_EQ(opened.result, 0);
+  for (uint32_t number = 1; number <= 4; ++number) {
+    ASSERT_NE(opened.object(number), nullptr);
+    EXPECT_EQ(opened.object(number)->value, nullptr) << "nothing is parsed before first use";
+    EXPECT_NE(opened.object(number)->source_reader, nullptr);
+  }
+  ASSERT_NE(opened.value(1), nullptr);
+  EXPECT_EQ(PDF_Object_Get_Type(opened.object(1)), PDF_Object_Type_Catalog);
+  ASSERT_NE(opened.value(2), nullptr);
+  EXPECT_EQ(PDF_Object_Get_Type(opened.object(2)), PDF_Object_Type_Pages);
+  EXPECT_EQ(opened.number_value(3), 42.0);
+  PDF_String* text = static_cast<PDF_String*>(PDF_Data_Object_Get_Direct_Value(opened.value(4), 5));
+  ASSERT_NE(text, nullptr);
+  EXPECT_EQ(std::string(reinterpret_cast<char*>(PDF_String_Get_Text(text)), 4), "text");
+  EXPECT_EQ(opened.object(5), nullptr);
+  EXPECT_EQ(opened.object(0), nullptr);
+  EXPECT_NE(PDF_Trailer_Get_Root(opened.file()->xref_table->trailer), nullptr);
+  EXPECT_FALSE(PDF_Dictionary_Has_Key(PDF_Trailer_Get_Dictionary(opened.file()->xref_table->trailer), "Prev"));
+}
+
+// A first revision and an incremental update that redefines object 3, frees
+// object 4 and adds object 5.
+std::string Updated_File(bool free_line_in_update = true) {
+  Pdf_Builder b;
+  Pdf_Builder_Header(&b);
+  Pdf_Builder_Object(&b, 1, "<< /Type /Catalog >>");
+  Pdf_Builder_Object(&b, 3, "1");
+  Pdf_Builder_Object(&b, 4, "2");
+  uint64_t first_xref = Pdf_Builder_Xref(&b, {Pdf_Builder_All_Objects(&b)});
+  Pdf_Builder_Trailer(&b, "/Size 5 /Root 1 0 R /Info 9 0 R", first_xref);
+  uint64_t three = Pdf_Builder_Object(&b, 3, "100");
+  uint64_t five = Pdf_Builder_Object(&b, 5, "500");
+  std::vector<Pdf_Xref_Subsection> update = {{3, {{three, 0, 'n'}}}, {5, {{five, 0, 'n'}}}};
+  if (free_line_in_update) update.push_back({4, {{0, 1, 'f'}}});
+  uint64_t second_xref = Pdf_Builder_Xref(&b, update);
+  Pdf_Builder_Trailer(&b, "/Size 6 /Root 1 0 R /Prev " + std::to_string(first_xref), second_xref);
+  return b.bytes;
+}
+
+TEST(XrefChain, IncrementalUpdatesResolveToTheNewestDefinition) {
+  Opened opened(Updated_File(), 3);
+  ASSERT_EQ(opened.result, 0);
+  EXPECT_EQ(opened.number_value(3), 100.0);
+  EXPECT_EQ(opened.number_value(5), 500.0);
+  EXPECT_EQ(opened.object(4), nullptr) << "a newer free entry hides the older in-use one";
+  EXPECT_NE(opened.object(1), nullptr);
+  // Only the newest trailer is kept.
+  PDF_Dictionary* trailer = PDF_Trailer_Get_Dictionary(opened.file()->xref_table->trailer);
+  EXPECT_FALSE(PDF_Dictionary_Has_Key(trailer, "Info"));
+  EXPECT_FALSE(PDF_Dictionary_Has_Key(trailer, "Prev"));
+}
+
+TEST(XrefChain, OlderEntriesOutsideNewerSectionsAreMerged) {
+  Opened opened(Updated_File(false), 3);
+  ASSERT_EQ(opened.result, 0);
+  EXPECT_EQ(opened.number_value(4), 2.0);
+  EXPECT_EQ(opened.number_value(3), 100.0);
+}
+
+std::string File_With_Table(const std::string& table_text, const std::string& trailer_keyword = "trailer") {
+  Pdf_Builder b;
+  Pdf_Builder_Header(&b);
+  uint64_t one = Pdf_Builder_Object(&b, 1, "<< /Type /Catalog >>");
+  uint64_t two = Pdf_Builder_Object(&b, 2, "7");
+  uint64_t xref = b.bytes.size();
+  std::string text = table_text;
+  auto replace = [&text](const std::string& key, uint64_t value) {
+    size_t at = text.find(key);
+    if (at != std::string::npos) text.replace(at, key.size(), Pdf_Xref_Line_Text({value, 0, 'n'}));
+  };
+  replace("<1>", one);
+  replace("<2>", two);
+  Pdf_Builder_Raw(&b, "xref\n" + text + trailer_keyword + "\n<< /Size 3 /Root 1 0 R >>\nstartxref\n" +
+                          std::to_string(xref) + "\n%%EOF\n");
+  return b.bytes;
+}
+
+struct Damage_Case {
+  std::string name;
+  std::string table;
+  std::string keyword;
+  int8_t lowest_level;   // the first level that opens
+  PDF_Result below;      // result below that level
+  std::string report;    // expected at every level, "" for none
+};
+
+TEST(XrefChain, DamageIsForgivenFromItsLevel) {
+  const std::string bad_line = "junk junk junk jun\r\n";  // 20 bytes, like a real line
+  const std::string first_report = "Unable to read object 0 (invalid offset in cross reference table).\n";
+  const std::string later_report = "Unable to read object 2 (invalid offset in cross reference table).";
+  const Damage_Case cases[] = {
+      {"clean", "0 3\n0000000000 65535 f\r\n<1><2>", "trailer", 0, 0, ""},
+      {"nine-digit offset", "0 3\n000000000 65535 f\r\n<1><2>", "trailer", 0, 0, ""},
+      {"bad first line", "0 3\n" + bad_line + "<1><2>", "trailer", 2, -71, first_report},
+      {"bad later line", "0 3\n0000000000 65535 f\r\n<1>" + bad_line, "trailer", 1, -71, later_report},
+      {"short line", "0 3\n0000000000 65535 f\r\n<1>16 0 n          \n", "trailer", 1, -71, later_report},
+      {"junk token before trailer", "0 3\n0000000000 65535 f\r\n<1><2>", "junk trailer", 1, -100,
+       "Unable to find trailer keyword, try to ignore it.\n"},
+      {"no trailer keyword", "0 3\n0000000000 65535 f\r\n<1><2>", "", 1, -100,
+       "Unable to find trailer keyword, try to ignore it.\n"},
+      {"no subsection", "", "trailer", 99, -71, ""},
+  };
+  for (const Damage_Case& c : cases) {
+    const std::string bytes = File_With_Table(c.table, c.keyword);
+    for (int8_t level = 0; level <= 4; ++level) {
+      Opened opened(bytes, level);
+      if (level >= c.lowest_level) {
+        EXPECT_EQ(opened.result, 0) << c.name << " at level " << int(level);
+        if (opened.result == 0) {
+          EXPECT_NE(opened.object(1), nullptr);
+        }
+      } else {
+        EXPECT_EQ(opened.result, c.below) << c.name << " at level " << int(level);
+      }
+      if (!c.report.empty()) {
+        EXPECT_TRUE(opened.reported(c.report)) << c.name << " at level " << int(level);
+      }
+    }
+  }
+}
+
+TEST(XrefChain, SubstitutedEntryIsFree) {
+  Opened opened(File_With_Table("0 3\n0000000000 65535 f\r\n<1>9999999999 00000 n\r\n"), 3);
+  ASSERT_EQ(opened.result, 0);
+  EXPECT_EQ(opened.object(2), nullptr);
+  EXPECT_NE(opened.object(1), nullptr);
+}
+
+TEST(XrefChain, UnreadableObjectInAnOlderTableIsDroppedFromLevelOne) {
+  Pdf_Builder b;
+  Pdf_Builder_Header(&b);
+  Pdf_Builder_Object(&b, 1, "<< /Type /Catalog >>");
+  Pdf_Xref_Subsection older = Pdf_Builder_All_Objects(&b);
+  older.lines.push_back({5, 0, 'n'});  // object 2 points into the header
+  uint64_t first_xref = Pdf_Builder_Xref(&b, {older});
+  Pdf_Builder_Trailer(&b, "/Size 3 /Root 1 0 R", first_xref);
+  uint64_t one = Pdf_Builder_Object(&b, 1, "<< /Type /Catalog /Version /1.7 >>");
+  uint64_t xref = Pdf_Builder_Xref(&b, {{1, {{one, 0, 'n'}}}});
+  Pdf_Builder_Trailer(&b, "/Size 3 /Root 1 0 R /Prev " + std::to_string(first_xref), xref);
+  {
+    Opened strict(b.bytes, 0);
+    EXPECT_EQ(strict.result, -100);
+  }
+  Opened opened(b.bytes, 1);
+  ASSERT_EQ(opened.result, 0);
+  EXPECT_EQ(opened.object(2), nullptr);
+  EXPECT_TRUE(opened.log.messages.empty()) << "dropped without a report";
+}
+
+TEST(XrefChain, StartxrefOfZeroFindsNoTrailer) {
+  Opened opened("%PDF-1.7\n1 0 obj 1 endobj\nstartxref\n0\n%%EOF\n", 3);
+  EXPECT_EQ(opened.result, -500);
+}
+
+std::string File_With_Trailer(const std::string& trailer_entries, const std::string& extra_object = "") {
+  Pdf_Builder b;
+  Pdf_Builder_Header(&b);
+  Pdf_Builder_Object(&b, 1, "<< /Type /Catalog >>");
+  Pdf_Builder_Object(&b, 2, extra_object.empty() ? "null" : extra_object);
+  Pdf_Builder_Finish(&b, trailer_entries);
+  return b.bytes;
+}
+
+struct Encryption_Case {
+  std::string name;
+  std::string encrypt;  // direct value of Encrypt, or of object 2 when referenced
+  bool referenced;
+  PDF_Result result;
+  uint32_t mode;
+};
+
+TEST(OpenSequence, EncryptionIsClassified) {
+  const Encryption_Case cases[] = {
+      {"none", "", false, 0, 0},
+      {"V1 R2", "<< /Filter /Standard /V 1 /R 2 /P -44 >>", false, 0, 1},
+      {"V1 R3", "<< /Filter /Standard /V 1 /R 3 /P -44 >>", false, 0, 2},
+      {"V2 R3", "<< /Filter /Standard /V 2 /R 3 /P -44 >>", true, 0, 3},
+      {"V2 R2", "<< /Filter /Standard /V 2 /R 2 /P -44 >>", false, -242, 0},
+      {"V3", "<< /Filter /Standard /V 3 /R 3 /P -44 >>", false, -103, 0},
+      {"R4", "<< /Filter /Standard /V 2 /R 4 /P -44 >>", false, -103, 0},
+      {"other handler", "<< /Filter /Other /V 1 /R 2 /P -44 >>", false, -103, 0},
+      {"filter as string", "<< /Filter (Standard) /V 1 /R 2 /P -44 >>", false, -103, 0},
+      {"no filter", "<< /V 1 /R 2 /P -44 >>", false, -103, 0},
+      {"V missing", "<< /Filter /Standard /R 2 /P -44 >>", false, -103, 0},
+      {"R as name", "<< /Filter /Standard /V 1 /R /Two /P -44 >>", false, -103, 0},
+      {"P missing", "<< /Filter /Standard /V 1 /R 2 >>", false, -500, 0},
+      {"P zero", "<< /Filter /Standard /V 1 /R 2 /P 0 >>", false, -500, 0},
+      {"encrypt is a number", "5", false, 0, 0},
+      {"encrypt is a name", "/Standard", true, 0, 0},
+  };
+  for (const Encryption_Case& c : cases) {
+    std::string trailer = "/Root 1 0 R";
+    if (!c.encrypt.empty()) trailer += c.referenced ? " /Encrypt 2 0 R" : " /Encrypt " + c.encrypt;
+    Opened opened(File_With_Trailer(trailer, c.referenced ? c.encrypt : ""), 3);
+    EXPECT_EQ(opened.result, c.result) << c.name;
+    if (opened.result == 0) {
+      EXPECT_EQ(opened.file()->encryption_mode, c.mode) << c.name;
+      EXPECT_EQ(opened.file()->encrypted, c.mode != 0 ? 1 : 0) << c.name;
+      if (c.mode != 0) {
+        EXPECT_EQ(opened.file()->permissions, static_cast<uint32_t>(-44)) << c.name;
+      }
+      EXPECT_EQ(opened.file()->key, nullptr);
+    }
+  }
+}
+
+TEST(OpenSequence, FilterHeldAsAReferenceIsNotUnderstood) {
+  Opened opened(File_With_Trailer("/Root 1 0 R /Encrypt << /Filter 2 0 R /V 1 /R 2 /P -4 >>", "/Standard"), 3);
+  EXPECT_EQ(opened.result, -103);
+}
+
+struct Root_Case {
+  std::string name;
+  std::string trailer;
+  int8_t level;
+  PDF_Result result;
+  int info;  // 0 absent afterwards, 1 direct dictionary kept?, 2 reference
+};
+
+TEST(OpenSequence, RootAndInfoChecks) {
+  const Root_Case cases[] = {
+      {"no root, strict", "", 1, -70, 0},
+      {"no root, catalog found", "", 2, 0, 0},
+      {"info reference", "/Root 1 0 R /Info 2 0 R", 0, 0, 2},
+      {"info number, level 0", "/Root 1 0 R /Info 5", 0, -73, 0},
+      {"info number, level 1", "/Root 1 0 R /Info 5", 1, 0, 0},
+      {"info dictionary, level 0", "/Root 1 0 R /Info << /Title (x) >>", 0, -73, 0},
+      {"info dictionary, level 1", "/Root 1 0 R /Info << /Title (x) >>", 1, 0, 0},
+      {"info dictionary, level 2", "/Root 1 0 R /Info << /Title (x) >>", 2, 0, 2},
+  };
+  for (const Root_Case& c : cases) {
+    Opened opened(File_With_Trailer(c.trailer), c.level);
+    EXPECT_EQ(opened.result, c.result) << c.name;
+    if (opened.result != 0) continue;
+    PDF_Dictionary* trailer = PDF_Trailer_Get_Dictionary(opened.file()->xref_table->trailer);
+    PDF_Data_Object* root = PDF_Dictionary_Find_Value(trailer, "Root");
+    ASSERT_NE(root, nullptr) << c.name;
+    PDF_Data_Object* catalog = PDF_Data_Object_Resolve(root);
+    EXPECT_EQ(PDF_Object_Classify(catalog), PDF_Object_Type_Catalog) << c.name;
+    PDF_Data_Object* info = PDF_Dictionary_Find_Value(trailer, "Info");
+    EXPECT_EQ(PDF_Data_Object_Get_Type(info), c.info) << c.name;
+    if (c.info == 2 && c.name == "info dictionary, level 2") {
+      PDF_Dictionary* moved =
+          static_cast<PDF_Dictionary*>(PDF_Data_Object_Get_Typed_Value(info, PDF_Object_Type_Dictionary));
+      EXPECT_TRUE(PDF_Dictionary_Has_Key(moved, "Title"));
+    }
+  }
+}
+
+}  // namespace
