@@ -1,0 +1,85 @@
+#include "lzw_encoder.h"
+
+#include <map>
+#include <utility>
+
+void Test_LZW_Writer_Init(Test_LZW_Writer* writer, int early_change) {
+  writer->bytes.clear();
+  writer->bits = 0;
+  writer->bit_count = 0;
+  writer->width = 9;
+  writer->next_code = 258;
+  writer->early_change = early_change;
+}
+
+void Test_LZW_Writer_Put(Test_LZW_Writer* writer, int code) {
+  for (int bit = writer->width - 1; bit >= 0; --bit) {
+    writer->bits = (writer->bits << 1) | ((static_cast<uint32_t>(code) >> bit) & 1u);
+    writer->bit_count += 1;
+    if (writer->bit_count == 8) {
+      writer->bytes.push_back(static_cast<char>(writer->bits & 0xFF));
+      writer->bits = 0;
+      writer->bit_count = 0;
+    }
+  }
+  if (code == 256) {
+    writer->width = 9;
+    writer->next_code = 258;
+    return;
+  }
+  if (code == 257) return;
+  // This code created entry next_code. The code after it may be any entry up
+  // to that one, so a wider code is due once next_code no longer fits; with
+  // early_change the switch comes one code sooner.
+  writer->next_code += 1;
+  if (writer->width < 12 && writer->next_code + writer->early_change > (1 << writer->width)) writer->width += 1;
+}
+
+std::string Test_LZW_Writer_Finish(Test_LZW_Writer* writer) {
+  if (writer->bit_count > 0) {
+    writer->bytes.push_back(static_cast<char>((writer->bits << (8 - writer->bit_count)) & 0xFF));
+    writer->bits = 0;
+    writer->bit_count = 0;
+  }
+  return writer->bytes;
+}
+
+std::string Test_LZW_Pack(const std::vector<int>& codes, int early_change) {
+  Test_LZW_Writer writer;
+  Test_LZW_Writer_Init(&writer, early_change);
+  for (int code : codes) Test_LZW_Writer_Put(&writer, code);
+  return Test_LZW_Writer_Finish(&writer);
+}
+
+std::string Test_LZW_Encode(const std::string& data, int early_change, bool with_end_code) {
+  Test_LZW_Writer writer;
+  Test_LZW_Writer_Init(&writer, early_change);
+  std::map<std::pair<int, uint8_t>, int> dictionary;
+  int next_code = 258;
+  Test_LZW_Writer_Put(&writer, 256);
+  int prefix = -1;
+  for (char c : data) {
+    uint8_t byte = static_cast<uint8_t>(c);
+    if (prefix < 0) {
+      prefix = byte;
+      continue;
+    }
+    auto found = dictionary.find(std::make_pair(prefix, byte));
+    if (found != dictionary.end()) {
+      prefix = found->second;
+      continue;
+    }
+    Test_LZW_Writer_Put(&writer, prefix);
+    dictionary[std::make_pair(prefix, byte)] = next_code++;
+    if (next_code == 4096) {
+      // Table full: start over before any code would need a thirteenth bit.
+      Test_LZW_Writer_Put(&writer, 256);
+      dictionary.clear();
+      next_code = 258;
+    }
+    prefix = byte;
+  }
+  if (prefix >= 0) Test_LZW_Writer_Put(&writer, prefix);
+  if (with_end_code) Test_LZW_Writer_Put(&writer, 257);
+  return Test_LZW_Writer_Finish(&writer);
+}

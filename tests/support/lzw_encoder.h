@@ -1,0 +1,37 @@
+// An LZW encoder for tests, written from the general algorithm as PDF streams
+// use it: codes of 9 to 12 bits, most significant bit first, 256 clears the
+// table, 257 ends the data, and the width grows either one code early
+// (EarlyChange 1) or as late as possible (EarlyChange 0).
+#ifndef INVOICE_EXTRACT_TEST_LZW_ENCODER_H
+#define INVOICE_EXTRACT_TEST_LZW_ENCODER_H
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+// Packs codes and follows the table the way an encoder builds it: every code
+// but a clear or end code creates one entry, and the width grows when the
+// next entry would no longer be reachable (one code earlier with
+// early_change 1). A clear code goes back to 9 bits.
+struct Test_LZW_Writer {
+  std::string bytes;
+  uint32_t bits;       // bits waiting, aligned to the low end
+  int bit_count;       // how many
+  int width;           // width of the next code
+  int next_code;       // entry that the next code creates
+  int early_change;
+};
+
+void Test_LZW_Writer_Init(Test_LZW_Writer* writer, int early_change);
+void Test_LZW_Writer_Put(Test_LZW_Writer* writer, int code);
+// Pads the last byte with zero bits and returns the bytes.
+std::string Test_LZW_Writer_Finish(Test_LZW_Writer* writer);
+
+// Packs a code list, starting at 9 bits, without adding anything.
+std::string Test_LZW_Pack(const std::vector<int>& codes, int early_change = 1);
+
+// Encodes data: a clear code first, a clear code whenever the table is full,
+// the end code last (unless with_end_code is false).
+std::string Test_LZW_Encode(const std::string& data, int early_change = 1, bool with_end_code = true);
+
+#endif
