@@ -120,6 +120,9 @@ TEST(PdfFlate, BadDataGivesNoOutput) {
   std::string bad_check = good;
   bad_check.back() = static_cast<char>(bad_check.back() ^ 1);
   std::string raw = good.substr(2);  // no zlib header
+  // Cut where its output is far larger than the first buffer: the passes grow
+  // until the output fits, and the end of the input is then a data error.
+  std::string long_run = Deflate(std::string(200000, 'r') + Random_Bytes(100, 6));
   struct Case {
     const char* name;
     std::string input;
@@ -128,6 +131,7 @@ TEST(PdfFlate, BadDataGivesNoOutput) {
       {"cut in the middle", good.substr(0, good.size() / 2), -300},
       {"cut before the checksum", good.substr(0, good.size() - 4), -300},
       {"cut after the header", good.substr(0, 2), -300},
+      {"cut after much output", long_run.substr(0, long_run.size() - 60), -300},
       {"bad checksum", bad_check, -300},
       {"no header", raw, -300},
       {"plain text", "<?xml version=\"1.0\"?>", -300},
