@@ -6,7 +6,10 @@
 #include <vector>
 
 #include "document/pdf_document.h"
+#include "document/pdf_catalog.h"
 #include "document/pdf_embedded_file.h"
+#include "objects/pdf_array.h"
+#include "reader/pdf_xref_table.h"
 #include "reader/pdf_header.h"
 #include "support/pdf_builder.h"
 #include "support/test_memory.h"
@@ -288,6 +291,52 @@ TEST(DocumentDeathTest, NullOutHandleFaultsBeforeAnyTest) {
   EXPECT_DEATH(PDF_Document_Create(nullptr, Test_Alloc, &allocator, Test_Free, &allocator, nullptr, nullptr,
                                    nullptr, nullptr, 3),
                "");
+}
+
+}  // namespace
+
+namespace {
+
+TEST(Document, EmptyDocumentHoldsCatalogAndPages) {
+  Test_Allocator allocator{};
+  PDF_Document* document = nullptr;
+  ASSERT_EQ(PDF_Document_Create(&document, Test_Alloc, &allocator, Test_Free, &allocator, nullptr, nullptr, nullptr,
+                                nullptr, 3),
+            0);
+  PDF_Object* catalog = PDF_Body_Find_Object(document->file->xref_table, 1, 0);
+  PDF_Object* pages = PDF_Body_Find_Object(document->file->xref_table, 2, 0);
+  ASSERT_NE(catalog, nullptr);
+  ASSERT_NE(pages, nullptr);
+  EXPECT_EQ(PDF_Object_Get_Type(catalog), PDF_Object_Type_Catalog);
+  EXPECT_EQ(PDF_Object_Get_Type(pages), PDF_Object_Type_Pages);
+  EXPECT_EQ(PDF_File_Get_Catalog(document->file), catalog);
+  PDF_Dictionary* dictionary = PDF_Catalog_Get_Dictionary(catalog);
+  EXPECT_EQ(PDF_Data_Object_Resolve(PDF_Dictionary_Find_Value(dictionary, "Pages")), PDF_Object_Get_Value(pages));
+  PDF_Dictionary* tree = static_cast<PDF_Dictionary*>(PDF_Data_Object_Get_Direct_Value(PDF_Object_Get_Value(pages), 8));
+  EXPECT_EQ(PDF_Array_Get_Count(static_cast<PDF_Array*>(
+                PDF_Data_Object_Get_Direct_Value(PDF_Dictionary_Find_Value(tree, "Kids"), 7))),
+            0u);
+  EXPECT_EQ(PDF_Document_Release(&document), 0);
+  EXPECT_EQ(allocator.live, 0);
+}
+
+TEST(Document, EmptyDocumentAllocationFailures) {
+  for (uint64_t fail_at = 1;; ++fail_at) {
+    Test_Allocator allocator{};
+    allocator.fail_at = fail_at;
+    PDF_Document* document = nullptr;
+    PDF_Result result = PDF_Document_Create(&document, Test_Alloc, &allocator, Test_Free, &allocator, nullptr,
+                                            nullptr, nullptr, nullptr, 3);
+    if (allocator.requests < fail_at) {
+      EXPECT_EQ(result, 0);
+      PDF_Document_Release(&document);
+      EXPECT_EQ(allocator.live, 0);
+      break;
+    }
+    EXPECT_EQ(result, -7) << fail_at;
+    EXPECT_EQ(document, nullptr);
+    EXPECT_EQ(allocator.live, 0) << fail_at;
+  }
 }
 
 }  // namespace

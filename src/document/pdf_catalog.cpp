@@ -1,0 +1,143 @@
+#include "document/pdf_catalog.h"
+
+#include "objects/pdf_array.h"
+#include "objects/pdf_data_object.h"
+#include "objects/pdf_object_reference.h"
+#include "objects/pdf_string.h"
+#include "reader/pdf_trailer.h"
+#include "reader/pdf_xref_table.h"
+#include "text/pdf_text.h"
+
+PDF_Dictionary* PDF_Catalog_Get_Dictionary(PDF_Object* catalog) {
+  if (PDF_Object_Get_Type(catalog) != PDF_Object_Type_Catalog) return nullptr;
+  return static_cast<PDF_Dictionary*>(
+      PDF_Data_Object_Get_Direct_Value(PDF_Object_Get_Value(catalog), PDF_Object_Type_Dictionary));
+}
+
+PDF_Dictionary* PDF_Catalog_Get_Names(PDF_Object* catalog) {
+  if (catalog == nullptr) return nullptr;
+  PDF_Data_Object* names = PDF_Dictionary_Find_Value(PDF_Catalog_Get_Dictionary(catalog), "Names");
+  return static_cast<PDF_Dictionary*>(PDF_Data_Object_Get_Typed_Value(names, PDF_Object_Type_Dictionary));
+}
+
+PDF_Object* PDF_Catalog_Get_Metadata(PDF_Object* catalog, PDF_File* file) {
+  if (catalog == nullptr || (file != nullptr && file->metadata_failure != 0)) return nullptr;
+  PDF_Data_Object* metadata = PDF_Dictionary_Find_Value(PDF_Catalog_Get_Dictionary(catalog), "Metadata");
+  // Unlike Names, Metadata must be a reference: a direct value counts as none.
+  PDF_Object_Reference* reference = static_cast<PDF_Object_Reference*>(
+      PDF_Data_Object_Get_Direct_Value(metadata, PDF_Object_Type_Reference));
+  return PDF_Object_Reference_Get_Object(reference);
+}
+
+PDF_Object* PDF_File_Get_Catalog(PDF_File* file) {
+  if (file == nullptr || file->xref_table == nullptr) return nullptr;
+  PDF_Data_Object* root = PDF_Trailer_Get_Root(file->xref_table->trailer);
+  PDF_Object_Reference* reference =
+      static_cast<PDF_Object_Reference*>(PDF_Data_Object_Get_Direct_Value(root, PDF_Object_Type_Reference));
+  return PDF_Object_Reference_Get_Object(reference);
+}
+
+PDF_Object* PDF_Names_Find_Embedded_File(PDF_Dictionary* names, const char* name) {
+  if (names == nullptr) return nullptr;
+  PDF_Data_Object* files = PDF_Dictionary_Find_Value(names, "EmbeddedFiles");
+  PDF_Dictionary* root = static_cast<PDF_Dictionary*>(PDF_Data_Object_Get_Typed_Value(files, PDF_Object_Type_Dictionary));
+  if (root == nullptr) return nullptr;
+  return PDF_Name_Tree_Find(root, name);
+}
+
+PDF_Object* PDF_Name_Tree_Find(PDF_Dictionary* node, const char* name) {
+  if (node == nullptr) return nullptr;
+  uint64_t length = PDF_Text_Length(name);
+  PDF_Data_Object* kids_value = PDF_Dictionary_Find_Value(node, "Kids");
+  if (kids_value != nullptr) {
+    // An inner node, whatever else it holds. No guard against cycles.
+    PDF_Array* kids = static_cast<PDF_Array*>(PDF_Data_Object_Get_Typed_Value(kids_value, PDF_Object_Type_Array));
+    if (kids == nullptr) return nullptr;
+    for (uint32_t i = 0; i < PDF_Array_Get_Count(kids); ++i) {
+      PDF_Dictionary* kid = static_cast<PDF_Dictionary*>(
+          PDF_Data_Object_Get_Typed_Value(PDF_Array_Get_Value(kids, i), PDF_Object_Type_Dictionary));
+      if (kid == nullptr) return nullptr;  // ends the whole search
+      PDF_Object* found = PDF_Name_Tree_Find(kid, name);
+      if (found != nullptr) return found;
+    }
+    return nullptr;
+  }
+  PDF_Array* pairs = static_cast<PDF_Array*>(
+      PDF_Data_Object_Get_Typed_Value(PDF_Dictionary_Find_Value(node, "Names"), PDF_Object_Type_Array));
+  if (pairs == nullptr) return nullptr;
+  for (uint32_t i = 0;; i += 2) {
+    if (PDF_Data_Object_Get_Direct_Value(PDF_Array_Get_Value(pairs, i), PDF_Object_Type_String) == nullptr) {
+      return nullptr;
+    }
+    PDF_Data_Object* value = PDF_Array_Get_Value(pairs, i + 1);
+    PDF_Object_Reference* reference = static_cast<PDF_Object_Reference*>(
+        PDF_Data_Object_Get_Direct_Value(value, PDF_Object_Type_Reference));
+    if (reference == nullptr) return nullptr;
+    PDF_Dictionary* specification =
+        static_cast<PDF_Dictionary*>(PDF_Data_Object_Get_Typed_Value(value, PDF_Object_Type_Dictionary));
+    PDF_String* file_name = static_cast<PDF_String*>(
+        PDF_Data_Object_Get_Direct_Value(PDF_Dictionary_Find_Value(specification, "F"), PDF_Object_Type_String));
+    if (file_name == nullptr) return nullptr;  // ends the search of this leaf
+    if (PDF_String_Compare(file_name, reinterpret_cast<const uint8_t*>(name), 1, length) == 0) {
+      return PDF_Object_Reference_Get_Object(reference);
+    }
+  }
+}
+
+PDF_Result PDF_Pages_Create(PDF_Object** out_pages, PDF_File* file, PDF_Object* parent) {
+  if (out_pages == nullptr) return PDF_RESULT_INVALID_ARGUMENT;
+  *out_pages = nullptr;
+  PDF_Dictionary* dictionary = nullptr;
+  PDF_Array* kids = nullptr;
+  PDF_Data_Object* kids_value = nullptr;
+  PDF_Data_Object* value = nullptr;
+  PDF_Result result = PDF_Dictionary_Create(&dictionary, file);
+  if (result == PDF_RESULT_OK) result = PDF_Dictionary_Set_Name(dictionary, file, "Type", "Pages");
+  if (result == PDF_RESULT_OK && parent != nullptr) {
+    result = PDF_Dictionary_Set_Reference(dictionary, file, "Parent", parent);
+  }
+  if (result == PDF_RESULT_OK) result = PDF_Array_Create(&kids, file);
+  if (result == PDF_RESULT_OK) {
+    result = PDF_Data_Object_Create(&kids_value, file, PDF_Object_Type_Array, kids);
+    if (result == PDF_RESULT_OK) kids = nullptr;
+  }
+  if (result == PDF_RESULT_OK) {
+    result = PDF_Dictionary_Set_Value(dictionary, file, "Kids", kids_value);
+    if (result == PDF_RESULT_OK) kids_value = nullptr;
+  }
+  if (result == PDF_RESULT_OK) result = PDF_Dictionary_Set_Number(dictionary, file, "Count", 0, 0);
+  if (result == PDF_RESULT_OK) {
+    result = PDF_Data_Object_Create(&value, file, PDF_Object_Type_Dictionary, dictionary);
+    if (result == PDF_RESULT_OK) dictionary = nullptr;
+  }
+  if (result == PDF_RESULT_OK) {
+    result = PDF_Object_Create(out_pages, file, value, 0, 0, PDF_Object_Type_Pages);
+    if (result == PDF_RESULT_OK) value = nullptr;
+  }
+  if (value != nullptr) PDF_Data_Object_Delete(&value, file, 0);
+  if (kids_value != nullptr) PDF_Data_Object_Delete(&kids_value, file, 0);
+  if (kids != nullptr) PDF_Array_Delete(&kids, file, 0);
+  if (dictionary != nullptr) PDF_Dictionary_Delete(&dictionary, file, 0);
+  return result;
+}
+
+PDF_Result PDF_Catalog_Create(PDF_Object** out_catalog, PDF_File* file, PDF_Object* pages) {
+  if (out_catalog == nullptr) return PDF_RESULT_INVALID_ARGUMENT;
+  *out_catalog = nullptr;
+  PDF_Dictionary* dictionary = nullptr;
+  PDF_Data_Object* value = nullptr;
+  PDF_Result result = PDF_Dictionary_Create(&dictionary, file);
+  if (result == PDF_RESULT_OK) result = PDF_Dictionary_Set_Name(dictionary, file, "Type", "Catalog");
+  if (result == PDF_RESULT_OK) result = PDF_Dictionary_Set_Reference(dictionary, file, "Pages", pages);
+  if (result == PDF_RESULT_OK) {
+    result = PDF_Data_Object_Create(&value, file, PDF_Object_Type_Dictionary, dictionary);
+    if (result == PDF_RESULT_OK) dictionary = nullptr;
+  }
+  if (result == PDF_RESULT_OK) {
+    result = PDF_Object_Create(out_catalog, file, value, 0, 0, PDF_Object_Type_Catalog);
+    if (result == PDF_RESULT_OK) value = nullptr;
+  }
+  if (value != nullptr) PDF_Data_Object_Delete(&value, file, 0);
+  if (dictionary != nullptr) PDF_Dictionary_Delete(&dictionary, file, 0);
+  return result;
+}
