@@ -6,6 +6,7 @@
 #include "objects/pdf_object.h"
 #include "objects/pdf_object_reference.h"
 #include "security/pdf_security.h"
+#include "text/pdf_text.h"
 
 static void Report_Allocation_Failure(PDF_File* file) {
   PDF_Message_Report(file->message, PDF_RESULT_OUT_OF_MEMORY, PDF_LEVEL_RESOURCE,
@@ -53,13 +54,96 @@ PDF_Result PDF_Stream_Delete(PDF_Stream** holder, uint32_t delete_mode) {
   return PDF_Memory_Free(file->memory, holder);
 }
 
+// Deletes a stream whose head could not be read; the parse then fails.
+static uint64_t Fail_Head(PDF_Stream** stream) {
+  PDF_Stream_Delete(stream, PDF_DELETE_MODE_RELEASE);
+  return 0;
+}
+
 uint64_t PDF_Stream_Read(PDF_Stream** out_stream, PDF_Dictionary** out_dictionary, PDF_File* file,
                          PDF_Read_Data* reader, uint64_t position) {
   if (out_stream == nullptr || out_dictionary == nullptr || file == nullptr) return PDF_READ_INVALID_ARGUMENT;
   *out_stream = nullptr;
   *out_dictionary = nullptr;
-  // The dictionary alone; the stream head behind it is not recognised yet.
-  return PDF_Dictionary_Read(out_dictionary, file, reader, position);
+  uint64_t count = PDF_Dictionary_Read(out_dictionary, file, reader, position);
+  if (count == 0 || count == PDF_READ_INVALID_ARGUMENT) return count;
+  position += count;
+
+  // A token of 6 to 10 bytes that begins with "stream" is the keyword, and
+  // all of it is consumed; anything else leaves a plain dictionary.
+  char token[10];
+  uint64_t length = sizeof(token);
+  uint64_t used = PDF_Read_Data_Read_Keyword(reader, token, &length, position);
+  if (used == 0 || used == PDF_READ_INVALID_ARGUMENT || length < 6) return count;
+  if (PDF_Bytes_Differ(token, "stream", 6)) return count;
+  count += used;
+  position += used;
+
+  PDF_Stream* stream = PDF_Memory_Alloc_Zeroed<PDF_Stream>(file->memory);
+  if (stream == nullptr) {
+    Report_Allocation_Failure(file);
+    PDF_Dictionary_Delete(out_dictionary, file, PDF_DELETE_MODE_RELEASE);
+    return 0;
+  }
+  stream->dictionary = *out_dictionary;
+  *out_dictionary = nullptr;
+  stream->file = file;
+
+  // The line end behind the keyword: LF, CR LF, or CR alone (then the byte
+  // behind it is the first data byte). A space before it from level 2.
+  uint8_t byte = 0;
+  if (PDF_Read_Data_Read(reader, &byte, position, 1) != 1) return Fail_Head(&stream);
+  count += 1;
+  position += 1;
+  if (file->tolerance_level >= 2 && byte == ' ') {
+    if (PDF_Read_Data_Read(reader, &byte, position, 1) != 1) return Fail_Head(&stream);
+    count += 1;
+    position += 1;
+  }
+  if (byte == 13) {
+    uint8_t next = 0;
+    if (PDF_Read_Data_Read(reader, &next, position, 1) != 1) return Fail_Head(&stream);
+    if (next == 10) {
+      count += 1;
+      position += 1;
+    }
+  } else if (byte != 10) {
+    return Fail_Head(&stream);
+  }
+  if (reader == nullptr) return Fail_Head(&stream);
+  reader->hold_count += 1;
+  stream->reader = reader;
+  stream->position = position;
+
+  PDF_Data_Object* value = PDF_Dictionary_Find_Value(stream->dictionary, "Length");
+  if (value == nullptr) return Fail_Head(&stream);
+  if (PDF_Data_Object_Get_Type(value) == PDF_Data_Type_Reference) {
+    // The target may not be known yet (while its table is being read): then
+    // the stream is kept with length 0 and loading tries Length again.
+    value = PDF_Object_Get_Value(PDF_Object_Reference_Get_Object(static_cast<PDF_Object_Reference*>(value->value)));
+  }
+  *out_stream = stream;
+  if (PDF_Data_Object_Get_Type(value) != PDF_Data_Type_Number) {
+    return static_cast<uint64_t>(static_cast<int64_t>(PDF_RESULT_BAD_LENGTH_VALUE));
+  }
+  stream->length = static_cast<uint64_t>(
+      static_cast<int64_t>(PDF_Number_Get_Integer(static_cast<PDF_Number*>(value->value))));
+  return count;
+}
+
+PDF_Result PDF_Stream_Read_Raw(PDF_Stream* stream, void* buffer) {
+  if (stream == nullptr) return PDF_RESULT_INVALID_ARGUMENT;
+  if (stream->length == 0) return PDF_RESULT_OK;
+  if (buffer == nullptr) return PDF_RESULT_INVALID_ARGUMENT;
+  if (stream->data != nullptr) {
+    memcpy(buffer, stream->data, stream->length);
+    return PDF_RESULT_OK;
+  }
+  if (stream->reader == nullptr) return PDF_RESULT_OBJECT_UNREADABLE;
+  if (stream->file == nullptr) return PDF_RESULT_INVALID_ARGUMENT;
+  uint64_t count = PDF_Read_Data_Read(stream->reader, buffer, stream->position, stream->length);
+  if (count == 0 || (count < stream->length && stream->file->tolerance_level < 3)) return PDF_RESULT_UNREADABLE;
+  return PDF_RESULT_OK;
 }
 
 // Reads Length afresh: -52 when absent or a number variant without a value,

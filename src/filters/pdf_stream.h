@@ -34,6 +34,9 @@ PDF_Result PDF_Stream_Delete(PDF_Stream** holder, uint32_t delete_mode);
 uint64_t PDF_Stream_Read(PDF_Stream** out_stream, PDF_Dictionary** out_dictionary, PDF_File* file,
                          PDF_Read_Data* reader, uint64_t position);
 PDF_Result PDF_Stream_Load(PDF_Stream* stream);
+// Copies the stored bytes (length of them) into the caller's buffer; a stream
+// on file stays on file.
+PDF_Result PDF_Stream_Read_Raw(PDF_Stream* stream, void* buffer);
 PDF_Result PDF_Stream_Load_All(PDF_Stream* stream);
 // A deep copy, always in memory form.
 PDF_Result PDF_Stream_Copy(PDF_Stream** out_stream, PDF_File* file, PDF_Stream* source, bool copy_targets,

@@ -1,0 +1,157 @@
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "filters/pdf_stream.h"
+#include "objects/pdf_dictionary.h"
+#include "objects/pdf_object.h"
+#include "support/test_objects.h"
+
+namespace {
+
+class StreamHead : public Objects_Fixture {
+ protected:
+  // Reads a stream or dictionary at position 0; keeps both holders.
+  uint64_t Read(const std::string& text, int8_t level) {
+    file->tolerance_level = level;
+    return PDF_Stream_Read(&stream, &dictionary, file, Input(text), 0);
+  }
+  void Release() {
+    if (stream != nullptr) PDF_Stream_Delete(&stream, PDF_DELETE_MODE_RELEASE);
+    if (dictionary != nullptr) PDF_Dictionary_Delete(&dictionary, file, PDF_DELETE_MODE_RELEASE);
+  }
+  PDF_Stream* stream = nullptr;
+  PDF_Dictionary* dictionary = nullptr;
+};
+
+struct Head_Case {
+  std::string name;
+  std::string text;
+  int8_t lowest_level;  // from this level on the result below holds; below it the parse fails
+  bool is_stream;
+  uint64_t count;       // bytes consumed
+  uint64_t position;    // first data byte, for a stream
+};
+
+TEST_F(StreamHead, KeywordAndLineEndByLevel) {
+  const std::string d = "<< /Length 3 >>";  // 15 bytes
+  const Head_Case cases[] = {
+      {"LF", d + "\nstream\nabc", 0, true, 23, 23},
+      {"CR LF", d + "\nstream\r\nabc", 0, true, 24, 24},
+      {"CR alone", d + "\nstream\rabc", 0, true, 23, 23},
+      {"CR and a data byte", d + "\nstream\rXbc", 0, true, 23, 23},
+      {"space and LF", d + "\nstream \nabc", 2, true, 24, 24},
+      {"eight-byte token", d + " streamXY\nabc", 0, true, 25, 25},
+      {"token of eleven bytes", d + " streamABCDE\nabc", 0, false, 15, 0},
+      {"token of five bytes", d + " strea\nabc", 0, false, 15, 0},
+      {"other keyword", d + " endobj", 0, false, 15, 0},
+      {"nothing behind", d, 0, false, 15, 0},
+      {"keyword at the end", d + " stream", 99, false, 0, 0},
+      {"junk after the keyword", d + " stream abc", 99, false, 0, 0},
+      {"no Length", "<< /Type /X >>\nstream\nabc", 99, false, 0, 0},
+  };
+  for (const Head_Case& c : cases) {
+    for (int8_t level = 0; level <= 4; ++level) {
+      uint64_t count = Read(c.text, level);
+      bool works = level >= c.lowest_level;
+      if (works) {
+        EXPECT_EQ(count, c.count) << c.name << " at level " << int(level);
+        EXPECT_EQ(stream != nullptr, c.is_stream) << c.name;
+        EXPECT_EQ(dictionary != nullptr, !c.is_stream) << c.name;
+        if (stream != nullptr) {
+          EXPECT_EQ(stream->position, c.position) << c.name;
+          EXPECT_EQ(stream->length, 3u);
+          EXPECT_EQ(stream->data, nullptr) << "nothing is read before first use";
+          EXPECT_NE(stream->reader, nullptr);
+        }
+      } else {
+        EXPECT_EQ(count, 0u) << c.name << " at level " << int(level);
+        EXPECT_EQ(stream, nullptr);
+        EXPECT_EQ(dictionary, nullptr);
+      }
+      Release();
+    }
+  }
+}
+
+TEST_F(StreamHead, LoadsByLengthAloneAndByLevel) {
+  struct Case {
+    std::string name;
+    std::string text;
+    int8_t level;
+    PDF_Result result;
+    std::string data;
+  };
+  const Case cases[] = {
+      {"exact", "<< /Length 3 >>\nstream\nabcendstream", 3, 0, "abc"},
+      {"too short a Length cuts silently", "<< /Length 2 >>\nstream\nabc\nendstream", 0, 0, "ab"},
+      {"too long, level 2", "<< /Length 9 >>\nstream\nabc", 2, -10, ""},
+      {"too long, level 3 keeps a partial buffer", "<< /Length 9 >>\nstream\nabc", 3, 0, "abc"},
+      {"nothing at all, level 3", "<< /Length 9 >>\nstream\n", 3, -10, ""},
+      {"Length -1", "<< /Length -1 >>\nstream\nabc", 3, -7, ""},
+  };
+  for (const Case& c : cases) {
+    ASSERT_NE(Read(c.text, c.level), 0u) << c.name;
+    ASSERT_NE(stream, nullptr) << c.name;
+    EXPECT_EQ(PDF_Stream_Load(stream), c.result) << c.name;
+    if (c.result == 0) {
+      ASSERT_NE(stream->data, nullptr);
+      EXPECT_EQ(std::string(reinterpret_cast<char*>(stream->data), c.data.size()), c.data) << c.name;
+      EXPECT_EQ(stream->reader, nullptr) << "in memory, the reader's hold given back";
+      EXPECT_EQ(PDF_Stream_Load(stream), 0);
+    }
+    Release();
+  }
+}
+
+TEST_F(StreamHead, IndirectLengthNotYetKnownIsResolvedAtLoad) {
+  // The Length object is not in any table: the parser answers -53 in place of
+  // a count and keeps the stream with length 0.
+  uint64_t count = Read("<< /Length 7 0 R >>\nstream\nabc", 3);
+  EXPECT_EQ(count, static_cast<uint64_t>(static_cast<int64_t>(-53)));
+  ASSERT_NE(stream, nullptr);
+  EXPECT_EQ(stream->length, 0u);
+  EXPECT_EQ(PDF_Stream_Load(stream), -53) << "still nowhere to be found";
+  Release();
+}
+
+TEST_F(StreamHead, ReadRawCopiesWithoutLoading) {
+  ASSERT_NE(Read("<< /Length 3 >>\nstream\nabc", 3), 0u);
+  char buffer[3] = {};
+  EXPECT_EQ(PDF_Stream_Read_Raw(stream, nullptr), -500);
+  EXPECT_EQ(PDF_Stream_Read_Raw(stream, buffer), 0);
+  EXPECT_EQ(std::string(buffer, 3), "abc");
+  EXPECT_EQ(stream->data, nullptr) << "a stream on file stays on file";
+  Release();
+
+  PDF_Stream* empty = nullptr;
+  ASSERT_EQ(PDF_Stream_Create(&empty, file), 0);
+  EXPECT_EQ(PDF_Stream_Read_Raw(empty, nullptr), 0) << "length 0 returns at once";
+  empty->length = 4;
+  EXPECT_EQ(PDF_Stream_Read_Raw(empty, buffer), -93) << "neither data nor source";
+  empty->length = 0;
+  PDF_Stream_Delete(&empty, PDF_DELETE_MODE_RELEASE);
+  EXPECT_EQ(PDF_Stream_Read_Raw(nullptr, buffer), -500);
+}
+
+TEST_F(StreamHead, AllocationFailureOfTheStreamIsReported) {
+  const std::string text = "<< /Length 3 >>\nstream\nabc";
+  for (uint64_t n = 1;; ++n) {
+    Fail_Request(n);
+    uint64_t count = Read(text, 3);
+    bool failed = Failure_Reached();
+    Stop_Failing();
+    if (!failed) {
+      EXPECT_NE(stream, nullptr);
+      Release();
+      break;
+    }
+    EXPECT_EQ(count, 0u) << n;
+    EXPECT_EQ(stream, nullptr);
+    EXPECT_EQ(dictionary, nullptr);
+    Release();
+  }
+  EXPECT_GE(Resource_Reports("Unable to allocate memory for stream object!"), 1u);
+}
+
+}  // namespace
