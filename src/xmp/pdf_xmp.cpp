@@ -4,6 +4,8 @@
 #include <memory>
 #include <type_traits>
 
+#include "filters/pdf_stream.h"
+#include "filters/pdf_stream_decode.h"
 #include "xmp/pdf_xmp_lock.h"
 
 const char PDF_XMP_NS_PDFA_ID[] = "http://www.aiim.org/pdfa/ns/id/";
@@ -129,6 +131,18 @@ PDF_Result PDF_XMP_Create(PDF_XMP** out_xmp, PDF_Memory* memory, const void* byt
 
   *out_xmp = xmp;
   return PDF_RESULT_OK;
+}
+
+PDF_Result PDF_XMP_Create_From_Stream(PDF_XMP** out_xmp, PDF_Memory* memory, PDF_Stream* stream) {
+  const uint8_t* bytes = nullptr;
+  uint64_t length = 0;
+  if (stream != nullptr) {
+    // Decoding changes the length: the data first, the length after it. A
+    // stream that can't be loaded or decoded gives no bytes.
+    bytes = PDF_Stream_Get_Data(stream);
+    length = PDF_Stream_Get_Length(stream);
+  }
+  return PDF_XMP_Create(out_xmp, memory, bytes, static_cast<uint32_t>(length));
 }
 
 PDF_Result PDF_XMP_Delete(PDF_XMP** holder, PDF_Memory* memory) {

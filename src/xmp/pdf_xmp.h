@@ -67,8 +67,9 @@ struct PDF_XMP {
 // stays null on failure.
 PDF_Result PDF_XMP_Create(PDF_XMP** out_xmp, PDF_Memory* memory, const void* bytes, uint32_t length);
 
-// PDF_XMP_Create over the decoded data of a stream. A null stream, or one that
-// can't be loaded or decoded, gives an empty record.
+// PDF_XMP_Create over the decoded data of a stream (data first, then the
+// length, which decoding changes; the length is cut to 32 bits). A null
+// stream, or one that can't be loaded or decoded, gives an empty record.
 PDF_Result PDF_XMP_Create_From_Stream(PDF_XMP** out_xmp, PDF_Memory* memory, PDF_Stream* stream);
 
 // Releases the record and closes its initialisation of the toolkit. -500 for
