@@ -217,32 +217,6 @@ struct To_UTF8_Case {
   std::string expected;
 };
 
-TEST_F(Text_Test, ToUTF8FromSingleByteEncodings) {
-  const To_UTF8_Case cases[] = {
-      {"Latin-1 is the byte", "A\xE9\x80\x9F\xFF", PDF_TEXT_LATIN1, "A\xC3\xA9\xC2\x80\xC2\x9F\xC3\xBF"},
-      {"1252: 0x80 is the euro sign", "\x80", PDF_TEXT_WIN_ANSI, "\xE2\x82\xAC"},
-      {"1252: 0x8A is S caron", "\x8A", PDF_TEXT_WIN_ANSI, "\xC5\xA0"},
-      {"1252: undefined bytes are C1 controls", "\x81\x8D\x8F\x90\x9D", PDF_TEXT_WIN_ANSI,
-       "\xC2\x81\xC2\x8D\xC2\x8F\xC2\x90\xC2\x9D"},
-      {"1252: 0xA0 and above are Latin-1", "\xA0\xE9", PDF_TEXT_WIN_ANSI, "\xC2\xA0\xC3\xA9"},
-      {"PDFDoc: 0x80 is a bullet", "\x80", PDF_TEXT_PDF_DOC, "\xE2\x80\xA2"},
-      {"PDFDoc: 0x8A is a hyphen-minus", "a\x8A" "b", PDF_TEXT_PDF_DOC, "a-b"},
-      {"PDFDoc: 0x9C falls back to oe", "\x9C", PDF_TEXT_PDF_DOC, "\xC5\x93"},
-      {"PDFDoc: 0x9E falls back to z caron", "\x9E", PDF_TEXT_PDF_DOC, "\xC5\xBE"},
-      {"PDFDoc: 0x9F falls back to Y diaeresis", "\x9F", PDF_TEXT_PDF_DOC, "\xC5\xB8"},
-      {"PDFDoc: 0xA0 is the euro sign", "\xA0", PDF_TEXT_PDF_DOC, "\xE2\x82\xAC"},
-      {"PDFDoc: 0x18 and 0x1F", "\x18\x1F", PDF_TEXT_PDF_DOC, "\xCB\x98\xCB\x9C"},
-      {"PDFDoc: tab, 0x7F and 0xAD stand for themselves", "\t\x7F\xAD", PDF_TEXT_PDF_DOC,
-       "\t\x7F\xC2\xAD"},
-  };
-  for (const To_UTF8_Case& c : cases) {
-    SCOPED_TRACE(c.label);
-    std::string out;
-    ASSERT_EQ(To_UTF8(c.input, c.encoding, &out), PDF_RESULT_OK);
-    EXPECT_EQ(Hex(out), Hex(c.expected));
-  }
-}
-
 // Windows-1252 as the C library knows it, byte by byte; the five bytes that
 // it leaves undefined become C1 controls.
 TEST_F(Text_Test, WinAnsiAgreesWithTheSystemConverter) {
@@ -296,8 +270,9 @@ TEST_F(Text_Test, PdfDocEncodingTable) {
   }
 }
 
-TEST_F(Text_Test, ToUTF8FromUTF16) {
+TEST_F(Text_Test, ToUTF8FromLatin1AndUTF16) {
   const To_UTF8_Case cases[] = {
+      {"Latin-1 is the byte", "A\xE9\x80\x9F\xFF", PDF_TEXT_LATIN1, "A\xC3\xA9\xC2\x80\xC2\x9F\xC3\xBF"},
       {"big-endian mark", std::string("\xFE\xFF\0A\0\xE9", 6), PDF_TEXT_UTF16, "A\xC3\xA9"},
       {"little-endian mark", std::string("\xFF\xFE" "A\0\xAC\x20", 6), PDF_TEXT_UTF16, "A\xE2\x82\xAC"},
       {"no mark is big-endian", std::string("\0A\0B", 4), PDF_TEXT_UTF16, "AB"},
