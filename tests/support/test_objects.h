@@ -30,6 +30,7 @@ class Objects_Fixture : public ::testing::Test {
   void SetUp() override;
   void TearDown() override;
 
+ public:
   // A reader over the bytes, valid until the end of the test.
   PDF_Read_Data* Input(const std::string& bytes);
   // PDF_Data_Object_Read at position 0 of a new reader over the text.
