@@ -331,4 +331,20 @@ TEST_F(Ownership, StringsUnderAllocationFailure) {
       });
 }
 
+TEST_F(Ownership, FailedObjectCopyKeepsItsForwardingPointer) {
+  PDF_Object* source = nullptr;
+  ASSERT_EQ(PDF_Object_Create(&source, file, Value("[1]"), 0, 0, 0), 0);
+  // Requests: the new object, its two numbers, then the copied array.
+  PDF_Object* copy = nullptr;
+  Fail_Request(4);
+  EXPECT_EQ(PDF_Object_Copy(&copy, file, true, source, PDF_COPY_MODE_ORDINARY), -7);
+  Stop_Failing();
+  EXPECT_EQ(copy, nullptr);
+  // The released copy is still named as the source's copy (compared, never
+  // followed): a later copy of this source would deliver it.
+  EXPECT_NE(source->copy, nullptr);
+  source->copy = nullptr;
+  EXPECT_EQ(PDF_Object_Delete(&source, file, PDF_DELETE_MODE_RELEASE), 0);
+}
+
 }  // namespace
