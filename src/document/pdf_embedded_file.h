@@ -6,6 +6,8 @@
 #include <cstdint>
 
 #include "document/pdf_file.h"
+#include "objects/pdf_data_object.h"
+#include "objects/pdf_object.h"
 #include "runtime/pdf_result.h"
 
 struct PDF_Embedded_File_Info {
@@ -22,5 +24,11 @@ PDF_Result PDF_File_Find_Embedded_File(PDF_File* file, const void* name, uint64_
 PDF_Result PDF_File_Decode_Embedded_File(PDF_File* file, uint32_t id);
 PDF_Result PDF_File_Get_Embedded_File_Info(PDF_File* file, uint32_t id, PDF_Embedded_File_Info* out_info);
 PDF_Result PDF_File_Read_Embedded_File(PDF_File* file, uint32_t id, void* buffer);
+// The stream object of an identifier: a file specification is followed to
+// its stream; otherwise the object must hold a stream itself.
+PDF_Object* PDF_File_Get_Embedded_Stream(PDF_File* file, uint32_t id);
+// The stream named by the first of UF, F, DOS, Mac, Unix in the EF
+// dictionary of a file specification.
+PDF_Object* PDF_Filespec_Get_Stream(PDF_Data_Object* specification);
 
 #endif

@@ -42,6 +42,7 @@ std::string Invoice_Xmp_Packet(const Invoice_Options& o) {
               "<zf:Version>1.0</zf:Version>\n<zf:ConformanceLevel>BASIC</zf:ConformanceLevel>\n"
               "</rdf:Description>\n";
   }
+  packet += o.extra_rdf;
   packet += "</rdf:RDF>\n</x:xmpmeta>\n<?xpacket end=\"w\"?>";
   return packet;
 }
@@ -51,7 +52,8 @@ std::string Invoice_Build_Pdf(const Invoice_Options& o) {
   Pdf_Builder_Header(&builder, "1.7");
   std::string catalog = "<< /Type /Catalog /Pages 2 0 R";
   if (o.with_metadata) catalog += " /Metadata 3 0 R";
-  catalog += " /Names << /EmbeddedFiles << /Names [(" + o.attachment_name + ") 5 0 R] >> >> /AF [5 0 R] >>";
+  std::string tree = o.embedded_files.empty() ? "<< /Names [(" + o.attachment_name + ") 5 0 R] >>" : o.embedded_files;
+  catalog += " /Names << /EmbeddedFiles " + tree + " >> /AF [5 0 R] >>";
   Pdf_Builder_Object(&builder, 1, catalog);
   Pdf_Builder_Object(&builder, 2, "<< /Type /Pages /Kids [6 0 R] /Count 1 >>");
   Pdf_Builder_Stream(&builder, 3, "/Type /Metadata /Subtype /XML", Invoice_Xmp_Packet(o));
@@ -65,6 +67,7 @@ std::string Invoice_Build_Pdf(const Invoice_Options& o) {
                      "<< /Type /Filespec /F (" + o.attachment_name + ") /UF (" + o.attachment_name +
                          ") /EF << /F 4 0 R >> /AFRelationship /Alternative /Desc (Invoice) >>");
   Pdf_Builder_Object(&builder, 6, "<< /Type /Page /Parent 2 0 R /MediaBox [0 0 595 842] >>");
-  Pdf_Builder_Finish(&builder, "/Root 1 0 R /ID [<0123456789ABCDEF0123456789ABCDEF> <0123456789ABCDEF0123456789ABCDEF>]");
+  for (const auto& extra : o.extra_objects) Pdf_Builder_Object(&builder, extra.first, extra.second);
+  Pdf_Builder_Finish(&builder, o.trailer_extra + " /Root 1 0 R /ID [<0123456789ABCDEF0123456789ABCDEF> <0123456789ABCDEF0123456789ABCDEF>]");
   return builder.bytes;
 }

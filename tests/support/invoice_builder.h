@@ -3,7 +3,10 @@
 #ifndef INVOICE_EXTRACT_INVOICE_BUILDER_H
 #define INVOICE_EXTRACT_INVOICE_BUILDER_H
 
+#include <cstdint>
 #include <string>
+#include <utility>
+#include <vector>
 
 struct Invoice_Options {
   std::string part = "3";
@@ -17,6 +20,10 @@ struct Invoice_Options {
   std::string embedded_entries;         // extra entries of the embedded stream's dictionary
   std::string embedded_data;            // stored bytes when not empty (e.g. compressed xml)
   bool with_metadata = true;
+  std::string extra_rdf;                // more rdf:Description elements of the packet
+  std::string trailer_extra;            // more trailer entries
+  std::string embedded_files;           // the EmbeddedFiles value; empty: one leaf naming object 5
+  std::vector<std::pair<uint32_t, std::string>> extra_objects;  // numbers from 7 on
 };
 
 std::string Invoice_Sample_Xml();
