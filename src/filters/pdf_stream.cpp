@@ -5,6 +5,8 @@
 #include "objects/pdf_number.h"
 #include "objects/pdf_object.h"
 #include "objects/pdf_object_reference.h"
+#include "filters/pdf_filter.h"
+#include "filters/pdf_stream_decode.h"
 #include "security/pdf_security.h"
 #include "text/pdf_text.h"
 
@@ -258,18 +260,23 @@ PDF_Result PDF_Stream_Decrypt(PDF_Stream* stream, PDF_File* file, PDF_Object* co
   if (result != PDF_RESULT_OK) return result;
   bool decrypt = true;
   bool metadata = Is_Name(PDF_Stream_Get_Type(stream), "Metadata") && Is_Name(PDF_Stream_Get_Subtype(stream), "XML");
-  // A metadata stream may have been left in the clear. The trial by decoding
-  // a filtered stream belongs to the filter chain; only unfiltered data is
-  // tried here.
-  bool filtered = PDF_Dictionary_Has_Key(stream->dictionary, "Filter");
-  if (metadata && !file->metadata_is_plain && !filtered && stream->data != nullptr) {
-    uint32_t before = Count_High_Bytes(stream);
-    result = PDF_Security_Decrypt_Bytes(file, container, stream->data, stream->length);
-    if (result != PDF_RESULT_OK) return result;
-    if (Count_High_Bytes(stream) < before) {
-      decrypt = false;  // it was enciphered and is plain now
-    } else {
-      file->metadata_is_plain = 1;  // the second pass below undoes the first
+  // A metadata stream may have been left in the clear; no entry of the
+  // encryption dictionary is read to find out. Once one was found plain,
+  // later ones are decrypted without a trial.
+  if (metadata && !file->metadata_is_plain) {
+    uint32_t filters = 0;
+    if (PDF_Stream_Get_Filter_Count(stream, &filters) == PDF_RESULT_OK && filters > 0) {
+      // Data that decodes as it stands was not enciphered; it stays decoded.
+      if (PDF_Stream_Decode(stream, false) == PDF_RESULT_OK) decrypt = false;
+    } else if (stream->data != nullptr) {
+      uint32_t before = Count_High_Bytes(stream);
+      result = PDF_Security_Decrypt_Bytes(file, container, stream->data, stream->length);
+      if (result != PDF_RESULT_OK) return result;
+      if (Count_High_Bytes(stream) < before) {
+        decrypt = false;  // it was enciphered and is plain now
+      } else {
+        file->metadata_is_plain = 1;  // the second pass below undoes the first
+      }
     }
   }
   if (!decrypt || stream->length == 0) return PDF_RESULT_OK;

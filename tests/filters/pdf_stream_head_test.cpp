@@ -155,3 +155,37 @@ TEST_F(StreamHead, AllocationFailureOfTheStreamIsReported) {
 }
 
 }  // namespace
+
+#include <zlib.h>
+
+namespace {
+
+TEST_F(StreamHead, MetadataTrialKeepsDecodableDataDecoded) {
+  const std::string xml = "<x:xmpmeta xmlns:x=\"adobe:ns:meta/\"/>";
+  uLongf size = compressBound(xml.size());
+  std::string packed(size, '\0');
+  ASSERT_EQ(compress(reinterpret_cast<Bytef*>(&packed[0]), &size, reinterpret_cast<const Bytef*>(xml.data()),
+                     xml.size()),
+            Z_OK);
+  packed.resize(size);
+  const std::string head = "<< /Type /Metadata /Subtype /XML /Filter /FlateDecode /Length " +
+                           std::to_string(packed.size()) + " >>\nstream\n";
+  ASSERT_NE(Read(head + packed, 3), 0u);
+  ASSERT_NE(stream, nullptr);
+  EXPECT_EQ(PDF_Stream_Decrypt(stream, file, nullptr), 0);
+  EXPECT_EQ(std::string(reinterpret_cast<char*>(stream->data), stream->length), xml)
+      << "data that decodes was plain: it stays decoded";
+  EXPECT_FALSE(PDF_Dictionary_Has_Key(stream->dictionary, "Filter"));
+  EXPECT_EQ(file->metadata_is_plain, 0) << "the flag is set by the unfiltered trial alone";
+  EXPECT_EQ(PDF_Stream_Decrypt(stream, file, nullptr), 0) << "once per stream";
+  Release();
+
+  // Without filters, plain ASCII whose count of high bytes doesn't fall is
+  // taken as plain, and the flag ends all later trials.
+  ASSERT_NE(Read("<< /Type /Metadata /Subtype /XML /Length 4 >>\nstream\nabcd", 3), 0u);
+  EXPECT_EQ(PDF_Stream_Decrypt(stream, file, nullptr), 0);
+  EXPECT_EQ(file->metadata_is_plain, 1);
+  Release();
+}
+
+}  // namespace
