@@ -73,10 +73,10 @@ PDF_Object* PDF_Name_Tree_Find(PDF_Dictionary* node, const char* name) {
     PDF_Object_Reference* reference = static_cast<PDF_Object_Reference*>(
         PDF_Data_Object_Get_Direct_Value(value, PDF_Object_Type_Reference));
     if (reference == nullptr) return nullptr;
-    PDF_Dictionary* specification =
+    PDF_Dictionary* filespec =
         static_cast<PDF_Dictionary*>(PDF_Data_Object_Get_Typed_Value(value, PDF_Object_Type_Dictionary));
     PDF_String* file_name = static_cast<PDF_String*>(
-        PDF_Data_Object_Get_Direct_Value(PDF_Dictionary_Find_Value(specification, "F"), PDF_Object_Type_String));
+        PDF_Data_Object_Get_Direct_Value(PDF_Dictionary_Find_Value(filespec, "F"), PDF_Object_Type_String));
     if (file_name == nullptr) return nullptr;  // ends the search of this leaf
     if (PDF_String_Compare(file_name, reinterpret_cast<const uint8_t*>(name), 1, length) == 0) {
       return PDF_Object_Reference_Get_Object(reference);

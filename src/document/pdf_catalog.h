@@ -18,8 +18,8 @@ PDF_Object* PDF_Catalog_Get_Metadata(PDF_Object* catalog, PDF_File* file);
 // The catalog of the file, through the trailer's Root; null if none.
 PDF_Object* PDF_File_Get_Catalog(PDF_File* file);
 
-// Searches the EmbeddedFiles tree of a Names dictionary for a file
-// specification whose F entry equals the name.
+// Searches the EmbeddedFiles tree of a Names dictionary for a filespec
+// dictionary whose F entry equals the name.
 PDF_Object* PDF_Names_Find_Embedded_File(PDF_Dictionary* names, const char* name);
 // Compares the F entries of the file specifications under a node, in array
 // order; the tree's own keys and Limits are not consulted.

@@ -150,9 +150,9 @@ PDF_Result PDF_File_Find_Embedded_File(PDF_File* file, const void* name, uint64_
   return result;
 }
 
-PDF_Object* PDF_Filespec_Get_Stream(PDF_Data_Object* specification) {
+PDF_Object* PDF_Filespec_Get_Stream(PDF_Data_Object* filespec) {
   PDF_Dictionary* dictionary = static_cast<PDF_Dictionary*>(
-      PDF_Data_Object_Get_Direct_Value(specification, PDF_Object_Type_Dictionary));
+      PDF_Data_Object_Get_Direct_Value(filespec, PDF_Object_Type_Dictionary));
   PDF_Data_Object* ef = PDF_Dictionary_Find_Value(dictionary, "EF");
   if (ef == nullptr) return nullptr;
   PDF_Dictionary* files = static_cast<PDF_Dictionary*>(PDF_Data_Object_Get_Typed_Value(ef, PDF_Object_Type_Dictionary));

@@ -29,6 +29,6 @@ PDF_Result PDF_File_Read_Embedded_File(PDF_File* file, uint32_t id, void* buffer
 PDF_Object* PDF_File_Get_Embedded_Stream(PDF_File* file, uint32_t id);
 // The stream named by the first of UF, F, DOS, Mac, Unix in the EF
 // dictionary of a file specification.
-PDF_Object* PDF_Filespec_Get_Stream(PDF_Data_Object* specification);
+PDF_Object* PDF_Filespec_Get_Stream(PDF_Data_Object* filespec);
 
 #endif
