@@ -1,5 +1,7 @@
 #include "reader/pdf_xref_table.h"
 
+#include "reader/pdf_object_stream.h"
+
 static uint32_t Section_First(const PDF_Xref_Section* section) {
   return static_cast<uint32_t>(PDF_Number_Get_Long(section->first_number));
 }
@@ -201,6 +203,9 @@ PDF_Object* PDF_Xref_Table_Get_Object(PDF_Xref_Table* table, uint32_t number, ui
     PDF_Xref_Entry* entry = Section_Entry(section, number);
     if (entry == nullptr || entry->type == 'f' || entry->object == nullptr) continue;
     if (entry->object == section->hidden_object) continue;
+    // A compressed object is parsed out of its object stream first; when that
+    // fails the lookup finds nothing.
+    if (entry->type == 'c' && PDF_Xref_Entry_Load_Compressed(entry) != PDF_RESULT_OK) return nullptr;
     table->last_hit_section = section;
     return entry->object;
   }
