@@ -1,0 +1,52 @@
+// A document opened over bytes in memory with the counting allocator and a
+// message log; the destructor releases it and checks that nothing leaked.
+#ifndef INVOICE_EXTRACT_OPENED_DOCUMENT_H
+#define INVOICE_EXTRACT_OPENED_DOCUMENT_H
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <string>
+
+#include "document/pdf_document.h"
+#include "objects/pdf_object.h"
+#include "reader/pdf_xref_table.h"
+#include "support/test_memory.h"
+
+struct Opened_Document {
+  Test_Allocator allocator{};
+  Test_Message_Log log;
+  Test_Counted_Input input{"", 0};
+  PDF_Document* document = nullptr;
+  PDF_Result result = 0;
+
+  Opened_Document(const std::string& bytes, int8_t level) {
+    input.bytes = bytes;
+    result = PDF_Document_Create(&document, Test_Alloc, &allocator, Test_Free, &allocator, Test_Counted_Read, &input,
+                                 Test_Message_Callback, &log, level);
+  }
+  ~Opened_Document() {
+    allocator.fail_at = 0;
+    if (document != nullptr) {
+      EXPECT_EQ(PDF_Document_Release(&document), 0);
+    }
+    EXPECT_EQ(allocator.live, 0) << "blocks left behind";
+  }
+  PDF_File* file() { return document->file; }
+  PDF_Body* body() { return document->file->xref_table; }
+  PDF_Object* object(uint32_t number) { return PDF_Body_Find_Object(body(), number, 0); }
+  // The table entry of a number, or null; nothing is loaded.
+  PDF_Xref_Entry* entry(uint32_t number) {
+    for (PDF_Xref_Section* section = body()->table->first_section; section != nullptr; section = section->next) {
+      uint32_t first = static_cast<uint32_t>(PDF_Number_Get_Long(section->first_number));
+      uint32_t count = static_cast<uint32_t>(PDF_Number_Get_Long(section->count));
+      if (number < first || number - first >= count) continue;
+      PDF_Xref_Entry* at = section->head;
+      for (uint32_t i = first; i < number && at != nullptr; ++i) at = at->next;
+      return at;
+    }
+    return nullptr;
+  }
+};
+
+#endif
