@@ -32,7 +32,6 @@ struct Opened_Document {
     }
     EXPECT_EQ(allocator.live, 0) << "blocks left behind";
   }
-  PDF_File* file() { return document->file; }
   PDF_Body* body() { return document->file->xref_table; }
   PDF_Object* object(uint32_t number) { return PDF_Body_Find_Object(body(), number, 0); }
   // The table entry of a number, or null; nothing is loaded.

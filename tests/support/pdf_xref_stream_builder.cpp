@@ -40,7 +40,10 @@ std::string Pdf_Flate(const std::string& data) {
   return out;
 }
 
-std::string Pdf_Object_Stream_Data(const Pdf_Object_List& objects, uint64_t* first) {
+namespace {
+
+// "number offset" pairs, then the bodies; *first receives where the bodies begin.
+std::string Object_Stream_Data(const Pdf_Object_List& objects, uint64_t* first) {
   std::string pairs;
   std::string bodies;
   for (const auto& object : objects) {
@@ -52,17 +55,19 @@ std::string Pdf_Object_Stream_Data(const Pdf_Object_List& objects, uint64_t* fir
   return pairs + bodies;
 }
 
+}  // namespace
+
 uint64_t Pdf_Builder_Object_Stream(Pdf_Builder* builder, Pdf_Packed_Objects* packed, uint32_t number,
-                                   const Pdf_Object_List& objects, bool flate, const std::string& extra_entries) {
+                                   const Pdf_Object_List& objects, bool flate) {
   uint64_t first = 0;
-  std::string data = Pdf_Object_Stream_Data(objects, &first);
+  std::string data = Object_Stream_Data(objects, &first);
   std::string entries = "/Type /ObjStm /N " + std::to_string(objects.size()) + " /First " + std::to_string(first);
   if (flate) {
     entries += " /Filter /FlateDecode";
     data = Pdf_Flate(data);
   }
   for (uint32_t index = 0; index < objects.size(); ++index) (*packed)[objects[index].first] = {number, index};
-  return Pdf_Builder_Stream(builder, number, entries + extra_entries, data);
+  return Pdf_Builder_Stream(builder, number, entries, data);
 }
 
 std::vector<Pdf_Xref_Stream_Row> Pdf_Xref_Stream_Rows(const Pdf_Builder& builder, const Pdf_Packed_Objects& packed,
@@ -88,10 +93,8 @@ uint64_t Pdf_Builder_Xref_Stream(Pdf_Builder* builder, uint32_t number, std::vec
   if (number < rows.size()) rows[number] = {1, offset, 0};
   std::string data = Pdf_Xref_Stream_Pack(rows, options.widths);
   std::string entries = options.type_entry + " /Size " + std::to_string(size) + " /W [";
-  uint32_t columns = 0;
   for (size_t i = 0; i < options.widths.size(); ++i) {
     entries += (i == 0 ? "" : " ") + std::to_string(options.widths[i]);
-    columns += options.widths[i];
   }
   entries += "]";
   if (!options.index.empty()) {
@@ -102,18 +105,10 @@ uint64_t Pdf_Builder_Xref_Stream(Pdf_Builder* builder, uint32_t number, std::vec
     entries += "]";
   }
   if (options.flate) {
-    if (options.png_up) {
-      data = Pdf_Png_Up_Rows(data, columns);
-      entries += " /DecodeParms << /Predictor 12 /Columns " + std::to_string(columns) + " >>";
-    }
     entries += " /Filter /FlateDecode";
     data = Pdf_Flate(data);
   }
   Pdf_Builder_Stream(builder, number, entries + " " + options.extra_entries, data);
-  Pdf_Builder_Startxref(builder, offset);
-  return offset;
-}
-
-void Pdf_Builder_Startxref(Pdf_Builder* builder, uint64_t offset) {
   builder->bytes += "startxref\n" + std::to_string(offset) + "\n%%EOF\n";
+  return offset;
 }

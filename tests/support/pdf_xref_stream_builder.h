@@ -1,5 +1,5 @@
 // Builds files whose cross-reference data lives in streams: packed rows of
-// any widths, PNG-predicted and Flate-compressed rows, object streams, and
+// any widths, PNG-predicted and Flate-compressed data, object streams, and
 // the cross-reference stream object itself with "startxref" behind it.
 #ifndef INVOICE_EXTRACT_PDF_XREF_STREAM_BUILDER_H
 #define INVOICE_EXTRACT_PDF_XREF_STREAM_BUILDER_H
@@ -28,7 +28,6 @@ typedef std::vector<std::pair<uint32_t, std::string>> Pdf_Object_List;
 struct Pdf_Xref_Stream_Options {
   std::vector<uint32_t> widths = {1, 2, 1};
   bool flate = false;
-  bool png_up = false;                   // with flate: Predictor 12, Columns the row width
   std::vector<uint32_t> index;           // Index pairs; empty: no Index entry
   std::string type_entry = "/Type /XRef";
   std::string extra_entries;             // Root, Info, ID, Prev, ...
@@ -40,12 +39,9 @@ std::string Pdf_Xref_Stream_Pack(const std::vector<Pdf_Xref_Stream_Row>& rows, c
 std::string Pdf_Png_Up_Rows(const std::string& data, uint32_t columns);
 // The bytes compressed with zlib.
 std::string Pdf_Flate(const std::string& data);
-// "number offset" pairs, then the bodies; *first receives where the bodies begin.
-std::string Pdf_Object_Stream_Data(const Pdf_Object_List& objects, uint64_t* first);
 // An object stream object holding the objects, recorded in *packed; returns its offset.
 uint64_t Pdf_Builder_Object_Stream(Pdf_Builder* builder, Pdf_Packed_Objects* packed, uint32_t number,
-                                   const Pdf_Object_List& objects, bool flate = true,
-                                   const std::string& extra_entries = "");
+                                   const Pdf_Object_List& objects, bool flate = true);
 // Rows for the numbers 0 to size - 1: plain objects of the builder in use,
 // packed ones compressed, everything else free (number 0 with generation 65535).
 std::vector<Pdf_Xref_Stream_Row> Pdf_Xref_Stream_Rows(const Pdf_Builder& builder, const Pdf_Packed_Objects& packed,
@@ -54,7 +50,5 @@ std::vector<Pdf_Xref_Stream_Row> Pdf_Xref_Stream_Rows(const Pdf_Builder& builder
 // offset), then "startxref" and the end marker. Returns the object's offset.
 uint64_t Pdf_Builder_Xref_Stream(Pdf_Builder* builder, uint32_t number, std::vector<Pdf_Xref_Stream_Row> rows,
                                  uint32_t size, const Pdf_Xref_Stream_Options& options);
-// "startxref\n<offset>\n%%EOF\n".
-void Pdf_Builder_Startxref(Pdf_Builder* builder, uint64_t offset);
 
 #endif
