@@ -39,32 +39,9 @@ PDF_Object* Read_Object_Header(PDF_File* file, PDF_Read_Data* reader, uint64_t o
 }
 
 PDF_Xref_Entry* New_Entry(PDF_File* file, uint8_t type, uint64_t offset, uint16_t generation, PDF_Object* object) {
-  PDF_Xref_Entry* entry = PDF_Memory_Alloc_Zeroed<PDF_Xref_Entry>(file->memory);
-  if (entry == nullptr) return nullptr;
-  entry->offset = offset;
-  entry->generation = generation;
-  entry->type = type;
-  entry->file = file;
-  entry->object = object;
+  PDF_Xref_Entry* entry = nullptr;
+  PDF_Xref_Entry_Create(&entry, file, object, offset, generation, type);
   return entry;
-}
-
-void Delete_Entry(PDF_File* file, PDF_Xref_Entry** entry) {
-  if ((*entry)->object != nullptr) PDF_Object_Delete(&(*entry)->object, file, 0);
-  PDF_Memory_Free(file->memory, entry);
-}
-
-void Delete_Section(PDF_File* file, PDF_Xref_Section** holder) {
-  PDF_Xref_Section* section = *holder;
-  PDF_Xref_Entry* entry = section->head;
-  while (entry != nullptr) {
-    PDF_Xref_Entry* next = entry->next;
-    Delete_Entry(file, &entry);
-    entry = next;
-  }
-  if (section->first_number != nullptr) PDF_Number_Delete(&section->first_number, file);
-  if (section->count != nullptr) PDF_Number_Delete(&section->count, file);
-  PDF_Memory_Free(file->memory, holder);
 }
 
 void Append_Entry(PDF_Xref_Section* section, PDF_Xref_Entry* entry) {
@@ -147,13 +124,13 @@ uint64_t PDF_Xref_Section_Read(PDF_Xref_Section** out_section, PDF_File* file, P
       }
       int needed = number == first_value ? 2 : 1;
       if (file->tolerance_level < needed) {
-        Delete_Section(file, &section);
+        PDF_Xref_Section_Delete(&section, file);
         return 0;
       }
       // A free substitute hides any older definition of the number.
       entry = New_Entry(file, 'f', 0, 0, nullptr);
       if (entry == nullptr) {
-        Delete_Section(file, &section);
+        PDF_Xref_Section_Delete(&section, file);
         return 0;
       }
       used = 20;
@@ -167,24 +144,6 @@ uint64_t PDF_Xref_Section_Read(PDF_Xref_Section** out_section, PDF_File* file, P
   return at - position;
 }
 
-void PDF_Xref_Table_Insert_Section(PDF_Xref_Table* table, PDF_Xref_Section* section) {
-  int32_t first = PDF_Number_Get_Integer(section->first_number);
-  PDF_Xref_Section* after = table->last_section;
-  while (after != nullptr && PDF_Number_Get_Integer(after->first_number) > first) after = after->previous;
-  section->previous = after;
-  section->next = after != nullptr ? after->next : table->first_section;
-  if (section->next != nullptr) {
-    section->next->previous = section;
-  } else {
-    table->last_section = section;
-  }
-  if (after != nullptr) {
-    after->next = section;
-  } else {
-    table->first_section = section;
-  }
-}
-
 uint64_t PDF_Xref_Table_Read_Newest(PDF_Xref_Table* table, PDF_File* file, PDF_Read_Data* reader,
                                     uint64_t position) {
   uint64_t total = 0;
@@ -194,7 +153,7 @@ uint64_t PDF_Xref_Table_Read_Newest(PDF_Xref_Table* table, PDF_File* file, PDF_R
     if (used == 0) return total;
     total += used;
     if (PDF_Number_Get_Integer(section->count) == 0) {
-      Delete_Section(file, &section);
+      PDF_Xref_Section_Delete(&section, file);
     } else {
       PDF_Xref_Table_Insert_Section(table, section);
     }

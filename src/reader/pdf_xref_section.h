@@ -27,8 +27,6 @@ uint64_t PDF_Xref_Section_Merge(PDF_Xref_Table* table, PDF_File* file, PDF_Read_
 uint64_t PDF_Xref_Entry_Read(PDF_Xref_Entry** out_entry, PDF_File* file, PDF_Read_Data* reader, uint64_t position);
 uint64_t PDF_Xref_Entry_Merge(PDF_Xref_Table* table, PDF_File* file, PDF_Read_Data* reader, uint64_t position,
                               uint32_t number);
-// Links a section in ascending order of first number, behind equal ones.
-void PDF_Xref_Table_Insert_Section(PDF_Xref_Table* table, PDF_Xref_Section* section);
 
 
 

@@ -10,7 +10,7 @@ static uint32_t Section_Count(const PDF_Xref_Section* section) {
   return static_cast<uint32_t>(PDF_Number_Get_Long(section->count));
 }
 
-static PDF_Result Entry_Create(PDF_Xref_Entry** out_entry, PDF_File* file, PDF_Object* object, uint64_t offset,
+PDF_Result PDF_Xref_Entry_Create(PDF_Xref_Entry** out_entry, PDF_File* file, PDF_Object* object, uint64_t offset,
                                uint16_t generation, uint8_t type) {
   PDF_Xref_Entry* entry = PDF_Memory_Alloc_Zeroed<PDF_Xref_Entry>(file->memory);
   *out_entry = entry;
@@ -23,7 +23,7 @@ static PDF_Result Entry_Create(PDF_Xref_Entry** out_entry, PDF_File* file, PDF_O
   return PDF_RESULT_OK;
 }
 
-static PDF_Result Section_Delete(PDF_Xref_Section** holder, PDF_File* file) {
+PDF_Result PDF_Xref_Section_Delete(PDF_Xref_Section** holder, PDF_File* file) {
   PDF_Xref_Section* section = *holder;
   PDF_Result first = PDF_RESULT_OK;
   while (section->head != nullptr) {
@@ -50,7 +50,7 @@ static PDF_Result Section_Create(PDF_Xref_Section** out_section, PDF_File* file,
   PDF_Result result = PDF_Number_Create(&section->first_number, file, 0, first_number);
   if (result == PDF_RESULT_OK) result = PDF_Number_Create(&section->count, file, 0, 0.0);
   if (result != PDF_RESULT_OK) {
-    Section_Delete(&section, file);
+    PDF_Xref_Section_Delete(&section, file);
     return result;
   }
   *out_section = section;
@@ -59,7 +59,7 @@ static PDF_Result Section_Create(PDF_Xref_Section** out_section, PDF_File* file,
 
 // Links a section in ascending order of first number, behind sections of an
 // equal first number.
-static void Insert_Section(PDF_Xref_Table* table, PDF_Xref_Section* section) {
+void PDF_Xref_Table_Insert_Section(PDF_Xref_Table* table, PDF_Xref_Section* section) {
   uint32_t first = Section_First(section);
   PDF_Xref_Section* before = table->first_section;
   while (before != nullptr && Section_First(before) <= first) before = before->next;
@@ -100,7 +100,7 @@ PDF_Result PDF_Xref_Table_Delete(PDF_Xref_Table** holder, PDF_File* file) {
   while (table->first_section != nullptr) {
     PDF_Xref_Section* section = table->first_section;
     table->first_section = section->next;
-    PDF_Result result = Section_Delete(&section, file);
+    PDF_Result result = PDF_Xref_Section_Delete(&section, file);
     if (first == PDF_RESULT_OK) first = result;
   }
   PDF_Memory_Free(file->memory, holder);
@@ -127,7 +127,7 @@ static PDF_Xref_Entry* Find_Entry(PDF_Xref_Table* table, uint32_t number) {
 static PDF_Result Add_Numbered(PDF_Xref_Table* table, PDF_File* file, PDF_Object* object, uint32_t number,
                                uint64_t offset, uint16_t generation, uint8_t type) {
   PDF_Xref_Entry* entry = nullptr;
-  PDF_Result result = Entry_Create(&entry, file, object, offset, generation, type);
+  PDF_Result result = PDF_Xref_Entry_Create(&entry, file, object, offset, generation, type);
   if (result != PDF_RESULT_OK) return result;
   for (PDF_Xref_Section* section = table->first_section; section != nullptr; section = section->next) {
     uint32_t first = Section_First(section);
@@ -159,7 +159,7 @@ static PDF_Result Add_Numbered(PDF_Xref_Table* table, PDF_File* file, PDF_Object
   section->head = entry;
   section->tail = entry;
   PDF_Number_Increment(section->count);
-  Insert_Section(table, section);
+  PDF_Xref_Table_Insert_Section(table, section);
   return PDF_RESULT_OK;
 }
 

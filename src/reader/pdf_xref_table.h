@@ -65,6 +65,13 @@ PDF_Result PDF_Xref_Table_Delete(PDF_Xref_Table** holder, PDF_File* file);
 // The table owns the object once this returns 0, whether or not it was added.
 PDF_Result PDF_Xref_Table_Add_Entry(PDF_Xref_Table* table, PDF_File* file, PDF_Object* object, uint32_t number,
                                     uint64_t offset, uint16_t generation, uint8_t type);
+// A table entry; the entry owns the object, if one is given.
+PDF_Result PDF_Xref_Entry_Create(PDF_Xref_Entry** out_entry, PDF_File* file, PDF_Object* object, uint64_t offset,
+                                 uint16_t generation, uint8_t type);
+// Deletes a section with its entries and the objects they hold.
+PDF_Result PDF_Xref_Section_Delete(PDF_Xref_Section** holder, PDF_File* file);
+// Links a section in ascending order of first number, behind equal ones.
+void PDF_Xref_Table_Insert_Section(PDF_Xref_Table* table, PDF_Xref_Section* section);
 // Number 0 means a lookup by id; number 0 with id 0, or a free entry, gives null.
 PDF_Object* PDF_Xref_Table_Get_Object(PDF_Xref_Table* table, uint32_t number, uint32_t id);
 // True if the number lies in the range of any section, whatever the entry's type.

@@ -9,27 +9,16 @@
 #include "objects/pdf_object.h"
 #include "reader/pdf_xref_table.h"
 #include "support/invoice_builder.h"
+#include "support/opened_document.h"
 #include "support/test_memory.h"
 
 namespace {
 
-struct Opened_Invoice {
-  Test_Allocator allocator{};
-  Test_Counted_Input input{"", 0};
-  PDF_Document* document = nullptr;
-
-  explicit Opened_Invoice(const Invoice_Options& options) {
-    input.bytes = Invoice_Build_Pdf(options);
-    EXPECT_EQ(PDF_Document_Create(&document, Test_Alloc, &allocator, Test_Free, &allocator, Test_Counted_Read,
-                                  &input, nullptr, nullptr, 3),
-              0);
+// An invoice built with the options and opened at level 3.
+struct Opened_Invoice : Opened_Document {
+  explicit Opened_Invoice(const Invoice_Options& options) : Opened_Document(Invoice_Build_Pdf(options), 3) {
+    EXPECT_EQ(result, 0);
   }
-  ~Opened_Invoice() {
-    PDF_Document_Release(&document);
-    EXPECT_EQ(allocator.live, 0);
-  }
-  PDF_File* file() { return document->file; }
-  uint32_t id_of(uint32_t number) { return PDF_Object_Get_Id(PDF_Body_Find_Object(file()->xref_table, number, 0)); }
 };
 
 std::string Utf16(const std::string& ascii, bool little_endian, bool mark) {

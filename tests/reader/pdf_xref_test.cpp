@@ -12,47 +12,17 @@
 #include "objects/pdf_string.h"
 #include "reader/pdf_trailer.h"
 #include "reader/pdf_xref_table.h"
+#include "support/opened_document.h"
 #include "support/pdf_builder.h"
 #include "support/test_memory.h"
 
 namespace {
 
-struct Opened {
-  Test_Allocator allocator{};
-  Test_Message_Log log;
-  Test_Counted_Input input{"", 0};
-  PDF_Document* document = nullptr;
-  PDF_Result result = 0;
+using Opened = Opened_Document;
 
-  Opened(const std::string& bytes, int8_t level) {
-    input.bytes = bytes;
-    result = PDF_Document_Create(&document, Test_Alloc, &allocator, Test_Free, &allocator, Test_Counted_Read, &input,
-                                 Test_Message_Callback, &log, level);
-  }
-  ~Opened() {
-    if (document != nullptr) {
-      EXPECT_EQ(PDF_Document_Release(&document), 0);
-    }
-    EXPECT_EQ(allocator.live, 0);
-  }
-  PDF_File* file() { return document->file; }
-  PDF_Object* object(uint32_t number) { return PDF_Body_Find_Object(file()->xref_table, number, 0); }
-  // The loaded value of an object, or null.
-  PDF_Data_Object* value(uint32_t number) {
-    PDF_Object* found = object(number);
-    if (found == nullptr || PDF_Object_Load(found) != 0) return nullptr;
-    return PDF_Object_Get_Value(found);
-  }
-  double number_value(uint32_t number) {
-    return PDF_Number_Get_Real(static_cast<PDF_Number*>(PDF_Data_Object_Get_Direct_Value(value(number), 4)));
-  }
-  bool reported(const std::string& text) {
-    for (const Test_Message& message : log.messages) {
-      if (message.text == text && message.code == 10 && message.level == 11) return true;
-    }
-    return false;
-  }
-};
+double Number_Value(Opened* opened, uint32_t number) {
+  return PDF_Number_Get_Real(static_cast<PDF_Number*>(PDF_Data_Object_Get_Direct_Value(opened->value(number), 4)));
+}
 
 // Three objects and a classic table.
 std::string Simple_File() {
@@ -78,7 +48,7 @@ TEST(XrefChain, EveryObjectOfAClassicFileLoads) {
   EXPECT_EQ(PDF_Object_Get_Type(opened.object(1)), PDF_Object_Type_Catalog);
   ASSERT_NE(opened.value(2), nullptr);
   EXPECT_EQ(PDF_Object_Get_Type(opened.object(2)), PDF_Object_Type_Pages);
-  EXPECT_EQ(opened.number_value(3), 42.0);
+  EXPECT_EQ(Number_Value(&opened, 3), 42.0);
   PDF_String* text = static_cast<PDF_String*>(PDF_Data_Object_Get_Direct_Value(opened.value(4), 5));
   ASSERT_NE(text, nullptr);
   EXPECT_EQ(std::string(reinterpret_cast<char*>(PDF_String_Get_Text(text)), 4), "text");
@@ -110,8 +80,8 @@ std::string Updated_File(bool free_line_in_update = true) {
 TEST(XrefChain, IncrementalUpdatesResolveToTheNewestDefinition) {
   Opened opened(Updated_File(), 3);
   ASSERT_EQ(opened.result, 0);
-  EXPECT_EQ(opened.number_value(3), 100.0);
-  EXPECT_EQ(opened.number_value(5), 500.0);
+  EXPECT_EQ(Number_Value(&opened, 3), 100.0);
+  EXPECT_EQ(Number_Value(&opened, 5), 500.0);
   EXPECT_EQ(opened.object(4), nullptr) << "a newer free entry hides the older in-use one";
   EXPECT_NE(opened.object(1), nullptr);
   // Only the newest trailer is kept.
@@ -123,8 +93,8 @@ TEST(XrefChain, IncrementalUpdatesResolveToTheNewestDefinition) {
 TEST(XrefChain, OlderEntriesOutsideNewerSectionsAreMerged) {
   Opened opened(Updated_File(false), 3);
   ASSERT_EQ(opened.result, 0);
-  EXPECT_EQ(opened.number_value(4), 2.0);
-  EXPECT_EQ(opened.number_value(3), 100.0);
+  EXPECT_EQ(Number_Value(&opened, 4), 2.0);
+  EXPECT_EQ(Number_Value(&opened, 3), 100.0);
 }
 
 std::string File_With_Table(const std::string& table_text, const std::string& trailer_keyword = "trailer") {

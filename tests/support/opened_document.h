@@ -32,8 +32,23 @@ struct Opened_Document {
     }
     EXPECT_EQ(allocator.live, 0) << "blocks left behind";
   }
+  PDF_File* file() { return document->file; }
   PDF_Body* body() { return document->file->xref_table; }
   PDF_Object* object(uint32_t number) { return PDF_Body_Find_Object(body(), number, 0); }
+  uint32_t id_of(uint32_t number) { return PDF_Object_Get_Id(object(number)); }
+  // The loaded value of an object, or null.
+  PDF_Data_Object* value(uint32_t number) {
+    PDF_Object* found = object(number);
+    if (found == nullptr || PDF_Object_Load(found) != 0) return nullptr;
+    return PDF_Object_Get_Value(found);
+  }
+  // Whether a repair report (code 10, level 11) with this text was made.
+  bool reported(const std::string& text) const {
+    for (const Test_Message& message : log.messages) {
+      if (message.text == text && message.code == 10 && message.level == 11) return true;
+    }
+    return false;
+  }
   // The table entry of a number, or null; nothing is loaded.
   PDF_Xref_Entry* entry(uint32_t number) {
     for (PDF_Xref_Section* section = body()->table->first_section; section != nullptr; section = section->next) {
