@@ -14,8 +14,8 @@
 #include "filters/pdf_lzw.h"
 #include "runtime/pdf_memory.h"
 
-// The LZW encoder of the test suite, compiled into this program.
-#include "../tests/support/lzw_encoder.cpp"
+// The LZW encoder of the test suite.
+#include "support/lzw_encoder.h"
 
 namespace {
 

@@ -32,6 +32,31 @@
 #define INVOICE_EXTRACT_API
 #endif
 
+/* Result codes of both calls. */
+#define ZUGF_RESULT_INVOICE 0            /* a ZUGFeRD 1.0 invoice (extract: XML written) */
+#define ZUGF_RESULT_NOT_PDFA3 (-1)       /* not a PDF/A part 3 document */
+#define ZUGF_RESULT_NOT_INVOICE (-2)     /* PDF/A-3, but no ZUGFeRD 1.0 invoice metadata */
+#define ZUGF_RESULT_NO_INVOICE_FILE (-3) /* invoice metadata, but no embedded ZUGFeRD-invoice.xml */
+#define ZUGF_RESULT_BAD_INPUT (-10)      /* the input cannot be used */
+#define ZUGF_RESULT_EXTRACT_FAILED (-11) /* extraction failed */
+#define ZUGF_RESULT_OUT_OF_MEMORY (-12)  /* out of memory */
+#define ZUGF_RESULT_CANNOT_DECODE (-20)  /* the embedded invoice uses an undecodable compression */
+
+/* A short English meaning of a result code; never null. */
+static inline const char* ZUGF_Describe_Result(int32_t result) {
+  switch (result) {
+    case ZUGF_RESULT_INVOICE: return "ZUGFeRD invoice";
+    case ZUGF_RESULT_NOT_PDFA3: return "not a PDF/A-3 document";
+    case ZUGF_RESULT_NOT_INVOICE: return "PDF/A-3, but no ZUGFeRD invoice metadata";
+    case ZUGF_RESULT_NO_INVOICE_FILE: return "invoice metadata, but no embedded ZUGFeRD-invoice.xml";
+    case ZUGF_RESULT_BAD_INPUT: return "input cannot be used";
+    case ZUGF_RESULT_EXTRACT_FAILED: return "extraction failed";
+    case ZUGF_RESULT_OUT_OF_MEMORY: return "out of memory";
+    case ZUGF_RESULT_CANNOT_DECODE: return "embedded invoice cannot be decoded";
+    default: return "unknown result";
+  }
+}
+
 #ifdef __cplusplus
 extern "C" {
 #endif
