@@ -8,9 +8,13 @@ PDF_Time PDF_Time_Now(PDF_Time* out_time) { return time(out_time); }
 
 PDF_Time PDF_Time_To_Seconds(struct tm* local_time) { return mktime(local_time); }
 
-struct tm* PDF_Time_To_Local(const PDF_Time* time, struct tm* out_time) { return localtime_r(time, out_time); }
+struct tm* PDF_Time_To_Local(const PDF_Time* time, struct tm* out_time) {
+  return localtime_r(time, out_time);
+}
 
-struct tm* PDF_Time_To_UTC(const PDF_Time* time, struct tm* out_time) { return gmtime_r(time, out_time); }
+struct tm* PDF_Time_To_UTC(const PDF_Time* time, struct tm* out_time) {
+  return gmtime_r(time, out_time);
+}
 
 void PDF_Date_Format_Now(char* buffer) { PDF_Date_Format_Time(PDF_Time_Now(nullptr), buffer); }
 

@@ -4,6 +4,7 @@
 
 #include <cstring>
 #include <string>
+#include <vector>
 
 #include "objects/pdf_object.h"
 #include "objects/pdf_string.h"
@@ -71,28 +72,26 @@ TEST_F(Security, ObjectKeyLengthsAndNumberBytes) {
     std::string key;
     uint64_t number;
     uint64_t generation;
-    uint64_t same_as_number;  // an object whose key must come out the same
-    uint64_t same_as_generation;
+    uint32_t key_number;  // the number and generation that the key is made from
+    uint32_t key_generation;
   } cases[] = {
-      {"\x01\x02\x03\x04\x05", 1, 0, 1, 0},                            // 40 bits: a 10-byte RC4 key
-      {"0123456789a", 300, 2, 300, 2},                                  // 11 + 5: exactly 16
-      {"0123456789ab", 70000, 65535, 70000, 65535},                     // 12 + 5: cut to 16
-      {"0123456789abcdef", 12, 0, 12, 0},                               // 128 bits
-      {"0123456789abcdef0123", 12, 0, 12, 0},                           // longer keys are hashed whole
-      {"k\x01", 0x01020304, 0x50006, 0x020304, 0x0006},                 // only 3 and 2 low bytes count
+      {"\x01\x02\x03\x04\x05", 1, 0, 1, 0},              // 40 bits: a 10-byte RC4 key
+      {"0123456789a", 300, 2, 300, 2},                   // 11 + 5: exactly 16
+      {"0123456789ab", 70000, 65535, 70000, 65535},      // 12 + 5: cut to 16
+      {"0123456789abcdef", 12, 0, 12, 0},                // 128 bits
+      {"0123456789abcdef0123", 12, 0, 12, 0},            // longer keys are hashed whole
+      {"k\x01", 0x01020304, 0x50006, 0x020304, 0x0006},  // only 3 and 2 low bytes count
   };
   const std::string plain = "The quick brown fox jumps over the lazy dog";
   for (const auto& c : cases) {
     uint8_t key[64] = {};
     memcpy(key, c.key.data(), c.key.size());
     std::string data = plain;
-    ASSERT_EQ(PDF_Security_Crypt(key, static_cast<uint8_t>(c.key.size()), Object(c.number, c.generation),
-                                 Bytes(&data), data.size()),
+    ASSERT_EQ(PDF_Security_Crypt(key, static_cast<uint8_t>(c.key.size()), Object(c.number, c.generation), Bytes(&data),
+                                 data.size()),
               0);
-    const std::string expected =
-        Test_Encipher(c.key, static_cast<uint32_t>(c.same_as_number), static_cast<uint32_t>(c.same_as_generation), plain);
-    EXPECT_EQ(data, expected) << c.key.size() << " key bytes";
-    EXPECT_NE(data, Test_Encipher(c.key, static_cast<uint32_t>(c.number) + 1, 0, plain)) << "the number counts";
+    EXPECT_EQ(data, Test_Encipher(c.key, c.key_number, c.key_generation, plain)) << c.key.size() << " key bytes";
+    EXPECT_NE(data, Test_Encipher(c.key, c.key_number + 1, c.key_generation, plain)) << "the number counts";
   }
 }
 
@@ -163,9 +162,9 @@ TEST_F(Security, ReadAndWriteKeyRecords) {
     if (c.read_key != nullptr) Test_Install_Key(file, c.read_key);
     std::string data = "plain text";
     PDF_Result result =
-        c.decrypt ? PDF_Security_Decrypt_Bytes(c.with_file ? file : nullptr, object, Bytes(&data), data.size())
-                  : PDF_Security_Encrypt_Bytes(c.with_write_key ? &write_key : nullptr, object, Bytes(&data),
-                                               data.size());
+        c.decrypt
+            ? PDF_Security_Decrypt_Bytes(c.with_file ? file : nullptr, object, Bytes(&data), data.size())
+            : PDF_Security_Encrypt_Bytes(c.with_write_key ? &write_key : nullptr, object, Bytes(&data), data.size());
     EXPECT_EQ(result, c.result) << c.name;
     EXPECT_EQ(data, c.expected) << c.name;
   }

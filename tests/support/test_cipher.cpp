@@ -45,8 +45,7 @@ std::string Test_Object_Key(const std::string& file_key, uint32_t number, uint32
   return Test_MD5(material).substr(0, size);
 }
 
-std::string Test_Encipher(const std::string& file_key, uint32_t number, uint32_t generation,
-                          const std::string& data) {
+std::string Test_Encipher(const std::string& file_key, uint32_t number, uint32_t generation, const std::string& data) {
   return Test_RC4(Test_Object_Key(file_key, number, generation), data);
 }
 

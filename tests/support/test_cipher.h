@@ -18,8 +18,7 @@ std::string Test_MD5(const std::string& bytes);
 // the file key and at most 16.
 std::string Test_Object_Key(const std::string& file_key, uint32_t number, uint32_t generation);
 // RC4 under the object's key: enciphers and deciphers alike.
-std::string Test_Encipher(const std::string& file_key, uint32_t number, uint32_t generation,
-                          const std::string& data);
+std::string Test_Encipher(const std::string& file_key, uint32_t number, uint32_t generation, const std::string& data);
 // Installs a read key record holding the bytes (at most 255) on the file,
 // allocated from the file's memory so that the file releases it.
 void Test_Install_Key(PDF_File* file, const std::string& key);

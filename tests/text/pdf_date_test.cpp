@@ -102,7 +102,10 @@ TEST(PdfDate, NowHasTheShapeAndTheZonesOffset) {
     const char* zone;
     const char* suffix;
   } cases[] = {
-      {"UTC0", "Z00'00'"}, {"CET-1", "+01'00'"}, {"NST3:30", "-03'30'"}, {kSummerZone, "-05'00'"},
+      {"UTC0", "Z00'00'"},
+      {"CET-1", "+01'00'"},
+      {"NST3:30", "-03'30'"},
+      {kSummerZone, "-05'00'"},
   };
   const std::regex shape("D:[0-9]{14}[Z+-][0-9]{2}'[0-9]{2}'");
   for (const auto& c : cases) {
