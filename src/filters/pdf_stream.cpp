@@ -261,9 +261,9 @@ PDF_Result PDF_Stream_Decrypt(PDF_Stream* stream, PDF_File* file, PDF_Object* co
   bool decrypt = true;
   bool metadata = Is_Name(PDF_Stream_Get_Type(stream), "Metadata") && Is_Name(PDF_Stream_Get_Subtype(stream), "XML");
   // A metadata stream may have been left in the clear; no entry of the
-  // encryption dictionary is read to find out. Kept: once one was found
-  // plain, the flag ends the trial for all later ones and they are decrypted
-  // without a test, plain or not.
+  // encryption dictionary is read to find out.
+  // Kept: once one was found plain, the flag ends the trial for all later
+  // ones and they are decrypted without a test, plain or not.
   if (metadata && !file->metadata_is_plain) {
     uint32_t filters = 0;
     if (PDF_Stream_Get_Filter_Count(stream, &filters) == PDF_RESULT_OK && filters > 0) {

@@ -32,6 +32,7 @@ void PDF_Date_Format_Time(PDF_Time time, char* buffer) {
   // standard time. While daylight saving time is in effect the offset is
   // therefore the zone's standard offset, an hour away from the local time
   // printed beside it.
+  //
   // A signed 32-bit difference, computed modulo 2^32 so that times past 2038
   // still give the small offset; the seconds of an offset are dropped.
   int32_t offset = static_cast<int32_t>(static_cast<uint32_t>(local_seconds) - static_cast<uint32_t>(utc_seconds));
