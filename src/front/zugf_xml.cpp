@@ -159,8 +159,9 @@ void ZUGF_Handle_Character_Data(void* user_data, const XML_Char* text, int lengt
   // Kept: each piece replaces the text before it, so a text that Expat delivers
   // in pieces (at a line end, a reference such as &amp;, a CDATA boundary or
   // the end of a fed buffer) keeps only its last piece, and the size limit
-  // applies to each piece rather than to the whole text. Readers of the three
-  // values rely on them being single-line tokens.
+  // applies to each piece rather than to the whole text. The three values are
+  // single tokens on one line in real invoices and come through whole; a value
+  // written over several lines or with a reference comes back cut, silently.
   memcpy(target, text, static_cast<size_t>(length));
   target[length] = '\0';
 }

@@ -155,10 +155,14 @@ TEST(InvoiceXml, CraftedDocuments) {
                    "</udt:DateTimeString></ram:IssueDateTime>"),
        ok, "urn:g", "INV-1", "20240131", 102},
       {"format only on DateTimeString under IssueDateTime",
-       Invoice_Xml(kGuideline, "<ram:ID>INV-1</ram:ID><udt:DateTimeString format=\"999\">19990101</udt:DateTimeString>"
-                               "<ram:IssueDateTime><udt:DateTimeString>20240131</udt:DateTimeString>"
-                               "</ram:IssueDateTime>"),
+       Invoice_Xml(kGuideline, "<ram:ID format=\"1\">INV-1</ram:ID><udt:DateTimeString format=\"2\">19990101"
+                               "</udt:DateTimeString><ram:IssueDateTime format=\"3\"><udt:DateTimeString>20240131"
+                               "</udt:DateTimeString></ram:IssueDateTime>"),
        ok, "urn:g", "INV-1", "20240131", 0},
+      {"format in another namespace is not read",
+       Invoice_Xml(kGuideline, "<ram:IssueDateTime><udt:DateTimeString xmlns:q=\"urn:q\" q:format=\"5\">202401"
+                               "</udt:DateTimeString></ram:IssueDateTime>"),
+       ok, "urn:g", "", "202401", 0},
       {"format with leading blanks and trailing letters",
        Invoice_Xml(kGuideline, "<ram:IssueDateTime><udt:DateTimeString format=\"  610abc\">202401</udt:DateTimeString>"
                                "</ram:IssueDateTime>"),
