@@ -44,6 +44,11 @@ TEST(PublicHeader, VersionStringMatchesTheNumbers) {
   Public_Header_C_Version(&major, &minor, &patch, &text);
   EXPECT_EQ(std::string(text),
             std::to_string(major) + "." + std::to_string(minor) + "." + std::to_string(patch));
+  // The shared library built beside this header carries the same version.
+  const std::string library = INVOICE_EXTRACT_SHARED_LIBRARY;
+  const std::string suffix = std::string(".so.") + text;
+  ASSERT_GE(library.size(), suffix.size());
+  EXPECT_EQ(library.substr(library.size() - suffix.size()), suffix) << library;
 }
 
 }  // namespace
