@@ -29,8 +29,8 @@
  * values are fixed for the life of major version 1.
  *
  *   ZUGF_RESULT_INVOICE (0)
- *     Check: the file is an invoice. Extract: also, the XML has been written
- *     and closed. Hand the XML on.
+ *     Check: the file is an invoice. Extract: also, the XML has been
+ *     written to xml_path. Hand the XML on.
  *   ZUGF_RESULT_NOT_PDFA3 (-1)
  *     The file is not a PDF/A part 3 document, so it is no invoice of this
  *     kind. Treat it as an ordinary PDF. Every encrypted PDF that opens gives
