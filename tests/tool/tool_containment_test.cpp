@@ -1,0 +1,154 @@
+// The hazards that the library keeps, met by the tool's worker processes:
+// each hazard file is reported as what it did, and the rest of the batch is
+// right.
+#include <gtest/gtest.h>
+
+#include "invoice_extract.h"
+#include "support/hazard_pdfs.h"
+#include "support/invoice_builder.h"
+#include "support/pdf_builder.h"
+#include "support/tool_fixture.h"
+
+namespace {
+
+class Tool_Containment : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    folder_ = Make_Temp_Folder("tool_containment");
+    ASSERT_FALSE(folder_.empty());
+  }
+  void TearDown() override { Remove_Tree(folder_); }
+
+  std::string Write(const std::string& name, const std::string& bytes) {
+    const std::string path = folder_ + "/" + name;
+    EXPECT_TRUE(Test_Write_File(path, bytes));
+    return path;
+  }
+
+  std::string folder_;
+};
+
+struct Batch_Entry {
+  const char* name;
+  std::string (*make)();
+  const char* status;
+  int result;           // when status is ok
+  const char* reason;   // a part of the reason otherwise
+};
+
+std::string Good() { return Invoice_Build_Pdf(Invoice_Options{}); }
+std::string Factur_X() {
+  Invoice_Options options;
+  options.name_space = "urn:factur-x:pdfa:CrossIndustryDocument:invoice:1p0#";
+  return Invoice_Build_Pdf(options);
+}
+std::string Prev_Cycle() { return Hazard_Prev_Cycle_Pdf(); }
+std::string Deep_Nesting() { return Hazard_Deep_Nesting_Pdf(); }
+std::string Empty_Conformance() { return Hazard_Empty_Conformance_Pdf(); }
+std::string Kids_Cycle() { return Hazard_Kids_Cycle_Pdf(); }
+
+TEST_F(Tool_Containment, OneWorkerSurvivesEveryHazardAndTheRestOfTheBatchIsRight) {
+  // One worker: every hazard costs it its process, and each following file
+  // needs the replacement.
+  const Batch_Entry batch[] = {
+      {"good-1.pdf", Good, "ok", ZUGF_RESULT_INVOICE, ""},
+      {"prev-cycle.pdf", Prev_Cycle, "timeout", 0, "no answer within 2 s"},
+      {"good-2.pdf", Good, "ok", ZUGF_RESULT_INVOICE, ""},
+      {"deep-nesting.pdf", Deep_Nesting, "crashed", 0, "killed by SIG"},
+      {"factur-x.pdf", Factur_X, "ok", ZUGF_RESULT_NOT_INVOICE, ""},
+      {"empty-conformance.pdf", Empty_Conformance, "crashed", 0, "std::out_of_range"},
+      {"kids-cycle.pdf", Kids_Cycle, "crashed", 0, "killed by SIG"},
+      {"good-3.pdf", Good, "ok", ZUGF_RESULT_INVOICE, ""},
+  };
+  std::vector<std::string> arguments = {"check", "--json", "--jobs", "1", "--timeout", "2"};
+  for (const Batch_Entry& entry : batch) arguments.push_back(Write(entry.name, entry.make()));
+  Program_Run run = Run_Tool(arguments);
+  EXPECT_EQ(run.exit_status, 3) << run.err;
+  std::vector<Json_Value> lines = Json_Lines(run.out);
+  ASSERT_EQ(lines.size(), sizeof(batch) / sizeof(batch[0])) << run.err;
+  for (size_t i = 0; i < lines.size(); ++i) {
+    const Batch_Entry& entry = batch[i];
+    EXPECT_EQ(Text_Of(lines[i], "file"), folder_ + "/" + entry.name);
+    EXPECT_EQ(Text_Of(lines[i], "status"), entry.status) << entry.name;
+    if (std::string(entry.status) == "ok") {
+      EXPECT_EQ(Number_Of(lines[i], "result"), entry.result) << entry.name;
+    } else {
+      EXPECT_EQ(Text_Of(lines[i], "result"), "<null>") << entry.name << ": the exported call never returned";
+      EXPECT_NE(Text_Of(lines[i], "reason").find(entry.reason), std::string::npos)
+          << entry.name << ": " << Text_Of(lines[i], "reason");
+    }
+  }
+  EXPECT_GE(lines[1].Find("seconds")->number, 2.0);
+}
+
+TEST_F(Tool_Containment, HumanLinesNameEachHazard) {
+  const std::string prev = Write("prev.pdf", Prev_Cycle());
+  const std::string empty = Write("empty.pdf", Empty_Conformance());
+  const std::string good = Write("good.pdf", Good());
+  Program_Run run = Run_Tool({"check", "--timeout", "1", "--jobs", "2", prev, empty, good});
+  EXPECT_EQ(run.exit_status, 3);
+  std::vector<std::string> lines;
+  std::istringstream text(run.out);
+  for (std::string line; std::getline(text, line);) lines.push_back(line);
+  ASSERT_EQ(lines.size(), 3u) << run.out;
+  EXPECT_EQ(lines[0], prev + ": timeout (no answer within 1 s; the worker was killed)");
+  EXPECT_EQ(lines[1].find(empty + ": crashed (std::out_of_range thrown through the library's entry point"), 0u)
+      << lines[1];
+  EXPECT_EQ(lines[2], good + ": " + ZUGF_Describe_Result(ZUGF_RESULT_INVOICE));
+  EXPECT_NE(run.err.find("1 timeout"), std::string::npos) << run.err;
+  EXPECT_NE(run.err.find("1 crashed"), std::string::npos) << run.err;
+}
+
+TEST_F(Tool_Containment, InspectKeepsWhatItFoundBeforeTheVerdictCrashed) {
+  // The inspection walks the Kids cycle once; the library's search recurses
+  // for ever.
+  Program_Run run = Run_Tool({"inspect", "--json", Write("kids.pdf", Kids_Cycle())});
+  EXPECT_EQ(run.exit_status, 3);
+  std::vector<Json_Value> lines = Json_Lines(run.out);
+  ASSERT_EQ(lines.size(), 1u) << run.err;
+  const Json_Value& line = lines[0];
+  EXPECT_EQ(Text_Of(line, "status"), "crashed");
+  EXPECT_EQ(Text_Of(line, "result"), "<null>");
+  const Json_Value* pdfa = line.Find("pdfa");
+  ASSERT_TRUE(pdfa != nullptr && pdfa->kind == Json_Value::Object);
+  EXPECT_EQ(Text_Of(*pdfa, "part"), "3");
+  const Json_Value* schema = line.Find("schema");
+  ASSERT_TRUE(schema != nullptr && schema->kind == Json_Value::Object);
+  EXPECT_EQ(Text_Of(*schema, "standard"), "ZUGFeRD 1.0");
+  EXPECT_EQ(Text_Of(*schema, "DocumentFileName"), "ZUGFeRD-invoice.xml");
+}
+
+TEST_F(Tool_Containment, InspectShowsAnEmptyConformanceThatTheLibraryThrowsOn) {
+  Program_Run run = Run_Tool({"inspect", "--json", Write("empty.pdf", Empty_Conformance())});
+  std::vector<Json_Value> lines = Json_Lines(run.out);
+  ASSERT_EQ(lines.size(), 1u) << run.err;
+  EXPECT_EQ(Text_Of(lines[0], "status"), "crashed");
+  const Json_Value* pdfa = lines[0].Find("pdfa");
+  ASSERT_TRUE(pdfa != nullptr && pdfa->kind == Json_Value::Object);
+  EXPECT_EQ(Text_Of(*pdfa, "conformance"), "");
+}
+
+TEST_F(Tool_Containment, FlateBombRunsOutOfMemoryUnderTheLimitAndTheNextFileIsExtracted) {
+  const std::string bomb = Write("bomb.pdf", Hazard_Flate_Bomb_Pdf(512u << 20));
+  const std::string good = Write("good.pdf", Good());
+  const std::string out = folder_ + "/out";
+  Program_Run run =
+      Run_Tool({"extract", "--json", "--jobs", "1", "--memory-limit", "96M", "--output-dir", out, bomb, good});
+  EXPECT_EQ(run.exit_status, 3) << run.err;
+  std::vector<Json_Value> lines = Json_Lines(run.out);
+  ASSERT_EQ(lines.size(), 2u) << run.err;
+  EXPECT_EQ(Text_Of(lines[0], "status"), "out-of-memory") << Text_Of(lines[0], "reason");
+  EXPECT_EQ(Text_Of(lines[0], "output"), "<null>");
+  EXPECT_EQ(Text_Of(lines[1], "status"), "ok");
+  EXPECT_EQ(Number_Of(lines[1], "result"), ZUGF_RESULT_INVOICE);
+  EXPECT_EQ(Folder_Names(out), std::vector<std::string>{"good.xml"});
+
+  // Checking decodes nothing: the bomb is an invoice to the check.
+  Program_Run check = Run_Tool({"check", "--json", "--memory-limit", "96M", bomb});
+  std::vector<Json_Value> checked = Json_Lines(check.out);
+  ASSERT_EQ(checked.size(), 1u);
+  EXPECT_EQ(Text_Of(checked[0], "status"), "ok");
+  EXPECT_EQ(Number_Of(checked[0], "result"), ZUGF_RESULT_INVOICE);
+}
+
+}  // namespace
