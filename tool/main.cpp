@@ -92,28 +92,14 @@ class Run {
       failed = true;
     }
     fflush(stdout);
-    if (ferror(stdout)) failed = true;
-
-    bool refused = false;
-    Summary summary;
-    for (size_t i = 0; i < results_.size(); ++i) {
-      if (!finished_flags_[i]) continue;
-      const File_Result& result = results_[i];
-      const bool accepted = Accepted(result, options_);
-      summary.Add(result, accepted && result.report.result != ZUGF_RESULT_INVOICE);
-      if (result.report.status != Status::Ok) {
-        failed = true;
-      } else if (!accepted) {
-        refused = true;
-      }
-    }
+    if (ferror(stdout) || some_not_processed_) failed = true;
     const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - started).count();
     if (!options_.quiet) {
       if (results_.empty()) fprintf(stderr, "invoice-extract: no PDF files found\n");
-      fprintf(stderr, "invoice-extract: %s\n", summary.Line(seconds).c_str());
+      fprintf(stderr, "invoice-extract: %s\n", summary_.Line(seconds).c_str());
     }
     if (failed) return 3;
-    return refused ? 1 : 0;
+    return some_refused_ ? 1 : 0;
   }
 
  private:
@@ -185,7 +171,7 @@ class Run {
     if (next_to_print_ >= results_.size() || !finished_flags_[next_to_print_]) return;
     progress->Clear();
     while (next_to_print_ < results_.size() && finished_flags_[next_to_print_]) {
-      const File_Result& result = results_[next_to_print_++];
+      File_Result& result = results_[next_to_print_++];
       if (options_.json) {
         Write_Out(Json_Line(result, options_));
       } else if (options_.command == Command::Inspect) {
@@ -193,6 +179,15 @@ class Run {
       } else {
         Write_Out(Human_Line(result, options_));
       }
+      const bool accepted = Accepted(result, options_);
+      summary_.Add(result, accepted && result.report.result != ZUGF_RESULT_INVOICE);
+      if (result.report.status != Status::Ok) {
+        some_not_processed_ = true;
+      } else if (!accepted) {
+        some_refused_ = true;
+      }
+      // Only the counts are needed from here on.
+      result.report = File_Report();
     }
     fflush(stdout);
   }
@@ -212,6 +207,9 @@ class Run {
   std::vector<bool> finished_flags_;
   size_t finished_ = 0;
   size_t next_to_print_ = 0;
+  Summary summary_;
+  bool some_not_processed_ = false;
+  bool some_refused_ = false;
 };
 
 }  // namespace

@@ -16,7 +16,7 @@ enum class Key {
   Quiet, Help,
 };
 
-struct Option_Spec {
+struct Option_Entry {
   const char* long_name;
   char short_name;  // 0: none
   bool takes_value;
@@ -24,7 +24,7 @@ struct Option_Spec {
   Key key;
 };
 
-const Option_Spec option_specs[] = {
+const Option_Entry option_table[] = {
     {"output-dir", 'o', true, kExtract, Key::Output_Dir},
     {"force", 'f', false, kExtract, Key::Force},
     {"any-flavour", 'a', false, kAll, Key::Any_Flavour},
@@ -59,26 +59,26 @@ unsigned Command_Bit(Command command) {
   return 0;
 }
 
-const Option_Spec* Find_Long(const std::string& name) {
-  for (const Option_Spec& spec : option_specs) {
-    if (name == spec.long_name) return &spec;
+const Option_Entry* Find_Long(const std::string& name) {
+  for (const Option_Entry& entry : option_table) {
+    if (name == entry.long_name) return &entry;
   }
   return nullptr;
 }
 
-const Option_Spec* Find_Short(char name) {
-  for (const Option_Spec& spec : option_specs) {
-    if (spec.short_name != 0 && spec.short_name == name) return &spec;
+const Option_Entry* Find_Short(char name) {
+  for (const Option_Entry& entry : option_table) {
+    if (entry.short_name != 0 && entry.short_name == name) return &entry;
   }
   return nullptr;
 }
 
-std::string Shown(const Option_Spec& spec) { return std::string("--") + spec.long_name; }
+std::string Shown(const Option_Entry& entry) { return std::string("--") + entry.long_name; }
 
 // Applies one option; false with *error set for a bad value.
-bool Apply(const Option_Spec& spec, const std::string& value, Parsed_Arguments* parsed, bool* help) {
+bool Apply(const Option_Entry& entry, const std::string& value, Parsed_Arguments* parsed, bool* help) {
   Options& options = parsed->options;
-  switch (spec.key) {
+  switch (entry.key) {
     case Key::Output_Dir:
       if (value.empty()) {
         parsed->error = "--output-dir needs a folder";
@@ -122,9 +122,9 @@ bool Apply(const Option_Spec& spec, const std::string& value, Parsed_Arguments* 
   return true;
 }
 
-bool Allowed(const Option_Spec& spec, Parsed_Arguments* parsed) {
-  if (spec.commands & Command_Bit(parsed->options.command)) return true;
-  parsed->error = Shown(spec) + " does not apply to " + Command_Name(parsed->options.command);
+bool Allowed(const Option_Entry& entry, Parsed_Arguments* parsed) {
+  if (entry.commands & Command_Bit(parsed->options.command)) return true;
+  parsed->error = Shown(entry) + " does not apply to " + Command_Name(parsed->options.command);
   return false;
 }
 
@@ -218,51 +218,51 @@ Parsed_Arguments Parse_Arguments(const std::vector<std::string>& arguments) {
     if (argument.compare(0, 2, "--") == 0) {
       size_t equals = argument.find('=');
       std::string name = argument.substr(2, equals == std::string::npos ? std::string::npos : equals - 2);
-      const Option_Spec* spec = Find_Long(name);
-      if (spec == nullptr) {
+      const Option_Entry* entry = Find_Long(name);
+      if (entry == nullptr) {
         parsed.error = "unknown option --" + name;
         return parsed;
       }
-      if (!Allowed(*spec, &parsed)) return parsed;
+      if (!Allowed(*entry, &parsed)) return parsed;
       std::string value;
-      if (spec->takes_value) {
+      if (entry->takes_value) {
         if (equals != std::string::npos) {
           value = argument.substr(equals + 1);
         } else if (i + 1 < arguments.size()) {
           value = arguments[++i];
         } else {
-          parsed.error = Shown(*spec) + " needs a value";
+          parsed.error = Shown(*entry) + " needs a value";
           return parsed;
         }
       } else if (equals != std::string::npos) {
-        parsed.error = Shown(*spec) + " takes no value";
+        parsed.error = Shown(*entry) + " takes no value";
         return parsed;
       }
-      if (!Apply(*spec, value, &parsed, &help)) return parsed;
+      if (!Apply(*entry, value, &parsed, &help)) return parsed;
       continue;
     }
     // A cluster of short options; one that takes a value ends it.
     for (size_t at = 1; at < argument.size(); ++at) {
-      const Option_Spec* spec = Find_Short(argument[at]);
-      if (spec == nullptr) {
+      const Option_Entry* entry = Find_Short(argument[at]);
+      if (entry == nullptr) {
         parsed.error = std::string("unknown option -") + argument[at];
         return parsed;
       }
-      if (!Allowed(*spec, &parsed)) return parsed;
+      if (!Allowed(*entry, &parsed)) return parsed;
       std::string value;
-      if (spec->takes_value) {
+      if (entry->takes_value) {
         if (at + 1 < argument.size()) {
           value = argument.substr(at + 1);
         } else if (i + 1 < arguments.size()) {
           value = arguments[++i];
         } else {
-          parsed.error = Shown(*spec) + " needs a value";
+          parsed.error = Shown(*entry) + " needs a value";
           return parsed;
         }
-        if (!Apply(*spec, value, &parsed, &help)) return parsed;
+        if (!Apply(*entry, value, &parsed, &help)) return parsed;
         break;
       }
-      if (!Apply(*spec, value, &parsed, &help)) return parsed;
+      if (!Apply(*entry, value, &parsed, &help)) return parsed;
     }
   }
 

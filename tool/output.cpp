@@ -229,7 +229,9 @@ std::string Human_Line(const File_Result& result, const Options& options) {
   std::string line = Printable(result.path) + ": ";
   if (report.status != Status::Ok) {
     line += Status_Words(report.status) + " (" + Printable(report.reason) + ")";
-    if (report.has_result) line += "; the library had answered: " + std::string(ZUGF_Describe_Result(report.result));
+    if (report.has_result && report.result != ZUGF_RESULT_OUT_OF_MEMORY) {
+      line += "; the library had answered: " + std::string(ZUGF_Describe_Result(report.result));
+    }
     return line + "\n";
   }
   const bool other = options.any_flavour && !report.other_flavour.empty();

@@ -69,6 +69,35 @@ TEST_F(Tool_Explain, CraftedFilesNameTheirFirstFailedCheck) {
   }
 }
 
+TEST_F(Tool_Explain, AnEncryptedFileIsShownAsSuchAndNotRead) {
+  struct Case {
+    const char* encryption;
+    int result;
+  };
+  const Case cases[] = {
+      {"/Encrypt << /Filter /Standard /V 1 /R 2 /P -4 /O <00> /U <00> >>", ZUGF_RESULT_NOT_PDFA3},
+      {"/Encrypt << /Filter /Standard /V 4 /R 4 /P -4 >>", ZUGF_RESULT_BAD_INPUT},
+  };
+  for (const Case& test : cases) {
+    Invoice_Options options;
+    options.trailer_extra = test.encryption;
+    const std::string pdf = folder_ + "/encrypted.pdf";
+    ASSERT_TRUE(Test_Write_File(pdf, Invoice_Build_Pdf(options)));
+    std::vector<Json_Value> lines = Json_Lines(Run_Tool({"inspect", "--json", pdf}).out);
+    ASSERT_EQ(lines.size(), 1u);
+    EXPECT_EQ(Number_Of(lines[0], "result"), test.result) << test.encryption;
+    EXPECT_NE(Text_Of(lines[0], "explanation").find("encrypted"), std::string::npos)
+        << Text_Of(lines[0], "explanation");
+    if (test.result == ZUGF_RESULT_NOT_PDFA3) {
+      // It opens, and nothing in it is read without a password.
+      ASSERT_NE(lines[0].Find("encrypted"), nullptr);
+      EXPECT_TRUE(lines[0].Find("encrypted")->boolean);
+      EXPECT_EQ(Text_Of(lines[0], "metadata"), "<null>");
+      EXPECT_EQ(Text_Of(lines[0], "attachments"), "<null>");
+    }
+  }
+}
+
 TEST_F(Tool_Explain, WithoutTheOptionCheckSaysOnlyTheVerdict) {
   Invoice_Options options;
   options.part = "2";
