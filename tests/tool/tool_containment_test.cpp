@@ -129,11 +129,11 @@ TEST_F(Tool_Containment, InspectShowsAnEmptyConformanceThatTheLibraryThrowsOn) {
 }
 
 TEST_F(Tool_Containment, FlateBombRunsOutOfMemoryUnderTheLimitAndTheNextFileIsExtracted) {
-  const std::string bomb = Write("bomb.pdf", Hazard_Flate_Bomb_Pdf(512u << 20));
+  const std::string bomb = Write("bomb.pdf", Hazard_Flate_Bomb_Pdf(256u << 20));
   const std::string good = Write("good.pdf", Good());
   const std::string out = folder_ + "/out";
   Program_Run run =
-      Run_Tool({"extract", "--json", "--jobs", "1", "--memory-limit", "96M", "--output-dir", out, bomb, good});
+      Run_Tool({"extract", "--json", "--jobs", "1", "--memory-limit", "64M", "--output-dir", out, bomb, good});
   EXPECT_EQ(run.exit_status, 3) << run.err;
   std::vector<Json_Value> lines = Json_Lines(run.out);
   ASSERT_EQ(lines.size(), 2u) << run.err;
@@ -144,7 +144,7 @@ TEST_F(Tool_Containment, FlateBombRunsOutOfMemoryUnderTheLimitAndTheNextFileIsEx
   EXPECT_EQ(Folder_Names(out), std::vector<std::string>{"good.xml"});
 
   // Checking decodes nothing: the bomb is an invoice to the check.
-  Program_Run check = Run_Tool({"check", "--json", "--memory-limit", "96M", bomb});
+  Program_Run check = Run_Tool({"check", "--json", "--memory-limit", "64M", bomb});
   std::vector<Json_Value> checked = Json_Lines(check.out);
   ASSERT_EQ(checked.size(), 1u);
   EXPECT_EQ(Text_Of(checked[0], "status"), "ok");

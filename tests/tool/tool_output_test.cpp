@@ -90,16 +90,16 @@ TEST_F(Tool_Output, NoPartialOrTemporaryFileSurvivesAFailureOrAKilledWorker) {
       Write("prev.pdf", Hazard_Prev_Cycle_Pdf()),
       Write("deep.pdf", Hazard_Deep_Nesting_Pdf()),
       Write("empty.pdf", Hazard_Empty_Conformance_Pdf()),
-      Write("bomb.pdf", Hazard_Flate_Bomb_Pdf(256u << 20)),
   };
-  std::vector<std::string> arguments = {"extract", "--json", "--timeout", "1", "--memory-limit", "64M", "-o", out_};
+  // (A worker that runs out of memory half way: Tool_Containment's Flate bomb.)
+  std::vector<std::string> arguments = {"extract", "--json", "--timeout", "1", "-o", out_};
   arguments.insert(arguments.end(), files.begin(), files.end());
   Program_Run run = Run_Tool(arguments);
   EXPECT_EQ(run.exit_status, 3);
   std::vector<Json_Value> lines = Json_Lines(run.out);
   ASSERT_EQ(lines.size(), files.size()) << run.err;
   EXPECT_EQ(Number_Of(lines[0], "result"), ZUGF_RESULT_CANNOT_DECODE);
-  const char* statuses[] = {"ok", "timeout", "crashed", "crashed", "out-of-memory"};
+  const char* statuses[] = {"ok", "timeout", "crashed", "crashed"};
   for (size_t i = 0; i < lines.size(); ++i) {
     EXPECT_EQ(Text_Of(lines[i], "status"), statuses[i]) << files[i];
     EXPECT_EQ(Text_Of(lines[i], "output"), "<null>") << files[i];
