@@ -182,7 +182,9 @@ PDF_Pdfa_Flavour PDF_XMP_Get_Pdfa_Level(PDF_XMP* xmp, uint32_t* out_part, char* 
   if (out_part != nullptr) *out_part = static_cast<uint32_t>(atol(part.c_str()));
   if (out_conformance != nullptr) *out_conformance = conformance.at(0);
 
-  // Exact comparison: no trimming, no case folding, no numeric reading.
+  // Kept: exact comparison, with no trimming, no case folding and no numeric
+  // reading, so that " 3" or "03" (stored as part 3 above) and "b" are
+  // unknown pairs, as they have always been.
   for (const Pdfa_Flavour_Row& row : pdfa_flavours) {
     if (part == row.part && conformance == row.conformance) return row.flavour;
   }

@@ -42,9 +42,10 @@ PDF_Result Set_Named(PDF_XMP* xmp, const Named_Property& property, const char* t
   return PDF_XMP_Set_Text(xmp, property.name_space, property.name, property.options, text, length);
 }
 
-// A NUL-terminated UTF-8 copy of the text from the memory. Kept: text that
-// isn't UTF-8 is not refused but read as Latin-1, byte for code point, so
-// that single-byte text from older callers still arrives readable.
+// A NUL-terminated UTF-8 copy of the text from the memory.
+// Kept: text that isn't UTF-8 is not refused but read as Latin-1, byte for
+// code point, so that single-byte text from older callers still arrives
+// readable. The UTF-8 test reads on behind length into a cut sequence.
 PDF_Result Copy_As_UTF8(PDF_Memory* memory, const char* text, uint64_t length, char** out_copy) {
   uint64_t measured = 0;
   uint8_t wide = 0;

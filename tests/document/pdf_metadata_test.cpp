@@ -137,6 +137,22 @@ TEST(MetadataPacket, ReuseGivesTheAnswersOfAFreshParse) {
   }
 }
 
+TEST(MetadataPacket, TolerantFailureHidesTheMetadataUntilTheNextLevelQuery) {
+  const std::string packet = Invoice_Xmp_Packet(Invoice_Options());
+  Opened_Document opened(Metadata_Pdf("", packet.substr(0, packet.size() / 2)), 4);
+  ASSERT_EQ(opened.result, PDF_RESULT_OK);
+  EXPECT_EQ(Level_Query(opened.file()), "level 0 0 0 0");
+  EXPECT_EQ(opened.file()->metadata_failure, PDF_RESULT_XMP_REJECTED);
+  // The property query sees no metadata, instead of the toolkit's refusal.
+  EXPECT_EQ(Property_Query(opened.file(), kUpper, "DocumentType", 64).substr(0, 16), "DocumentType 0 0");
+  EXPECT_EQ(Level_Query(opened.file()), "level 0 0 0 0");
+  EXPECT_EQ(opened.file()->metadata_failure, PDF_RESULT_XMP_REJECTED);
+  // Not tolerant, the refusal is the result of both queries.
+  Opened_Document strict(Metadata_Pdf("", packet.substr(0, packet.size() / 2)), 3);
+  EXPECT_EQ(Level_Query(strict.file()), "level -280 0 0 0");
+  EXPECT_EQ(Property_Query(strict.file(), kUpper, "DocumentType", 64).substr(0, 19), "DocumentType -280 0");
+}
+
 TEST(MetadataPacket, BytesThatChangeAreParsedAgain) {
   Opened_Document opened(Invoice_Build_Pdf(Invoice_Options()), 3);
   ASSERT_EQ(opened.result, PDF_RESULT_OK);

@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdlib>
+#include <ctime>
 #include <regex>
 #include <string>
 
@@ -289,6 +291,24 @@ TEST_F(XMP_Write_Test, DocumentIdIsMadeOnceInUuidForm) {
   EXPECT_EQ(read_back, id_of_first);
   EXPECT_EQ(Shape_Of(parsed->meta, PDF_XMP_NS_XMP_MM, "DocumentID"), SIMPLE);
   EXPECT_EQ(PDF_XMP_Ensure_Document_Id(nullptr), PDF_RESULT_INVALID_ARGUMENT);
+}
+
+TEST_F(XMP_Write_Test, DocumentIdSeedsTheRandomNumbersWithTheTime) {
+  // The call seeds with the current time and draws one number, so within one
+  // second the process's next number is the second of that seed's sequence.
+  for (int attempt = 0; attempt < 5; ++attempt) {
+    PDF_XMP* xmp = Make();
+    srand(12345);
+    time_t before = time(nullptr);
+    ASSERT_EQ(PDF_XMP_Ensure_Document_Id(xmp), PDF_RESULT_OK);
+    int next = rand();
+    if (time(nullptr) != before) continue;  // the second changed: try again
+    srand(static_cast<unsigned>(before));
+    rand();
+    EXPECT_EQ(next, rand());
+    return;
+  }
+  GTEST_SKIP() << "the clock kept moving to the next second";
 }
 
 TEST_F(XMP_Write_Test, AnExistingDocumentIdIsKept) {
