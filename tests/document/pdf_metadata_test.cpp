@@ -93,33 +93,34 @@ struct Reuse_Case {
   // parsed once and reused (the first query also loads the objects on its
   // way), every query when nothing can be kept.
   size_t queries_that_allocate;
+  bool packet_kept;
 };
 
 TEST(MetadataPacket, ReuseGivesTheAnswersOfAFreshParse) {
   const std::string packet = Invoice_Xmp_Packet(Invoice_Options());
   const std::string cut = packet.substr(0, packet.size() / 2);
   const Reuse_Case cases[] = {
-      {"invoice", Invoice_Build_Pdf(Invoice_Options()), 3, 1},
+      {"invoice", Invoice_Build_Pdf(Invoice_Options()), 3, 1, true},
       {"attributes, lower-case spelling", Invoice_Build_Pdf(With([](Invoice_Options* o) {
          o->attribute_form = true;
          o->name_space = kLower;
-       })), 3, 1},
+       })), 3, 1, true},
       {"both spellings", Invoice_Build_Pdf(With([](Invoice_Options* o) {
          o->document_type = "ORDER";
          o->extra_rdf = std::string("<rdf:Description rdf:about=\"\" xmlns:zz=\"") + kLower +
                         "\" zz:DocumentType=\"INVOICE\"/>";
-       })), 3, 1},
-      {"part 4", Invoice_Build_Pdf(With([](Invoice_Options* o) { o->part = "4"; })), 3, 1},
-      {"lower-case letter", Invoice_Build_Pdf(With([](Invoice_Options* o) { o->conformance = "b"; })), 3, 1},
-      {"no metadata", Invoice_Build_Pdf(With([](Invoice_Options* o) { o->with_metadata = false; })), 3, 1},
-      {"compressed packet", Metadata_Pdf(" /Filter /FlateDecode", Pdf_Flate(packet)), 3, 1},
+       })), 3, 1, true},
+      {"part 4", Invoice_Build_Pdf(With([](Invoice_Options* o) { o->part = "4"; })), 3, 1, true},
+      {"lower-case letter", Invoice_Build_Pdf(With([](Invoice_Options* o) { o->conformance = "b"; })), 3, 1, true},
+      {"no metadata", Invoice_Build_Pdf(With([](Invoice_Options* o) { o->with_metadata = false; })), 3, 1, false},
+      {"compressed packet", Metadata_Pdf(" /Filter /FlateDecode", Pdf_Flate(packet)), 3, 1, true},
       // Failures are not kept: every query parses again and fails again.
-      {"packet the toolkit rejects", Metadata_Pdf("", cut), 3, 7},
+      {"packet the toolkit rejects", Metadata_Pdf("", cut), 3, 7, false},
       // Tolerant: the first level query hides the metadata from the property
       // queries, and the last one parses again.
-      {"rejected, tolerant", Metadata_Pdf("", cut), 4, 2},
-      {"filter without a decoder", Metadata_Pdf(" /Filter /DCTDecode", packet), 3, 7},
-      {"empty stream", Metadata_Pdf("", ""), 3, 7},
+      {"rejected, tolerant", Metadata_Pdf("", cut), 4, 2, false},
+      {"filter without a decoder", Metadata_Pdf(" /Filter /DCTDecode", packet), 3, 7, false},
+      {"empty stream", Metadata_Pdf("", ""), 3, 7, false},
   };
   for (const Reuse_Case& c : cases) {
     SCOPED_TRACE(c.name);
@@ -131,6 +132,7 @@ TEST(MetadataPacket, ReuseGivesTheAnswersOfAFreshParse) {
     Answers parsed_each_time = Ask_Everything(&fresh, true);
     EXPECT_EQ(kept.texts, parsed_each_time.texts);
     EXPECT_EQ(kept.queries_that_allocate, c.queries_that_allocate);
+    EXPECT_EQ(reused.file()->metadata_cache != nullptr, c.packet_kept);
     // The stream is asked for its bytes by every query as before, so what it
     // reports on the way is reported as often.
     EXPECT_EQ(reused.log.messages.size(), fresh.log.messages.size());
@@ -154,6 +156,7 @@ TEST(MetadataPacket, TolerantFailureHidesTheMetadataUntilTheNextLevelQuery) {
 }
 
 TEST(MetadataPacket, BytesThatChangeAreParsedAgain) {
+  EXPECT_EQ(PDF_File_Release_Metadata_Cache(nullptr), PDF_RESULT_INVALID_ARGUMENT);
   Opened_Document opened(Invoice_Build_Pdf(Invoice_Options()), 3);
   ASSERT_EQ(opened.result, PDF_RESULT_OK);
   EXPECT_EQ(Level_Query(opened.file()), "level 0 3 66 8");  // 3B
@@ -210,18 +213,6 @@ TEST(MetadataPacket, AllocationFailuresAnswerAsWithoutReuse) {
     if (reused.allocator.requests < reused.allocator.fail_at) break;
     EXPECT_EQ(kept.texts, parsed_each_time.texts);
   }
-}
-
-TEST(MetadataPacket, ReleaseWithoutAPacket) {
-  EXPECT_EQ(PDF_File_Release_Metadata_Cache(nullptr), PDF_RESULT_INVALID_ARGUMENT);
-  Opened_Document opened(Invoice_Build_Pdf(Invoice_Options()), 3);
-  ASSERT_EQ(opened.result, PDF_RESULT_OK);
-  EXPECT_EQ(PDF_File_Release_Metadata_Cache(opened.file()), PDF_RESULT_OK);
-  EXPECT_EQ(opened.file()->metadata_cache, nullptr);
-  Level_Query(opened.file());
-  EXPECT_NE(opened.file()->metadata_cache, nullptr);
-  EXPECT_EQ(PDF_File_Release_Metadata_Cache(opened.file()), PDF_RESULT_OK);
-  EXPECT_EQ(opened.file()->metadata_cache, nullptr);
 }
 
 }  // namespace

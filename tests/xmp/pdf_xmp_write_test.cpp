@@ -290,6 +290,11 @@ TEST_F(XMP_Write_Test, DocumentIdIsMadeOnceInUuidForm) {
   ASSERT_TRUE(PDF_XMP_Get_Text(parsed, PDF_XMP_NS_XMP_MM, "DocumentID", &read_back));
   EXPECT_EQ(read_back, id_of_first);
   EXPECT_EQ(Shape_Of(parsed->meta, PDF_XMP_NS_XMP_MM, "DocumentID"), SIMPLE);
+  // An identifier that a packet brings is kept, whatever its form.
+  PDF_XMP* brought = Make(Packet("<xmpMM:DocumentID>xmp.did:1234</xmpMM:DocumentID>"));
+  ASSERT_EQ(PDF_XMP_Ensure_Document_Id(brought), PDF_RESULT_OK);
+  ASSERT_TRUE(PDF_XMP_Get_Text(brought, PDF_XMP_NS_XMP_MM, "DocumentID", &read_back));
+  EXPECT_EQ(read_back, "xmp.did:1234");
   EXPECT_EQ(PDF_XMP_Ensure_Document_Id(nullptr), PDF_RESULT_INVALID_ARGUMENT);
 }
 
@@ -311,15 +316,6 @@ TEST_F(XMP_Write_Test, DocumentIdSeedsTheRandomNumbersWithTheTime) {
   GTEST_SKIP() << "the clock kept moving to the next second";
 }
 
-TEST_F(XMP_Write_Test, AnExistingDocumentIdIsKept) {
-  // Whatever its form.
-  PDF_XMP* xmp = Make(Packet("<xmpMM:DocumentID>xmp.did:1234</xmpMM:DocumentID>"));
-  ASSERT_EQ(PDF_XMP_Ensure_Document_Id(xmp), PDF_RESULT_OK);
-  std::string id;
-  ASSERT_TRUE(PDF_XMP_Get_Text(xmp, PDF_XMP_NS_XMP_MM, "DocumentID", &id));
-  EXPECT_EQ(id, "xmp.did:1234");
-}
-
 // ------------------------------------------------------------ dates
 
 PDF_Pdf_Date Date(int32_t year, int32_t month, int32_t day, int32_t hour, int32_t minute, int32_t second,
@@ -338,14 +334,11 @@ TEST(XMP_Date_Format, WritesEachFieldOnlyAfterTheOneBefore) {
       {"behind", Date(1999, 1, 1, 0, 0, 0, 3, 3, 30), "1999-01-01T00:00:00-03:30"},
       {"no second, then the zone", Date(2024, 3, 5, 14, 7, -1, 2, 1, 0), "2024-03-05T14:07+01:00"},
       {"month 0: the year alone", Date(2024, 0, 5, 14, 7, 9, 2, 1, 0), "2024"},
-      {"negative month", Date(2024, -3, 5, 14, 7, 9, 1), "2024"},
       {"day 0: no time, no zone", Date(2024, 3, 0, 14, 7, 9, 2, 1, 0), "2024-03"},
       {"no hour and no minute", Date(2024, 3, 5, -1, -1, 9, 1), "2024-03-05"},
       {"no time, no zone", Date(2024, 3, 5, -1, -1, -1, 0), "2024-03-05"},
       {"negative hour as 00", Date(2024, 3, 5, -1, 30, -1, 1), "2024-03-05T00:30Z"},
-      {"negative minute as 00", Date(2024, 3, 5, 8, -5, 1, 1), "2024-03-05T08:00:01Z"},
       {"no leading zeros in the year", Date(99, 0, 0, -1, -1, -1, 0), "99"},
-      {"year 0", Date(0, 0, 0, -1, -1, -1, 0), "0"},
       {"five digits", Date(12345, 6, 7, 8, 9, 10, 1), "12345-06-07T08:09:10Z"},
       {"UTC ignores the zone fields", Date(2024, 3, 5, 1, 2, 3, 1, 99, -7), "2024-03-05T01:02:03Z"},
       {"an unknown zone kind writes no zone", Date(2024, 3, 5, 1, 2, 3, 7, 99, 99), "2024-03-05T01:02:03"},
@@ -359,7 +352,6 @@ TEST(XMP_Date_Format, WritesEachFieldOnlyAfterTheOneBefore) {
       {"zone hour 24 ahead", Date(2024, 1, 1, 0, 0, 0, 2, 24, 0), nullptr},
       {"zone hour -1 behind", Date(2024, 1, 1, 0, 0, 0, 3, -1, 0), nullptr},
       {"zone minute 60 ahead", Date(2024, 1, 1, 0, 0, 0, 2, 0, 60), nullptr},
-      {"zone minute -1 behind", Date(2024, 1, 1, 0, 0, 0, 3, 0, -1), nullptr},
       {"no zone with an hour", Date(2024, 1, 1, 0, -1, -1, 0), nullptr},
       {"no zone with a minute", Date(2024, 1, 1, -1, 0, -1, 0), nullptr},
       // The checks come before a month of 0 would cut the date short.
