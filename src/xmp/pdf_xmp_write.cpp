@@ -9,6 +9,7 @@
 #include <memory>
 #include <type_traits>
 
+#include "text/pdf_date.h"
 #include "text/pdf_text.h"
 
 const char PDF_XMP_NS_PDF[] = "http://ns.adobe.com/pdf/1.3/";
@@ -78,37 +79,6 @@ PDF_Result Write_Text(XmpPtr meta, const char* name_space, const char* name, uin
     written = xmp_set_property(meta, name_space, name, value, options);
   }
   return written ? PDF_RESULT_OK : PDF_RESULT_XMP_WRITE_FAILED;
-}
-
-// The current local time as a PDF date, "D:YYYYMMDDHHmmSS" and the offset
-// from UTC as "Z00'00'", "+hh'mm'" or "-hh'mm'", into 24 bytes. The offset
-// comes from running both broken-down times through the local conversion,
-// so that it includes daylight saving time.
-void Format_Date_Now(char buffer[24]) {
-  time_t now = time(nullptr);
-  struct tm utc = {};
-  struct tm local = {};
-  gmtime_r(&now, &utc);
-  time_t utc_seconds = mktime(&utc);
-  localtime_r(&now, &local);
-  time_t local_seconds = mktime(&local);
-  long offset = static_cast<int32_t>(static_cast<uint32_t>(local_seconds) - static_cast<uint32_t>(utc_seconds)) / 60;
-  char sign = 'Z';
-  if (offset > 0) {
-    sign = '+';
-  } else if (offset < 0) {
-    sign = '-';
-    offset = -offset;
-  }
-  // The fields are in range, so 23 bytes and the NUL hold the text; it is
-  // formatted in more room only so that no year can overrun the buffer.
-  char text[64];
-  int written = snprintf(text, sizeof(text), "D:%04d%02d%02d%02d%02d%02d%c%02ld'%02ld'", local.tm_year + 1900,
-                         local.tm_mon + 1, local.tm_mday, local.tm_hour, local.tm_min, local.tm_sec, sign,
-                         offset / 60, offset % 60);
-  size_t length = written < 0 ? 0 : written > 23 ? 23 : static_cast<size_t>(written);
-  memcpy(buffer, text, length);
-  buffer[length] = '\0';
 }
 
 void Append_Two_Digits(std::string* out, int32_t value) {
@@ -214,8 +184,8 @@ PDF_Result PDF_XMP_Ensure_Document_Id(PDF_XMP* xmp) {
   // starts over. Two identifiers made in the same second for records at the
   // same address come out equal.
   srand(static_cast<unsigned>(time(nullptr)));
-  char date[24];
-  Format_Date_Now(date);
+  char date[PDF_DATE_BUFFER_SIZE];
+  PDF_Date_Format_Now(date);
   char seed[200];
   snprintf(seed, sizeof(seed), "%04lx%04lx%s%6d",
            static_cast<unsigned long>(static_cast<uint32_t>(reinterpret_cast<uintptr_t>(&PDF_XMP_Ensure_Document_Id))),
