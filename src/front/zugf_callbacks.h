@@ -49,7 +49,8 @@ uint64_t ZUGF_Read_Input_Callback(void* buffer, uint32_t mode, uint64_t offset, 
 void ZUGF_Release_Input(ZUGF_Input* input);
 
 // Memory for one document, so that its many small blocks cost neither a
-// malloc nor a free each: blocks up to ZUGF_ARENA_LARGE bytes are carved from
+// malloc nor a free each: blocks up to ZUGF_ARENA_LARGE bytes (aligned to
+// eight bytes, which is all the library's records need) are carved from
 // chunks taken from the C runtime and stay until the whole arena is released
 // after the document; larger blocks (stream data, decoder buffers) go to
 // malloc and free as they come, and are known by their addresses. All fields

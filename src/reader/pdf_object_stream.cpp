@@ -94,18 +94,18 @@ PDF_Object_Stream_Pairs* Pairs_Of(PDF_File* file, const PDF_Object* container, c
 // when the pair at index is held.
 bool Pair_Read_Through(PDF_Object_Stream_Pairs* record, uint64_t index) {
   while (record->read <= index && !record->failed) {
+    if (record->read == record->capacity) {
+      uint32_t capacity = record->capacity < 64 ? 64 : record->capacity * 2;
+      void* grown = realloc(record->values, sizeof(int32_t) * 2 * static_cast<uint64_t>(capacity));
+      if (grown == nullptr) return false;
+      record->values = static_cast<int32_t*>(grown);
+      record->capacity = capacity;
+    }
     int32_t number = 0;
     int32_t offset = 0;
     if (!Read_Pair(record->data, record->length, &record->at, &number, &offset)) {
       record->failed = 1;
       break;
-    }
-    if (record->read == record->capacity) {
-      uint32_t capacity = record->capacity < 64 ? 64 : record->capacity * 2;
-      void* grown = realloc(record->values, sizeof(int32_t) * 2 * static_cast<uint64_t>(capacity));
-      if (grown == nullptr) return false;  // the pair is read again next time
-      record->values = static_cast<int32_t*>(grown);
-      record->capacity = capacity;
     }
     record->values[2 * record->read] = number;
     record->values[2 * record->read + 1] = offset;
