@@ -1,5 +1,7 @@
 #include "front/zugf_callbacks.h"
 
+#include <sys/mman.h>
+
 #include <cstdlib>
 #include <cstring>
 
@@ -264,7 +266,18 @@ bool Arena_Grow(ZUGF_Arena* arena, uint64_t need) {
   uint64_t size = arena->chunk_size == 0 ? static_cast<uint64_t>(ZUGF_ARENA_FIRST_CHUNK) : arena->chunk_size * 2;
   if (size > ZUGF_ARENA_LAST_CHUNK) size = ZUGF_ARENA_LAST_CHUNK;
   if (size < need + 16) size = need + 16;
-  uint8_t* chunk = static_cast<uint8_t*>(malloc(size));
+  uint8_t* chunk = nullptr;
+  if (size == ZUGF_ARENA_LAST_CHUNK) {
+    // Large documents fill chunk after chunk of the full size: one page of
+    // that size each, where the system offers such pages, instead of a
+    // fault for every small page.
+    chunk = static_cast<uint8_t*>(aligned_alloc(ZUGF_ARENA_LAST_CHUNK, size));
+#ifdef MADV_HUGEPAGE
+    if (chunk != nullptr) madvise(chunk, size, MADV_HUGEPAGE);
+#endif
+  } else {
+    chunk = static_cast<uint8_t*>(malloc(size));
+  }
   if (chunk == nullptr) return false;
   *reinterpret_cast<uint8_t**>(chunk) = arena->chunks;
   arena->chunks = chunk;

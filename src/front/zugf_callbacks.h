@@ -55,7 +55,7 @@ void ZUGF_Release_Input(ZUGF_Input* input);
 // after the document; larger blocks (stream data, decoder buffers) go to
 // malloc and free as they come, and are known by their addresses. All fields
 // start at zero.
-enum { ZUGF_ARENA_LARGE = 2048, ZUGF_ARENA_FIRST_CHUNK = 16 * 1024, ZUGF_ARENA_LAST_CHUNK = 1024 * 1024 };
+enum { ZUGF_ARENA_LARGE = 2048, ZUGF_ARENA_FIRST_CHUNK = 16 * 1024, ZUGF_ARENA_LAST_CHUNK = 2 * 1024 * 1024 };
 
 struct ZUGF_Arena {
   uint8_t* next;            // free space of the current chunk
