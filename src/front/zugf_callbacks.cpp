@@ -15,8 +15,12 @@ int32_t ZUGF_Free_Callback(void* block, void*) {
   return PDF_RESULT_OK;
 }
 
-// The seek offset of a read, cut to 32 bits as a 32-bit long would hold it.
-static long Seek_Offset(uint64_t offset) { return static_cast<long>(static_cast<int32_t>(static_cast<uint32_t>(offset))); }
+// Kept: the seek offset of a read is cut to 32 bits, as a 32-bit long would
+// hold it, so offsets from 2 GiB on wrap or turn negative and fail. Both read
+// callbacks must give the same counts for such offsets.
+static long Seek_Offset(uint64_t offset) {
+  return static_cast<long>(static_cast<int32_t>(static_cast<uint32_t>(offset)));
+}
 
 uint64_t ZUGF_Read_Callback(void* buffer, uint32_t mode, uint64_t offset, uint64_t size, const char* path,
                             void* stream) {
@@ -162,7 +166,9 @@ namespace {
 
 uint64_t Read_Input(void* buffer, uint32_t mode, uint64_t offset, uint64_t size, const char* path,
                     ZUGF_Input* input) {
-  // A path opens a stream of its own for this call: nothing here is involved.
+  // Kept: a path opens a stream of its own for this call and mode 2 seeks
+  // from the end, though the library passes neither: both go to the stdio
+  // callback as they stand, so that they answer as they always did.
   if (path != nullptr) return ZUGF_Read_Callback(buffer, mode, offset, size, path, nullptr);
   if (input == nullptr || input->stream == nullptr) return 0;
   if (input->plain) return ZUGF_Read_Callback(buffer, mode, offset, size, nullptr, input->stream);

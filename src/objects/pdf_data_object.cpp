@@ -262,7 +262,9 @@ uint64_t PDF_Data_Object_Read(PDF_Data_Object** out_object, PDF_File* file, PDF_
     PDF_Dictionary* dictionary = nullptr;
     count = PDF_Stream_Read(&stream, &dictionary, file, reader, position);
     if (count != 0) {
-      // The count is passed on as the stream reader gave it.
+      // Kept: the count is passed on as the stream reader gave it; for a
+      // stream it ends behind the line end after the keyword, before the
+      // data, which callers pass over by the stream's length alone.
       if (stream != nullptr) return Wrap(out_object, file, PDF_Data_Type_Stream, stream, count);
       if (dictionary != nullptr) return Wrap(out_object, file, PDF_Data_Type_Dictionary, dictionary, count);
       return 0;
@@ -273,7 +275,8 @@ uint64_t PDF_Data_Object_Read(PDF_Data_Object** out_object, PDF_File* file, PDF_
     PDF_Object_Reference* reference = nullptr;
     count = PDF_Object_Reference_Read(&reference, file, reader, position);
     if (count != 0) {
-      // Object number 0: the three tokens read as one null.
+      // Kept: object number 0 makes the three tokens one null ("0 0 R"), so
+      // that a dictionary drops the key and an array holds a null.
       if (reference == nullptr) return Wrap(out_object, file, PDF_Data_Type_Null, nullptr, count);
       return Wrap(out_object, file, PDF_Data_Type_Reference, reference, count);
     }

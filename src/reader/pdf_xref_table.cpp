@@ -386,8 +386,9 @@ PDF_Object* PDF_Xref_Table_Get_Object(PDF_Xref_Table* table, uint32_t number, ui
     PDF_Xref_Entry* entry = Section_Entry(section, number);
     if (entry == nullptr || entry->type == 'f' || entry->object == nullptr) continue;
     if (entry->object == section->hidden_object) continue;
-    // A compressed object is parsed out of its object stream first; when that
-    // fails the lookup finds nothing.
+    // Kept: a compressed object is parsed out of its object stream first;
+    // when that fails the lookup finds nothing, and no later section is
+    // asked (the index must answer the same, so it stops here as well).
     if (entry->type == 'c' && PDF_Xref_Entry_Load_Compressed(entry) != PDF_RESULT_OK) return nullptr;
     table->last_hit_section = section;
     return entry->object;
