@@ -324,6 +324,28 @@ TEST(Xref_Index, HandMadeTableWithSectionsOfEveryKind) {
     }
   }
   Expect_Same_Answers(&indexed, &walked, 50, "hand-made table");
+
+  // Number 60 in two sections of its own: compressed in a container that
+  // doesn't exist in the first, in use in the second. The failed load ends
+  // the lookup; the second section is never asked.
+  for (Opened_Document* opened : {&indexed, &walked}) {
+    PDF_File* file = opened->file();
+    for (uint8_t type : {'c', 'n'}) {
+      PDF_Xref_Section* section = PDF_Memory_Alloc_Zeroed<PDF_Xref_Section>(file->memory);
+      ASSERT_NE(section, nullptr);
+      ASSERT_EQ(PDF_Number_Create(&section->first_number, file, 0, 60), 0);
+      ASSERT_EQ(PDF_Number_Create(&section->count, file, 0, 1), 0);
+      PDF_Object* object = nullptr;
+      ASSERT_EQ(PDF_Object_Create(&object, file, nullptr, 60, 0, 0), 0);
+      ASSERT_EQ(PDF_Xref_Entry_Create(&section->head, file, object, 0, 0, type), 0);
+      section->head->container = 99;
+      section->tail = section->head;
+      PDF_Xref_Table_Insert_Section(opened->body()->table, section);
+    }
+  }
+  EXPECT_EQ(PDF_Xref_Table_Get_Object(indexed.body()->table, 60, 0), nullptr);
+  EXPECT_EQ(Walk_Lookup(walked.body()->table, 60), nullptr);
+  Expect_Same_Answers(&indexed, &walked, 62, "a failed compressed load ends the lookup");
 }
 
 }  // namespace
