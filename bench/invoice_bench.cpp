@@ -528,6 +528,19 @@ bool Corpus_Section(const std::string& folder, int rounds) {
     printf("%d calls failed during the timed rounds\n", failures);
     ok = false;
   }
+
+  // Peak memory of a process that runs one call, file by file.
+  printf("\n| File | KiB | library peak KiB | reference peak KiB |\n|---|---|---|---|\n");
+  for (const std::string& file : files) {
+    std::string bytes;
+    Test_Read_File(file, &bytes);
+    Job_Outcome library_peak = Run_In_Child("library", file, library_xml);
+    Job_Outcome reference_peak = {0, 0};
+    if (kHaveReference) reference_peak = Run_In_Child("reference", file, reference_xml);
+    printf("| %s | %zu | %ld | %ld |\n", Base_Name(file).c_str(), bytes.size() / 1024, library_peak.peak_kib,
+           reference_peak.peak_kib);
+    if (library_peak.result != 0 || reference_peak.result != 0) ok = false;
+  }
   remove(library_xml.c_str());
   remove(reference_xml.c_str());
   return ok;
