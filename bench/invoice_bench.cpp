@@ -472,7 +472,7 @@ double Time_Round(const std::function<int32_t(const std::string&, const std::str
 
 bool Corpus_Section(const std::string& folder, int rounds) {
   std::vector<std::string> files = Corpus_Invoices(folder);
-  printf("### Corpus invoices (%zu files in %s, %d rounds, medians)\n\n", files.size(), folder.c_str(), rounds);
+  printf("### Corpus invoices (%zu files, %d rounds, medians)\n\n", files.size(), rounds);
   if (files.empty()) {
     printf("no invoices found\n");
     return false;
