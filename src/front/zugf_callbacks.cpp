@@ -266,12 +266,20 @@ bool Large_Remove(ZUGF_Arena* arena, void* block) {
   return true;
 }
 
-// A new chunk for blocks of at least need bytes; false when the memory can't
-// be had. Chunks double in size up to a limit.
-bool Arena_Grow(ZUGF_Arena* arena, uint64_t need) {
-  uint64_t size = arena->chunk_size == 0 ? static_cast<uint64_t>(ZUGF_ARENA_FIRST_CHUNK) : arena->chunk_size * 2;
+// A new chunk for blocks of the size at index; false when the memory can't
+// be had.
+bool Arena_Grow(ZUGF_Arena* arena, uint32_t index) {
+  ZUGF_Arena_Size* size_record = &arena->sizes[index];
+  uint64_t size = size_record->chunk_size == 0 ? static_cast<uint64_t>(ZUGF_ARENA_FIRST_CHUNK)
+                                               : size_record->chunk_size * 2;
   if (size > ZUGF_ARENA_LAST_CHUNK) size = ZUGF_ARENA_LAST_CHUNK;
-  if (size < need + 16) size = need + 16;
+  if (arena->chunk_count == arena->chunk_capacity) {
+    uint32_t capacity = arena->chunk_capacity == 0 ? 64 : arena->chunk_capacity * 2;
+    void* grown = realloc(arena->chunks, sizeof(ZUGF_Arena_Chunk) * capacity);
+    if (grown == nullptr) return false;
+    arena->chunks = static_cast<ZUGF_Arena_Chunk*>(grown);
+    arena->chunk_capacity = capacity;
+  }
   uint8_t* chunk = nullptr;
   if (size == ZUGF_ARENA_LAST_CHUNK) {
     // Large documents fill chunk after chunk of the full size: one page of
@@ -285,12 +293,37 @@ bool Arena_Grow(ZUGF_Arena* arena, uint64_t need) {
     chunk = static_cast<uint8_t*>(malloc(size));
   }
   if (chunk == nullptr) return false;
-  *reinterpret_cast<uint8_t**>(chunk) = arena->chunks;
-  arena->chunks = chunk;
-  arena->chunk_size = size;
-  arena->next = chunk + 16;
-  arena->left = size - 16;
+  // Kept in address order, so that a freed block's chunk is found by a
+  // binary search.
+  uint32_t at = arena->chunk_count;
+  while (at > 0 && arena->chunks[at - 1].start > chunk) {
+    arena->chunks[at] = arena->chunks[at - 1];
+    at -= 1;
+  }
+  arena->chunks[at] = ZUGF_Arena_Chunk{chunk, size, index};
+  arena->chunk_count += 1;
+  size_record->chunk_size = size;
+  size_record->next = chunk;
+  size_record->left = size;
   return true;
+}
+
+// The chunk holding the block, or null when no chunk does.
+const ZUGF_Arena_Chunk* Chunk_Of(const ZUGF_Arena* arena, const void* block) {
+  const uint8_t* address = static_cast<const uint8_t*>(block);
+  uint32_t low = 0;
+  uint32_t high = arena->chunk_count;  // the chunk wanted is below high
+  while (low < high) {
+    uint32_t middle = low + (high - low) / 2;
+    if (arena->chunks[middle].start <= address) {
+      low = middle + 1;
+    } else {
+      high = middle;
+    }
+  }
+  if (low == 0) return nullptr;
+  const ZUGF_Arena_Chunk* chunk = &arena->chunks[low - 1];
+  return address < chunk->start + chunk->size ? chunk : nullptr;
 }
 
 }  // namespace
@@ -306,12 +339,22 @@ void* ZUGF_Arena_Alloc_Callback(uint64_t size, void* data) {
     }
     return block;
   }
-  // Eight-byte steps: the library's records hold nothing that needs more.
-  uint64_t rounded = (size + 7) & ~static_cast<uint64_t>(7);
-  if (arena->left < rounded && !Arena_Grow(arena, rounded)) return nullptr;
-  void* block = arena->next;
-  arena->next += rounded;
-  arena->left -= rounded;
+  if (arena->sizes == nullptr) {
+    arena->sizes = static_cast<ZUGF_Arena_Size*>(calloc(ZUGF_ARENA_SIZES, sizeof(ZUGF_Arena_Size)));
+    if (arena->sizes == nullptr) return nullptr;
+  }
+  const uint32_t index = static_cast<uint32_t>((size + 7) / 8 - 1);
+  const uint64_t rounded = (index + 1) * 8;
+  ZUGF_Arena_Size* size_record = &arena->sizes[index];
+  if (size_record->free_list != nullptr) {
+    void* block = size_record->free_list;
+    size_record->free_list = *static_cast<void**>(block);
+    return block;
+  }
+  if (size_record->left < rounded && !Arena_Grow(arena, index)) return nullptr;
+  void* block = size_record->next;
+  size_record->next += rounded;
+  size_record->left -= rounded;
   return block;
 }
 
@@ -320,22 +363,30 @@ int32_t ZUGF_Arena_Free_Callback(void* block, void* data) {
   ZUGF_Arena* arena = static_cast<ZUGF_Arena*>(data);
   if (arena == nullptr) {
     free(block);
-  } else if (!arena->closing && Large_Remove(arena, block)) {
-    free(block);
+    return PDF_RESULT_OK;
   }
-  // A small block stays in its chunk until the arena goes, and so does every
-  // block once the document is being released.
+  // While the document is released, everything waits for the arena.
+  if (arena->closing) return PDF_RESULT_OK;
+  if (Large_Remove(arena, block)) {
+    free(block);
+    return PDF_RESULT_OK;
+  }
+  // A small block serves the next request of its size.
+  const ZUGF_Arena_Chunk* chunk = Chunk_Of(arena, block);
+  if (chunk != nullptr) {
+    ZUGF_Arena_Size* size_record = &arena->sizes[chunk->block_size];
+    *static_cast<void**>(block) = size_record->free_list;
+    size_record->free_list = block;
+  }
   return PDF_RESULT_OK;
 }
 
 void ZUGF_Release_Arena(ZUGF_Arena* arena) {
   if (arena == nullptr) return;
-  while (arena->chunks != nullptr) {
-    uint8_t* chunk = arena->chunks;
-    arena->chunks = *reinterpret_cast<uint8_t**>(chunk);
-    free(chunk);
-  }
+  for (uint32_t i = 0; i < arena->chunk_count; ++i) free(arena->chunks[i].start);
+  free(arena->chunks);
+  free(arena->sizes);
   for (uint32_t i = 0; i < arena->large_capacity; ++i) free(arena->large[i]);
   free(arena->large);
-  *arena = ZUGF_Arena{nullptr, 0, nullptr, 0, nullptr, 0, 0, 0};
+  *arena = ZUGF_Arena{nullptr, nullptr, 0, 0, nullptr, 0, 0, 0};
 }

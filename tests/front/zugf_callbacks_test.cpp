@@ -189,7 +189,7 @@ TEST(Input_Callback, ReleasedInputReadsAgain) {
   remove(path.c_str());
 }
 
-TEST(Arena, SmallBlocksStayUntilReleaseLargeOnesGoWhenFreed) {
+TEST(Arena, SmallBlocksOfEverySizeAreDistinctAndServeAgainOnceFreed) {
   ZUGF_Arena arena{};
   std::vector<uint8_t*> small;
   for (uint64_t size = 1; size <= ZUGF_ARENA_LARGE; size += 37) {
@@ -202,14 +202,35 @@ TEST(Arena, SmallBlocksStayUntilReleaseLargeOnesGoWhenFreed) {
   // No block overlaps another: each still holds its own pattern.
   uint64_t size = 1;
   for (uint8_t* block : small) {
-    EXPECT_EQ(block[0], static_cast<uint8_t>(size & 0xFF));
-    EXPECT_EQ(block[size - 1], static_cast<uint8_t>(size & 0xFF));
-    EXPECT_EQ(ZUGF_Arena_Free_Callback(block, &arena), 0);
+    EXPECT_EQ(block[0], static_cast<uint8_t>(size & 0xFF)) << size;
+    EXPECT_EQ(block[size - 1], static_cast<uint8_t>(size & 0xFF)) << size;
     size += 37;
   }
-  EXPECT_EQ(small.front()[0], 1) << "a freed small block stays where it was until the arena goes";
   EXPECT_EQ(arena.large_count, 0u);
   EXPECT_EQ(ZUGF_Arena_Free_Callback(nullptr, &arena), -8);
+
+  // A freed block serves the next request of its size (to eight bytes), and
+  // only that.
+  void* forty = ZUGF_Arena_Alloc_Callback(40, &arena);
+  void* other = ZUGF_Arena_Alloc_Callback(40, &arena);
+  EXPECT_EQ(ZUGF_Arena_Free_Callback(forty, &arena), 0);
+  EXPECT_NE(ZUGF_Arena_Alloc_Callback(48, &arena), forty);
+  EXPECT_EQ(ZUGF_Arena_Alloc_Callback(33, &arena), forty);
+  EXPECT_NE(ZUGF_Arena_Alloc_Callback(40, &arena), other);
+  int outside = 0;
+  EXPECT_EQ(ZUGF_Arena_Free_Callback(&outside, &arena), 0) << "a block of no chunk is left alone";
+
+  // Allocating and freeing for ever, as a reading that loops over the same
+  // data does, takes no more memory than one round of it.
+  const uint32_t chunks = arena.chunk_count;
+  for (int round = 0; round < 20000; ++round) {
+    std::vector<void*> blocks;
+    for (uint64_t request : {16u, 24u, 48u, 48u, 300u, 2048u}) {
+      blocks.push_back(ZUGF_Arena_Alloc_Callback(request, &arena));
+    }
+    for (void* block : blocks) EXPECT_EQ(ZUGF_Arena_Free_Callback(block, &arena), 0);
+  }
+  EXPECT_LE(arena.chunk_count, chunks + 6);
 
   // Large blocks, freed in a shuffled order with others still out: the
   // record of those still out stays whole (the sanitizer run checks that
@@ -231,14 +252,16 @@ TEST(Arena, SmallBlocksStayUntilReleaseLargeOnesGoWhenFreed) {
   // While the document is released every free waits for the arena.
   arena.closing = 1;
   for (size_t i = 400; i < 450; ++i) EXPECT_EQ(ZUGF_Arena_Free_Callback(large[i], &arena), 0);
+  void* kept = ZUGF_Arena_Alloc_Callback(40, &arena);
+  EXPECT_EQ(ZUGF_Arena_Free_Callback(kept, &arena), 0);
+  EXPECT_NE(ZUGF_Arena_Alloc_Callback(40, &arena), kept);
   EXPECT_EQ(arena.large_count, 101u);
   ZUGF_Release_Arena(&arena);
   EXPECT_EQ(arena.chunks, nullptr);
   EXPECT_EQ(arena.large, nullptr);
   EXPECT_EQ(arena.large_count, 0u);
   // The record serves again after its release.
-  void* again = ZUGF_Arena_Alloc_Callback(40, &arena);
-  EXPECT_NE(again, nullptr);
+  EXPECT_NE(ZUGF_Arena_Alloc_Callback(40, &arena), nullptr);
   ZUGF_Release_Arena(&arena);
 }
 
