@@ -100,7 +100,10 @@ std::vector<Script> Scripts(uint64_t size) {
                       {0, 0, 4, true, false},
                       {1, (1ull << 33) + 2, 2, true, false}}});
   scripts.push_back({"no size, no buffer: nothing read, the seek still made",
-                     {{1, 9, 0, true, false}, {0, 0, 3, true, false}, {1, 20, 5, false, false}, {0, 0, 2, true, false}}});
+                     {{1, 9, 0, true, false},
+                      {0, 0, 3, true, false},
+                      {1, 20, 5, false, false},
+                      {0, 0, 2, true, false}}});
   scripts.push_back({"reads at the stream's own position",
                      {{0, 0, 3, true, false},
                       {0, 0, 5, true, false},
