@@ -266,12 +266,9 @@ bool Large_Remove(ZUGF_Arena* arena, void* block) {
   return true;
 }
 
-// A new chunk for blocks of the size at index; false when the memory can't
-// be had.
-bool Arena_Grow(ZUGF_Arena* arena, uint32_t index) {
-  ZUGF_Arena_Size* size_record = &arena->sizes[index];
-  uint64_t size = size_record->chunk_size == 0 ? static_cast<uint64_t>(ZUGF_ARENA_FIRST_CHUNK)
-                                               : size_record->chunk_size * 2;
+// A new chunk, recorded in address order; false when the memory can't be had.
+bool Arena_Grow(ZUGF_Arena* arena) {
+  uint64_t size = arena->chunk_size == 0 ? static_cast<uint64_t>(ZUGF_ARENA_FIRST_CHUNK) : arena->chunk_size * 2;
   if (size > ZUGF_ARENA_LAST_CHUNK) size = ZUGF_ARENA_LAST_CHUNK;
   if (arena->chunk_count == arena->chunk_capacity) {
     uint32_t capacity = arena->chunk_capacity == 0 ? 64 : arena->chunk_capacity * 2;
@@ -280,6 +277,8 @@ bool Arena_Grow(ZUGF_Arena* arena, uint32_t index) {
     arena->chunks = static_cast<ZUGF_Arena_Chunk*>(grown);
     arena->chunk_capacity = capacity;
   }
+  uint8_t* run_sizes = static_cast<uint8_t*>(calloc(size / ZUGF_ARENA_RUN, 1));
+  if (run_sizes == nullptr) return false;
   uint8_t* chunk = nullptr;
   if (size == ZUGF_ARENA_LAST_CHUNK) {
     // Large documents fill chunk after chunk of the full size: one page of
@@ -292,19 +291,22 @@ bool Arena_Grow(ZUGF_Arena* arena, uint32_t index) {
   } else {
     chunk = static_cast<uint8_t*>(malloc(size));
   }
-  if (chunk == nullptr) return false;
-  // Kept in address order, so that a freed block's chunk is found by a
-  // binary search.
+  if (chunk == nullptr) {
+    free(run_sizes);
+    return false;
+  }
+  // In address order, so that a freed block's chunk is found by a binary
+  // search.
   uint32_t at = arena->chunk_count;
   while (at > 0 && arena->chunks[at - 1].start > chunk) {
     arena->chunks[at] = arena->chunks[at - 1];
     at -= 1;
   }
-  arena->chunks[at] = ZUGF_Arena_Chunk{chunk, size, index};
+  arena->chunks[at] = ZUGF_Arena_Chunk{chunk, size, run_sizes};
   arena->chunk_count += 1;
-  size_record->chunk_size = size;
-  size_record->next = chunk;
-  size_record->left = size;
+  arena->chunk_size = size;
+  arena->next = chunk;
+  arena->left = size;
   return true;
 }
 
@@ -351,7 +353,16 @@ void* ZUGF_Arena_Alloc_Callback(uint64_t size, void* data) {
     size_record->free_list = *static_cast<void**>(block);
     return block;
   }
-  if (size_record->left < rounded && !Arena_Grow(arena, index)) return nullptr;
+  if (size_record->left < rounded) {
+    // A new run for this size, from the newest chunk or a new one.
+    if (arena->left < ZUGF_ARENA_RUN && !Arena_Grow(arena)) return nullptr;
+    const ZUGF_Arena_Chunk* chunk = Chunk_Of(arena, arena->next);
+    chunk->run_sizes[(arena->next - chunk->start) / ZUGF_ARENA_RUN] = static_cast<uint8_t>(index);
+    size_record->next = arena->next;
+    size_record->left = ZUGF_ARENA_RUN;
+    arena->next += ZUGF_ARENA_RUN;
+    arena->left -= ZUGF_ARENA_RUN;
+  }
   void* block = size_record->next;
   size_record->next += rounded;
   size_record->left -= rounded;
@@ -374,7 +385,8 @@ int32_t ZUGF_Arena_Free_Callback(void* block, void* data) {
   // A small block serves the next request of its size.
   const ZUGF_Arena_Chunk* chunk = Chunk_Of(arena, block);
   if (chunk != nullptr) {
-    ZUGF_Arena_Size* size_record = &arena->sizes[chunk->block_size];
+    ZUGF_Arena_Size* size_record =
+        &arena->sizes[chunk->run_sizes[(static_cast<uint8_t*>(block) - chunk->start) / ZUGF_ARENA_RUN]];
     *static_cast<void**>(block) = size_record->free_list;
     size_record->free_list = block;
   }
@@ -383,10 +395,13 @@ int32_t ZUGF_Arena_Free_Callback(void* block, void* data) {
 
 void ZUGF_Release_Arena(ZUGF_Arena* arena) {
   if (arena == nullptr) return;
-  for (uint32_t i = 0; i < arena->chunk_count; ++i) free(arena->chunks[i].start);
+  for (uint32_t i = 0; i < arena->chunk_count; ++i) {
+    free(arena->chunks[i].start);
+    free(arena->chunks[i].run_sizes);
+  }
   free(arena->chunks);
   free(arena->sizes);
   for (uint32_t i = 0; i < arena->large_capacity; ++i) free(arena->large[i]);
   free(arena->large);
-  *arena = ZUGF_Arena{nullptr, nullptr, 0, 0, nullptr, 0, 0, 0};
+  *arena = ZUGF_Arena{nullptr, nullptr, 0, 0, nullptr, 0, 0, nullptr, 0, 0, 0};
 }

@@ -50,32 +50,33 @@ void ZUGF_Release_Input(ZUGF_Input* input);
 
 // Memory for one document, so that its many small blocks cost neither a
 // malloc nor a free each. Blocks up to ZUGF_ARENA_LARGE bytes are carved, in
-// steps of eight bytes (all that the library's records need), from chunks
-// taken from the C runtime, each chunk serving one size; a freed small block
-// goes on its size's list and serves the next request of that size, so that
-// memory stays as bounded as with malloc. Larger blocks (stream data, decoder
-// buffers) go to malloc and free as they come, and are known by their
-// addresses. Everything goes with the arena after the document. All fields
-// start at zero.
+// steps of eight bytes (all that the library's records need), from runs of
+// ZUGF_ARENA_RUN bytes, each run serving one size; runs are cut from chunks
+// taken from the C runtime, which double in size up to ZUGF_ARENA_LAST_CHUNK.
+// A freed small block goes on its size's list and serves the next request of
+// that size, so that memory stays as bounded as with malloc. Larger blocks
+// (stream data, decoder buffers) go to malloc and free as they come, and are
+// known by their addresses. Everything goes with the arena after the
+// document. All fields start at zero.
 enum {
   ZUGF_ARENA_LARGE = 2048,
   ZUGF_ARENA_SIZES = ZUGF_ARENA_LARGE / 8,
-  ZUGF_ARENA_FIRST_CHUNK = 4 * 1024,
+  ZUGF_ARENA_RUN = 4096,
+  ZUGF_ARENA_FIRST_CHUNK = 16 * 1024,
   ZUGF_ARENA_LAST_CHUNK = 2 * 1024 * 1024,
 };
 
 // The blocks of one size.
 struct ZUGF_Arena_Size {
-  void* free_list;      // freed blocks, each holding the address of the next
-  uint8_t* next;        // free space of the newest chunk of this size
-  uint64_t left;        // bytes there
-  uint64_t chunk_size;  // size of that chunk; chunks double up to the last size
+  void* free_list;  // freed blocks, each holding the address of the next
+  uint8_t* next;    // free space of the newest run of this size
+  uint64_t left;    // bytes there
 };
 
 struct ZUGF_Arena_Chunk {
   uint8_t* start;
   uint64_t size;
-  uint32_t block_size;  // index into sizes
+  uint8_t* run_sizes;  // for each run, the index of its size
 };
 
 struct ZUGF_Arena {
@@ -83,6 +84,9 @@ struct ZUGF_Arena {
   ZUGF_Arena_Chunk* chunks; // every chunk, ascending by address
   uint32_t chunk_count;
   uint32_t chunk_capacity;
+  uint8_t* next;            // runs not yet handed out, in the newest chunk
+  uint64_t left;            // bytes there
+  uint64_t chunk_size;      // size of the newest chunk
   void** large;             // the large blocks handed out and not yet freed, by open addressing
   uint32_t large_count;
   uint32_t large_capacity;  // a power of two, or 0
