@@ -42,9 +42,17 @@ PDF_Result ZUGF_Open_Document(const char* pdf_path, ZUGF_Context* context) {
   if (pdf_path[0] == '\0') return PDF_RESULT_UNREADABLE;
   context->input_file = fopen(pdf_path, "rb");
   if (context->input_file == nullptr) return PDF_RESULT_UNREADABLE;
-  PDF_Result result = PDF_Document_Create(&context->document, ZUGF_Alloc_Callback, nullptr, ZUGF_Free_Callback,
-                                          nullptr, ZUGF_Read_Callback, context->input_file, nullptr, nullptr, 3);
+  // The library reads the stream through blocks held in memory (the same
+  // bytes and counts as ZUGF_Read_Callback on the stream, without a seek and
+  // a read for every byte), and takes its memory from an arena that goes
+  // whole after the document.
+  context->input.stream = context->input_file;
+  PDF_Result result =
+      PDF_Document_Create(&context->document, ZUGF_Arena_Alloc_Callback, &context->arena, ZUGF_Arena_Free_Callback,
+                          &context->arena, ZUGF_Read_Input_Callback, &context->input, nullptr, nullptr, 3);
   if (result != PDF_RESULT_OK) {
+    ZUGF_Release_Arena(&context->arena);
+    ZUGF_Release_Input(&context->input);
     fclose(context->input_file);
     context->input_file = nullptr;
     return result;
@@ -112,8 +120,14 @@ int32_t ZUGF_Process_File(const char* pdf_path, const char* xml_path) {
   // Kept: a failed release returns at once and closes neither stream, so the
   // input and the output (unflushed) stay open until the process ends; the
   // result already decided is returned unchanged. Closing them here would
-  // touch streams the half-released handle may still read through.
-  if (context.document != nullptr && PDF_Document_Release(&context.document) != PDF_RESULT_OK) return result;
+  // touch streams the half-released handle may still read through. The
+  // document's memory and the input blocks, which are no streams, go all the
+  // same: nothing reaches the handle after this call.
+  context.arena.closing = 1;  // the arena goes next, with everything in it
+  bool released = context.document == nullptr || PDF_Document_Release(&context.document) == PDF_RESULT_OK;
+  ZUGF_Release_Arena(&context.arena);
+  ZUGF_Release_Input(&context.input);
+  if (!released) return result;
   if (context.input_file != nullptr) {
     fclose(context.input_file);
     context.input_file = nullptr;
