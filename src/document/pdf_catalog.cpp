@@ -21,9 +21,13 @@ PDF_Dictionary* PDF_Catalog_Get_Names(PDF_Object* catalog) {
 }
 
 PDF_Object* PDF_Catalog_Get_Metadata(PDF_Object* catalog, PDF_File* file) {
+  // Kept: once a tolerant read of the metadata has failed, the catalog has
+  // none, so every later query answers "no metadata" rather than failing
+  // again on the same packet.
   if (catalog == nullptr || (file != nullptr && file->metadata_failure != 0)) return nullptr;
   PDF_Data_Object* metadata = PDF_Dictionary_Find_Value(PDF_Catalog_Get_Dictionary(catalog), "Metadata");
-  // Unlike Names, Metadata must be a reference: a direct value counts as none.
+  // Kept: unlike Names, Metadata must be a reference; a direct dictionary
+  // counts as no metadata at all, and such a file reads as no PDF/A.
   PDF_Object_Reference* reference = static_cast<PDF_Object_Reference*>(
       PDF_Data_Object_Get_Direct_Value(metadata, PDF_Object_Type_Reference));
   return PDF_Object_Reference_Get_Object(reference);
@@ -45,18 +49,28 @@ PDF_Object* PDF_Names_Find_Embedded_File(PDF_Dictionary* names, const char* name
   return PDF_Name_Tree_Find(root, name);
 }
 
+// Kept: not the search that name trees define. The keys of the tree are
+// never compared and Limits is never read: each value is opened and its F
+// entry compared with the name, linearly in array order, so a name held only
+// in UF or only as the key is not found, and the first F that matches wins.
+// Which attachment an invoice check finds depends on exactly this.
 PDF_Object* PDF_Name_Tree_Find(PDF_Dictionary* node, const char* name) {
   if (node == nullptr) return nullptr;
   uint64_t length = PDF_Text_Length(name);
   PDF_Data_Object* kids_value = PDF_Dictionary_Find_Value(node, "Kids");
   if (kids_value != nullptr) {
-    // An inner node, whatever else it holds. No guard against cycles.
+    // Kept: Kids makes the node inner whatever else it holds; a Names array
+    // beside it is never searched.
+    // Kept: no guard against cycles and no depth limit: a Kids entry that
+    // leads back to its own node recurses until the stack is exhausted.
     PDF_Array* kids = static_cast<PDF_Array*>(PDF_Data_Object_Get_Typed_Value(kids_value, PDF_Object_Type_Array));
     if (kids == nullptr) return nullptr;
     for (uint32_t i = 0; i < PDF_Array_Get_Count(kids); ++i) {
       PDF_Dictionary* kid = static_cast<PDF_Dictionary*>(
           PDF_Data_Object_Get_Typed_Value(PDF_Array_Get_Value(kids, i), PDF_Object_Type_Dictionary));
-      if (kid == nullptr) return nullptr;  // ends the whole search
+      // Kept: a kid that isn't a dictionary ends the whole search with
+      // nothing found; the kids after it are not visited.
+      if (kid == nullptr) return nullptr;
       PDF_Object* found = PDF_Name_Tree_Find(kid, name);
       if (found != nullptr) return found;
     }
@@ -77,7 +91,11 @@ PDF_Object* PDF_Name_Tree_Find(PDF_Dictionary* node, const char* name) {
         static_cast<PDF_Dictionary*>(PDF_Data_Object_Get_Typed_Value(value, PDF_Object_Type_Dictionary));
     PDF_String* file_name = static_cast<PDF_String*>(
         PDF_Data_Object_Get_Direct_Value(PDF_Dictionary_Find_Value(filespec, "F"), PDF_Object_Type_String));
-    if (file_name == nullptr) return nullptr;  // ends the search of this leaf
+    // Kept: a value without a direct string F ends the search of this leaf,
+    // so the pairs behind it are not seen.
+    if (file_name == nullptr) return nullptr;
+    // Kept: compared as a literal string (kind 1), so an F written in
+    // hexadecimal form doesn't match even when its bytes are the name.
     if (PDF_String_Compare(file_name, reinterpret_cast<const uint8_t*>(name), 1, length) == 0) {
       return PDF_Object_Reference_Get_Object(reference);
     }

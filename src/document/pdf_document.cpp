@@ -9,14 +9,18 @@
 PDF_Result PDF_Document_Create(PDF_Document** out_document, PDF_Alloc_Callback alloc, void* alloc_data,
                                PDF_Free_Callback free, void* free_data, PDF_Read_Callback read, void* read_data,
                                PDF_Message_Callback message_callback, void* message_data, int8_t tolerance_level) {
-  // The out handle is cleared before any test, so a null one faults here and
-  // the -1 of the argument test below cannot be reached. Kept in this order.
+  // Kept: the out handle is cleared before any test, so a null one faults
+  // here and the -1 of the argument test below is never returned. Testing
+  // first would turn a crash that callers may rely on into a code they have
+  // never seen.
   *out_document = nullptr;
   PDF_Result result = PDF_XMP_Lock_Create();
   if (result != PDF_RESULT_OK) return result;
   if (out_document == nullptr) return PDF_RESULT_BAD_HANDLE;
   if (alloc == nullptr) return PDF_RESULT_NO_ALLOC_CALLBACK;
   if (free == nullptr) return PDF_RESULT_NO_FREE_CALLBACK;
+  // Kept: compared as a signed byte, so a negative level passes and is
+  // stored as it is (then the strictest reading of the file).
   if (tolerance_level > 4) return PDF_RESULT_BAD_TOLERANCE_LEVEL;
 
   PDF_Memory* memory = nullptr;
@@ -68,6 +72,10 @@ PDF_Result PDF_Document_Release(PDF_Document** holder) {
   PDF_Document* document = *holder;
   PDF_Memory* memory = document->memory;
   PDF_Result result = PDF_RESULT_OK;
+  // Kept: the first failure is returned at once and everything after it
+  // stays alive: the handle keeps its tag and stays valid, and the front end
+  // then leaves it and its streams as they are. Releasing on regardless
+  // would free what the failed step may still refer to.
   if (document->file != nullptr) {
     result = PDF_File_Delete(&document->file);
     if (result != PDF_RESULT_OK) return result;
@@ -90,6 +98,10 @@ PDF_Result PDF_Document_Check_Licence(PDF_Document*) {
   return PDF_RESULT_OK;
 }
 
+// Kept: the forwarding operations test for null alone and never look at the
+// tag: a record whose tag isn't "hfdp" is still served from its file, and
+// only its release is refused. Testing the tag here too would change these
+// answers into refusals.
 PDF_Result PDF_Document_Get_Pdfa_Level(PDF_Document* document, uint32_t* out_part, char* out_conformance,
                                        int32_t* out_flavour) {
   if (document == nullptr) return PDF_RESULT_INVALID_ARGUMENT;

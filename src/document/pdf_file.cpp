@@ -1,9 +1,11 @@
 #include "document/pdf_file.h"
 
 #include "document/pdf_catalog.h"
+#include "document/pdf_metadata.h"
 #include "objects/pdf_object.h"
 #include "objects/pdf_object_reference.h"
 #include "reader/pdf_header.h"
+#include "reader/pdf_object_stream.h"
 #include "reader/pdf_trailer.h"
 #include "reader/pdf_xref_chain.h"
 #include "reader/pdf_xref_section.h"
@@ -168,6 +170,8 @@ PDF_Result PDF_File_Delete(PDF_File** holder) {
   if (file->write_security != nullptr) Keep_First(&first, PDF_Memory_Free(memory, &file->write_security));
   if (file->extra_block_1 != nullptr) Keep_First(&first, PDF_Memory_Free(memory, &file->extra_block_1));
   if (file->extra_block_2 != nullptr) Keep_First(&first, PDF_Memory_Free(memory, &file->extra_block_2));
+  if (file->metadata_cache != nullptr) Keep_First(&first, PDF_File_Release_Metadata_Cache(file));
+  PDF_Object_Stream_Cache_Delete(file);
   PDF_Result released = PDF_Memory_Free(memory, holder);
   return first != PDF_RESULT_OK ? first : released;
 }

@@ -13,6 +13,8 @@
 struct PDF_Body;
 struct PDF_Header;
 struct PDF_Key;
+struct PDF_Metadata_Cache;
+struct PDF_Object_Stream_Cache;
 
 struct PDF_File {
   uint32_t next_object_id;     // counter behind object ids, from 1
@@ -35,6 +37,8 @@ struct PDF_File {
   void* write_security;        // further record of the writing side; owned when set
   void* extra_block_1;         // further blocks of the writing side; owned when set
   void* extra_block_2;
+  PDF_Metadata_Cache* metadata_cache;  // the parsed metadata packet, reused by queries; owned
+  PDF_Object_Stream_Cache* object_streams;  // pairs of the object streams read so far; owned, may be null
 };
 
 PDF_Result PDF_File_New(PDF_File** out_file, PDF_Memory* memory, PDF_Message* message);

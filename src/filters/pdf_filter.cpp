@@ -29,6 +29,9 @@ const Filter_Name kFilter_Names[] = {
 
 // A number under the key, as a 32-bit integer narrowed to the field. Absent
 // keeps the field; anything but a direct number gives -54.
+// Kept: no range check, so a Predictor of 266 is 10 and a Columns of -1 is
+// 4294967295; and a reference is not followed, so an indirect Predictor or
+// Columns refuses the whole table with -54.
 template <typename T>
 PDF_Result Read_Number(PDF_Dictionary* dictionary, const char* key, T* field) {
   PDF_Data_Object* value = PDF_Dictionary_Find_Value(dictionary, key);
@@ -147,6 +150,8 @@ PDF_Result PDF_Stream_Get_Filter_Count(PDF_Stream* stream, uint32_t* out_count) 
       *out_count = 1;
       return PDF_RESULT_OK;
     case PDF_Data_Type_Array:
+      // Kept: the elements are not looked at here; a bad one is refused only
+      // when the table is read.
       *out_count = PDF_Array_Get_Count(static_cast<PDF_Array*>(filter->value));
       return PDF_RESULT_OK;
     default:
@@ -166,6 +171,9 @@ PDF_Result PDF_Stream_Get_Filter_Table(PDF_Stream* stream, PDF_Filter_Parms* tab
     PDF_Result result = PDF_Filter_Parms_Read(nullptr, &table[0]);
     if (result != PDF_RESULT_OK) return result;
     // A lone filter takes the first element of a DecodeParms array.
+    // Kept: that element is not followed: a reference to a dictionary there
+    // leaves the defaults, and the predictor in it is not applied, so the
+    // data comes out still predicted, without any complaint.
     PDF_Data_Object* in_hand = parms;
     PDF_Array* parms_array = static_cast<PDF_Array*>(PDF_Data_Object_Get_Direct_Value(parms, PDF_Data_Type_Array));
     if (parms_array != nullptr) in_hand = PDF_Array_Get_Value(parms_array, 0);
@@ -174,8 +182,8 @@ PDF_Result PDF_Stream_Get_Filter_Table(PDF_Stream* stream, PDF_Filter_Parms* tab
   }
 
   if (filter->type != PDF_Data_Type_Array) return PDF_RESULT_MALFORMED_FILTER;
-  // Beside an array of filters only an array of parameters will do; a lone
-  // dictionary is refused even for a one-element array.
+  // Kept: beside an array of filters only an array of parameters will do; a
+  // lone dictionary is refused with -54 even for a one-element array.
   PDF_Array* parms_array = nullptr;
   if (parms != nullptr) {
     if (parms->type != PDF_Data_Type_Array) return PDF_RESULT_MALFORMED_FILTER;
@@ -185,13 +193,16 @@ PDF_Result PDF_Stream_Get_Filter_Table(PDF_Stream* stream, PDF_Filter_Parms* tab
   uint32_t index = 0;
   for (PDF_Array_Element* element = static_cast<PDF_Array*>(filter->value)->first; element != nullptr;
        element = element->next, ++index) {
+    // Kept: the elements must be direct names; an indirect filter name
+    // refuses the table with -54.
     PDF_Name* name = static_cast<PDF_Name*>(PDF_Data_Object_Get_Direct_Value(element->value, PDF_Data_Type_Name));
     if (name == nullptr) return PDF_RESULT_MALFORMED_FILTER;
     PDF_Filter_Parms* record = &table[index];
     record->type = PDF_Filter_Type_From_Name(name);
     PDF_Filter_Parms_Read(nullptr, record);
-    // The parameters at the same index, if that is a direct dictionary; a
-    // null, a reference or a missing element keeps the defaults.
+    // Kept: the parameters at the same index are read only if they are a
+    // direct dictionary; a null, a reference or a missing element keeps the
+    // defaults without complaint.
     if (parms_element != nullptr) {
       PDF_Dictionary* dictionary = static_cast<PDF_Dictionary*>(
           PDF_Data_Object_Get_Direct_Value(parms_element->value, PDF_Data_Type_Dictionary));

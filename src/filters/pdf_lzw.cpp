@@ -108,9 +108,10 @@ PDF_Result PDF_LZW_Run(PDF_Memory* memory, PDF_LZW_Source* source, uint8_t* outp
       out_count == nullptr) {
     return PDF_RESULT_INVALID_ARGUMENT;
   }
-  // Every pass starts from the state that PDF_LZW_Reset left: the working
-  // copies below are never written back. The table itself is shared, and keeps
-  // whatever earlier passes put into it.
+  // Kept: every pass starts from the state that PDF_LZW_Reset left: the
+  // working copies below are never written back. The table itself is shared
+  // and keeps whatever earlier passes put into it; entries above free_entry
+  // are cleared neither between passes nor by a clear code.
   const PDF_LZW_State* state = source->state;
   PDF_LZW_Code* const table = state->table;
   uint32_t code_bits = state->code_bits;
@@ -123,10 +124,14 @@ PDF_Result PDF_LZW_Run(PDF_Memory* memory, PDF_LZW_Source* source, uint8_t* outp
   const uint8_t* read_pointer = source->read_pointer;
   uint64_t read_left = source->read_left;
 
+  // Kept: the room is the output size taken as a signed 32-bit count, so a
+  // buffer of 2 GiB or more gives no room, or less than it holds.
   int32_t room = static_cast<int32_t>(out_size);
   uint8_t* out = output;
   bool finished = false;
 
+  // Kept: the end code has to arrive while room is left: a pass that fills
+  // the buffer exactly answers 1 and is run again with a larger buffer.
   while (room > 0) {
     uint32_t code = PDF_LZW_Read_Code(&read_pointer, &read_left, &next_data, &next_bits, code_bits, code_mask);
     if (code == PDF_LZW_END_CODE || code == PDF_LZW_NO_INPUT) {
@@ -144,8 +149,10 @@ PDF_Result PDF_LZW_Run(PDF_Memory* memory, PDF_LZW_Source* source, uint8_t* outp
         finished = true;
         break;
       }
-      // A clear code directly followed by the end code ends the pass as if
-      // the output buffer had been too small.
+      // Kept: a clear code directly followed by the end code is no end: the
+      // pass answers 1 as if the buffer had been too small, every larger
+      // buffer gives the same, and the decoder hands over a buffer that holds
+      // no decoded bytes once the size passes the limit.
       if (code == PDF_LZW_END_CODE) break;
       *out++ = static_cast<uint8_t>(code);
       room -= 1;
@@ -162,6 +169,8 @@ PDF_Result PDF_LZW_Run(PDF_Memory* memory, PDF_LZW_Source* source, uint8_t* outp
     // A code at or beyond the entry being built refers to that string itself.
     free_entry->value = entry < free_entry ? entry->first_char : free_entry->first_char;
     free_entry += 1;
+    // Kept: the width grows one code early, once entry 510, 1022 or 2046 has
+    // been filled, whatever EarlyChange says.
     if (free_entry > max_entry) {
       code_bits += 1;
       if (code_bits > 12) code_bits = 12;
@@ -238,9 +247,12 @@ PDF_Result PDF_LZW_Decode(PDF_Memory* memory, const uint8_t* input, uint64_t inp
   }
 
   // Each pass decodes from the first code. When the buffer proves too small it
-  // is replaced by one half as large again, until the size passes the limit;
-  // then the last buffer is handed over as it stands, with the count of the
-  // last pass that stored one.
+  // is replaced by one half as large again, until the size passes the limit.
+  // Kept: passing the limit is no failure. The last buffer, fresh from the
+  // allocator and never written, is handed over with the count of the last
+  // pass that stored one (or 0), so the caller gets uninitialised bytes as
+  // decoded data. An empty input has a limit of 0, which the first size
+  // already passes: no pass runs, and the output is empty.
   uint64_t count = 0;
   bool finished = false;
   for (;;) {

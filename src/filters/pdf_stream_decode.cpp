@@ -24,9 +24,12 @@ PDF_Result Decode_Step(PDF_Stream* stream, Buffer_Decoder decoder, const PDF_Fil
   PDF_Result result = decoder(memory, stream->data, stream->length, &buffer, &length);
   if (result != PDF_RESULT_OK) return result;
 
-  // The raw bytes go before the predictor runs. An empty stream has none, and
-  // the release of nothing fails. The new buffer is dropped on every failure
-  // below, since nothing refers to it.
+  // Kept: the raw bytes go before the predictor runs, so a predictor failure
+  // (-99 for BitsPerComponent other than 8, -54 for an unknown predictor or
+  // row tag) leaves the stream with no data and its old length and Length: a
+  // later load fails with -10. An empty stream has no raw bytes, and the
+  // release of nothing fails with -8. The new buffer is dropped on every
+  // failure below, since nothing refers to it.
   result = PDF_Memory_Free(memory, &stream->data);
   if (result == PDF_RESULT_OK && record->predictor != 1) {
     if (record->bits_per_component != 8) {
@@ -45,8 +48,14 @@ PDF_Result Decode_Step(PDF_Stream* stream, Buffer_Decoder decoder, const PDF_Fil
   result = PDF_Dictionary_Set_Number(stream->dictionary, file, "Length", static_cast<double>(length), 0);
   if (result != PDF_RESULT_OK) return result;
 
-  // The index is the step's place in the table, not in the array, which has
-  // lost an entry for every step before this one.
+  // Kept: the index is the step's place in the table, not in the array, which
+  // has lost an entry for every step before this one. With two decodable
+  // filters the second removal fails with -25 after data, length and Length
+  // are already right, and its entry stays, so a repeated decode runs that
+  // filter over decoded bytes; with three the middle step strikes the wrong
+  // entry. A -25 from the chain does not mean that nothing was decoded.
+  // Kept: an indirect Filter (or DecodeParms) array is shortened inside the
+  // object it refers to, which other streams may share.
   if (filters != nullptr) {
     result = PDF_Array_Remove_Value(filters, file, index, PDF_DELETE_MODE_RELEASE);
     if (result == PDF_RESULT_OK && parms != nullptr) {
@@ -66,6 +75,9 @@ PDF_Result Run_Table(PDF_Stream* stream, const PDF_Filter_Parms* table, uint32_t
   for (uint32_t index = 0; index < count; ++index) {
     const PDF_Filter_Parms* record = &table[index];
     PDF_Result result = PDF_RESULT_OK;
+    // Kept: unless a report is wanted, a filter without a decoder is passed
+    // over and its entry stays, and the next filter still runs, on bytes it
+    // can't understand ([/ASCII85Decode /FlateDecode] ends in -300).
     if (record->type == PDF_Filter_Type_LZW) {
       result = PDF_Stream_Decode_LZW(stream, record, filters, parms, index);
     } else if (record->type == PDF_Filter_Type_Flate) {
@@ -87,7 +99,9 @@ PDF_Result PDF_Stream_Decode_Flate(PDF_Stream* stream, const PDF_Filter_Parms* r
   return Decode_Step(stream, PDF_Flate_Decode, record, filters, parms, index);
 }
 
-// EarlyChange stays in the record: the decoder always widens its codes early.
+// Kept: EarlyChange stays in the record and is not passed on: the decoder
+// always widens its codes early, so data written with EarlyChange 0 doesn't
+// decode past the first width change.
 PDF_Result PDF_Stream_Decode_LZW(PDF_Stream* stream, const PDF_Filter_Parms* record, PDF_Array* filters,
                                  PDF_Array* parms, uint32_t index) {
   return Decode_Step(stream, PDF_LZW_Decode, record, filters, parms, index);
@@ -97,7 +111,8 @@ PDF_Result PDF_Stream_Decode(PDF_Stream* stream, bool report_unsupported) {
   if (stream == nullptr || stream->file == nullptr) return PDF_RESULT_INVALID_ARGUMENT;
   PDF_Memory* memory = stream->file->memory;
 
-  // A Filter of an unusable type counts as no filter at all.
+  // Kept: the count's result is not looked at, so a Filter of an unusable
+  // type counts as no filter at all: 0, and the data isn't even loaded.
   uint32_t count = 0;
   PDF_Stream_Get_Filter_Count(stream, &count);
   if (count == 0) return PDF_RESULT_OK;
@@ -106,8 +121,9 @@ PDF_Result PDF_Stream_Decode(PDF_Stream* stream, bool report_unsupported) {
   if (table == nullptr) return PDF_RESULT_OUT_OF_MEMORY;
   PDF_Result result = PDF_Stream_Get_Filter_Table(stream, table);
 
-  // The arrays are only taken when more than one filter is named, so that a
-  // one-element Filter array goes as a whole, together with DecodeParms.
+  // Kept: the arrays are only taken when more than one filter is named, so a
+  // one-element Filter array goes as a whole, together with DecodeParms,
+  // exactly as a lone name does.
   PDF_Array* filters = nullptr;
   PDF_Array* parms = nullptr;
   if (result == PDF_RESULT_OK && count > 1) {

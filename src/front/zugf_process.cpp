@@ -8,13 +8,21 @@
 #include "front/zugf_identify.h"
 #include "invoice_extract.h"
 
+// Library codes to exported codes, once for the open and once for the
+// extraction stage.
 int32_t ZUGF_Map_Open_Result(PDF_Result result) {
   switch (result) {
     case PDF_RESULT_OK: return ZUGF_OK;
+    // Kept: -105 and -9 come from the front end's own extraction steps and
+    // never out of the open; their rows stay so that both stages name the
+    // same codes and a caller reads -20 and -11 alike from either.
     case PDF_RESULT_FILTER_LEFT: return ZUGF_CANNOT_DECODE;
     case PDF_RESULT_UNREADABLE: return ZUGF_INPUT_UNUSABLE;
     case PDF_RESULT_OUTPUT_FAILED: return ZUGF_EXTRACTION_FAILED;
     case PDF_RESULT_OUT_OF_MEMORY: return ZUGF_OUT_OF_MEMORY;
+    // Kept: an unnamed code at open is -10 (the input can't be used), where
+    // the same code during extraction is -11. Callers tell a bad file from a
+    // failed extraction by this difference; one shared table would lose it.
     default: return ZUGF_INPUT_UNUSABLE;
   }
 }
@@ -34,9 +42,17 @@ PDF_Result ZUGF_Open_Document(const char* pdf_path, ZUGF_Context* context) {
   if (pdf_path[0] == '\0') return PDF_RESULT_UNREADABLE;
   context->input_file = fopen(pdf_path, "rb");
   if (context->input_file == nullptr) return PDF_RESULT_UNREADABLE;
-  PDF_Result result = PDF_Document_Create(&context->document, ZUGF_Alloc_Callback, nullptr, ZUGF_Free_Callback,
-                                          nullptr, ZUGF_Read_Callback, context->input_file, nullptr, nullptr, 3);
+  // The library reads the stream through blocks held in memory (the same
+  // bytes and counts as ZUGF_Read_Callback on the stream, without a seek and
+  // a read for every byte), and takes its memory from an arena that goes
+  // whole after the document.
+  context->input.stream = context->input_file;
+  PDF_Result result =
+      PDF_Document_Create(&context->document, ZUGF_Arena_Alloc_Callback, &context->arena, ZUGF_Arena_Free_Callback,
+                          &context->arena, ZUGF_Read_Input_Callback, &context->input, nullptr, nullptr, 3);
   if (result != PDF_RESULT_OK) {
+    ZUGF_Release_Arena(&context->arena);
+    ZUGF_Release_Input(&context->input);
     fclose(context->input_file);
     context->input_file = nullptr;
     return result;
@@ -59,6 +75,9 @@ PDF_Result ZUGF_Write_Invoice_File(const char* xml_path, ZUGF_Context* context) 
     free(block);
     return result;
   }
+  // Kept: the output is opened, and an existing file truncated, only now,
+  // after every check has passed; a write that fails later leaves the partial
+  // file on disk and nothing removes it.
   context->output_file = fopen(xml_path, "wb");
   if (context->output_file == nullptr) {
     free(block);
@@ -84,6 +103,9 @@ int32_t ZUGF_Process_File(const char* pdf_path, const char* xml_path) {
   if (library_result != PDF_RESULT_OK) {
     result = ZUGF_Map_Open_Result(library_result);
   } else if (PDF_Document_Get_Pdfa_Level(context.document, &part, &conformance, nullptr) != PDF_RESULT_OK) {
+    // Kept: any failure of the level query is -1, whatever its code, even
+    // -7; it never goes through the tables, so a caller sees "not PDF/A-3"
+    // and never -10, -11 or -12 from this step.
     result = ZUGF_NOT_PDFA3;
   } else {
     result = ZUGF_Identify_Invoice(&context, &part);
@@ -95,8 +117,17 @@ int32_t ZUGF_Process_File(const char* pdf_path, const char* xml_path) {
   }
 
   // The document goes first; the output is flushed and closed only after it.
-  // A failed release leaves both streams open and keeps the result.
-  if (context.document != nullptr && PDF_Document_Release(&context.document) != PDF_RESULT_OK) return result;
+  // Kept: a failed release returns at once and closes neither stream, so the
+  // input and the output (unflushed) stay open until the process ends; the
+  // result already decided is returned unchanged. Closing them here would
+  // touch streams the half-released handle may still read through. The
+  // document's memory and the input blocks, which are no streams, go all the
+  // same: nothing reaches the handle after this call.
+  context.arena.closing = 1;  // the arena goes next, with everything in it
+  bool released = context.document == nullptr || PDF_Document_Release(&context.document) == PDF_RESULT_OK;
+  ZUGF_Release_Arena(&context.arena);
+  ZUGF_Release_Input(&context.input);
+  if (!released) return result;
   if (context.input_file != nullptr) {
     fclose(context.input_file);
     context.input_file = nullptr;

@@ -7,6 +7,7 @@
 #include <cstdio>
 
 #include "document/pdf_document.h"
+#include "front/zugf_callbacks.h"
 #include "runtime/pdf_result.h"
 
 // Exported results.
@@ -26,6 +27,8 @@ struct ZUGF_Context {
   FILE* output_file;
   PDF_Document* document;
   uint32_t invoice_object_id;  // 0: not found
+  ZUGF_Input input;            // the library's reads of input_file, served from memory
+  ZUGF_Arena arena;            // the document's memory
 };
 
 int32_t ZUGF_Process_File(const char* pdf_path, const char* xml_path);

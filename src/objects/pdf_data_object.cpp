@@ -241,46 +241,75 @@ uint64_t PDF_Data_Object_Read(PDF_Data_Object** out_object, PDF_File* file, PDF_
   *out_object = nullptr;
   if (file == nullptr || reader == nullptr) return 0;
 
-  PDF_Array* array = nullptr;
-  uint64_t count = PDF_Array_Read(&array, file, reader, position);
-  if (count != 0) return Wrap(out_object, file, PDF_Data_Type_Array, array, count);
+  // Every reader begins at the first byte that is neither white space nor
+  // part of a comment (the string reader passes white space alone, and so
+  // fails where a comment stands first). A reader that can't accept that
+  // byte would give 0 without building anything, so it is not asked; the
+  // others are asked in the fixed order, and the first that accepts decides.
+  uint8_t first = 0;
+  if (PDF_Read_Data_Skip_Space(reader, position, &first) == 0) return 0;
+  const bool digit = first >= '0' && first <= '9';
+  uint64_t count = 0;
 
-  PDF_Stream* stream = nullptr;
-  PDF_Dictionary* dictionary = nullptr;
-  count = PDF_Stream_Read(&stream, &dictionary, file, reader, position);
-  if (count != 0) {
-    // The count is passed on as the stream reader gave it.
-    if (stream != nullptr) return Wrap(out_object, file, PDF_Data_Type_Stream, stream, count);
-    if (dictionary != nullptr) return Wrap(out_object, file, PDF_Data_Type_Dictionary, dictionary, count);
-    return 0;
+  if (first == '[') {
+    PDF_Array* array = nullptr;
+    count = PDF_Array_Read(&array, file, reader, position);
+    if (count != 0) return Wrap(out_object, file, PDF_Data_Type_Array, array, count);
   }
 
-  PDF_Object_Reference* reference = nullptr;
-  count = PDF_Object_Reference_Read(&reference, file, reader, position);
-  if (count != 0) {
-    // Object number 0: the three tokens read as one null.
-    if (reference == nullptr) return Wrap(out_object, file, PDF_Data_Type_Null, nullptr, count);
-    return Wrap(out_object, file, PDF_Data_Type_Reference, reference, count);
+  if (first == '<') {
+    PDF_Stream* stream = nullptr;
+    PDF_Dictionary* dictionary = nullptr;
+    count = PDF_Stream_Read(&stream, &dictionary, file, reader, position);
+    if (count != 0) {
+      // Kept: the count is passed on as the stream reader gave it; for a
+      // stream it ends behind the line end after the keyword, before the
+      // data, which callers pass over by the stream's length alone.
+      if (stream != nullptr) return Wrap(out_object, file, PDF_Data_Type_Stream, stream, count);
+      if (dictionary != nullptr) return Wrap(out_object, file, PDF_Data_Type_Dictionary, dictionary, count);
+      return 0;
+    }
   }
 
-  PDF_Number* number = nullptr;
-  count = PDF_Number_Read(&number, file, reader, position);
-  if (count != 0) return Wrap(out_object, file, PDF_Data_Type_Number, number, count);
+  if (digit || first == '-') {
+    PDF_Object_Reference* reference = nullptr;
+    count = PDF_Object_Reference_Read(&reference, file, reader, position);
+    if (count != 0) {
+      // Kept: object number 0 makes the three tokens one null ("0 0 R"), so
+      // that a dictionary drops the key and an array holds a null.
+      if (reference == nullptr) return Wrap(out_object, file, PDF_Data_Type_Null, nullptr, count);
+      return Wrap(out_object, file, PDF_Data_Type_Reference, reference, count);
+    }
+  }
 
-  count = PDF_Null_Read(reader, position);
-  if (count != 0) return Wrap(out_object, file, PDF_Data_Type_Null, nullptr, count);
+  if (digit || first == '-' || first == '+' || first == '.') {
+    PDF_Number* number = nullptr;
+    count = PDF_Number_Read(&number, file, reader, position);
+    if (count != 0) return Wrap(out_object, file, PDF_Data_Type_Number, number, count);
+  }
 
-  PDF_Boolean* boolean = nullptr;
-  count = PDF_Boolean_Read(&boolean, file, reader, position);
-  if (count != 0) return Wrap(out_object, file, PDF_Data_Type_Boolean, boolean, count);
+  if (first == 'n') {
+    count = PDF_Null_Read(reader, position);
+    if (count != 0) return Wrap(out_object, file, PDF_Data_Type_Null, nullptr, count);
+  }
 
-  PDF_Name* name = nullptr;
-  count = PDF_Name_Read(&name, file, reader, position);
-  if (count != 0) return Wrap(out_object, file, PDF_Data_Type_Name, name, count);
+  if (first == 't' || first == 'f') {
+    PDF_Boolean* boolean = nullptr;
+    count = PDF_Boolean_Read(&boolean, file, reader, position);
+    if (count != 0) return Wrap(out_object, file, PDF_Data_Type_Boolean, boolean, count);
+  }
 
-  PDF_String* string = nullptr;
-  count = PDF_String_Read(&string, file, reader, position);
-  if (count != 0) return Wrap(out_object, file, PDF_Data_Type_String, string, count);
+  if (first == '/') {
+    PDF_Name* name = nullptr;
+    count = PDF_Name_Read(&name, file, reader, position);
+    if (count != 0) return Wrap(out_object, file, PDF_Data_Type_Name, name, count);
+  }
+
+  if (first == '(' || first == '<') {
+    PDF_String* string = nullptr;
+    count = PDF_String_Read(&string, file, reader, position);
+    if (count != 0) return Wrap(out_object, file, PDF_Data_Type_String, string, count);
+  }
 
   return 0;
 }

@@ -1,5 +1,7 @@
 #include "reader/pdf_object_stream.h"
 
+#include <cstdlib>
+
 #include "filters/pdf_stream.h"
 #include "filters/pdf_stream_decode.h"
 #include "objects/pdf_number.h"
@@ -30,6 +32,101 @@ bool Read_Pair(const uint8_t* data, uint64_t length, uint64_t* at, int32_t* numb
   return true;
 }
 
+uint32_t Slot_Of(const PDF_Object* container, uint32_t capacity) {
+  uint64_t key = reinterpret_cast<uintptr_t>(container);
+  key ^= key >> 17;
+  key *= 0x9E3779B97F4A7C15ull;
+  return static_cast<uint32_t>(key >> 40) & (capacity - 1);
+}
+
+// The cache's record for the container with its present stream and data,
+// made or renewed as needed; null when the memory can't be had.
+PDF_Object_Stream_Pairs* Pairs_Of(PDF_File* file, const PDF_Object* container, const void* stream,
+                                  const uint8_t* data, uint64_t length) {
+  PDF_Object_Stream_Cache* cache = file->object_streams;
+  if (cache == nullptr) {
+    cache = static_cast<PDF_Object_Stream_Cache*>(calloc(1, sizeof(PDF_Object_Stream_Cache)));
+    if (cache == nullptr) return nullptr;
+    file->object_streams = cache;
+  }
+  if (2 * (cache->count + 1) > cache->capacity) {
+    // Grown to keep at most half of the slots in use.
+    uint32_t capacity = cache->capacity == 0 ? 16 : cache->capacity * 2;
+    PDF_Object_Stream_Pairs** slots =
+        static_cast<PDF_Object_Stream_Pairs**>(calloc(capacity, sizeof(PDF_Object_Stream_Pairs*)));
+    if (slots == nullptr) return nullptr;
+    for (uint32_t i = 0; i < cache->capacity; ++i) {
+      PDF_Object_Stream_Pairs* record = cache->slots[i];
+      if (record == nullptr) continue;
+      uint32_t slot = Slot_Of(record->container, capacity);
+      while (slots[slot] != nullptr) slot = (slot + 1) & (capacity - 1);
+      slots[slot] = record;
+    }
+    free(cache->slots);
+    cache->slots = slots;
+    cache->capacity = capacity;
+  }
+  uint32_t slot = Slot_Of(container, cache->capacity);
+  while (cache->slots[slot] != nullptr && cache->slots[slot]->container != container) {
+    slot = (slot + 1) & (cache->capacity - 1);
+  }
+  PDF_Object_Stream_Pairs* record = cache->slots[slot];
+  if (record == nullptr) {
+    record = static_cast<PDF_Object_Stream_Pairs*>(calloc(1, sizeof(PDF_Object_Stream_Pairs)));
+    if (record == nullptr) return nullptr;
+    record->container = container;
+    cache->slots[slot] = record;
+    cache->count += 1;
+  }
+  if (record->stream != stream || record->data != data || record->length != length) {
+    // Another stream or other bytes: the pairs are read again from the start.
+    record->stream = stream;
+    record->data = data;
+    record->length = length;
+    record->at = 0;
+    record->read = 0;
+    record->failed = 0;
+  }
+  return record;
+}
+
+// Reads pairs in order until the one at index is held or one fails; true
+// when the pair at index is held.
+bool Pair_Read_Through(PDF_Object_Stream_Pairs* record, uint64_t index) {
+  while (record->read <= index && !record->failed) {
+    if (record->read == record->capacity) {
+      uint32_t capacity = record->capacity < 64 ? 64 : record->capacity * 2;
+      void* grown = realloc(record->values, sizeof(int32_t) * 2 * static_cast<uint64_t>(capacity));
+      if (grown == nullptr) return false;
+      record->values = static_cast<int32_t*>(grown);
+      record->capacity = capacity;
+    }
+    int32_t number = 0;
+    int32_t offset = 0;
+    if (!Read_Pair(record->data, record->length, &record->at, &number, &offset)) {
+      record->failed = 1;
+      break;
+    }
+    record->values[2 * record->read] = number;
+    record->values[2 * record->read + 1] = offset;
+    record->read += 1;
+  }
+  return index < record->read;
+}
+
+// The pair at index through the cache: 1 read, 0 not readable, -1 the cache
+// can't serve it (no memory), so that the caller reads the pairs itself.
+int Cached_Pair(PDF_Object_Stream_Pairs* record, uint64_t index, int32_t* number, int32_t* offset) {
+  if (record == nullptr || index >= 0x40000000u) return -1;
+  if (!Pair_Read_Through(record, index)) {
+    if (record->failed && record->read <= index) return 0;
+    return -1;
+  }
+  *number = record->values[2 * index];
+  *offset = record->values[2 * index + 1];
+  return 1;
+}
+
 PDF_Result Load_From_Container(PDF_Xref_Entry* entry, PDF_File* file) {
   PDF_Object* container = PDF_Body_Find_Object(file->xref_table, entry->container, 0);
   if (container == nullptr) return PDF_RESULT_OBJECT_MISSING;
@@ -56,11 +153,15 @@ PDF_Result Load_From_Container(PDF_Xref_Entry* entry, PDF_File* file) {
   if (data == nullptr) return PDF_RESULT_OBJECT_UNREADABLE;
   const uint64_t length = PDF_Stream_Get_Length(stream);
 
-  // The pairs are read from the start up to the entry's own.
+  // The pairs are read from the start up to the entry's own; the cache keeps
+  // them for the container's other members.
+  PDF_Object_Stream_Pairs* pairs = Pairs_Of(file, container, stream, data, length);
   uint64_t at = 0;
   int32_t number = 0;
   int32_t offset = 0;
-  for (uint64_t i = 0; i <= entry->offset; ++i) {
+  int cached = Cached_Pair(pairs, entry->offset, &number, &offset);
+  if (cached == 0) return PDF_RESULT_OBJECT_UNREADABLE;
+  for (uint64_t i = 0; cached < 0 && i <= entry->offset; ++i) {
     if (!Read_Pair(data, length, &at, &number, &offset)) return PDF_RESULT_OBJECT_UNREADABLE;
   }
   if (file->tolerance_level == 0 && number != PDF_Object_Get_Number(entry->object)) {
@@ -74,7 +175,16 @@ PDF_Result Load_From_Container(PDF_Xref_Entry* entry, PDF_File* file) {
   if (entry->offset + 1 < static_cast<uint64_t>(count)) {
     int32_t next_number = 0;
     int32_t next_offset = 0;
-    if (!Read_Pair(data, length, &at, &next_number, &next_offset)) return PDF_RESULT_OBJECT_UNREADABLE;
+    int next = cached < 0 ? -1 : Cached_Pair(pairs, entry->offset + 1, &next_number, &next_offset);
+    if (next == 0) return PDF_RESULT_OBJECT_UNREADABLE;
+    if (next < 0) {
+      // Read on from where the walk to the entry's own pair ended.
+      if (cached >= 0) {
+        at = 0;
+        for (uint64_t i = 0; i <= entry->offset; ++i) Read_Pair(data, length, &at, &next_number, &next_offset);
+      }
+      if (!Read_Pair(data, length, &at, &next_number, &next_offset)) return PDF_RESULT_OBJECT_UNREADABLE;
+    }
     const int64_t end = first + next_offset;
     if (end < 0 || static_cast<uint64_t>(end) > length || next_offset < offset) {
       return PDF_RESULT_OBJECT_UNREADABLE;
@@ -103,6 +213,38 @@ PDF_Result PDF_Xref_Entry_Load_Compressed(PDF_Xref_Entry* entry) {
   entry->container = 0;
   entry->type = 'n';
   return PDF_RESULT_OK;
+}
+
+void PDF_Object_Stream_Cache_Delete(PDF_File* file) {
+  if (file == nullptr || file->object_streams == nullptr) return;
+  PDF_Object_Stream_Cache* cache = file->object_streams;
+  for (uint32_t i = 0; i < cache->capacity; ++i) {
+    if (cache->slots[i] == nullptr) continue;
+    free(cache->slots[i]->values);
+    free(cache->slots[i]);
+  }
+  free(cache->slots);
+  free(cache);
+  file->object_streams = nullptr;
+}
+
+void PDF_Object_Stream_Cache_Forget(PDF_File* file, const PDF_Object* container) {
+  if (file == nullptr || file->object_streams == nullptr || container == nullptr) return;
+  PDF_Object_Stream_Cache* cache = file->object_streams;
+  uint32_t slot = Slot_Of(container, cache->capacity);
+  while (cache->slots[slot] != nullptr && cache->slots[slot]->container != container) {
+    slot = (slot + 1) & (cache->capacity - 1);
+  }
+  PDF_Object_Stream_Pairs* record = cache->slots[slot];
+  if (record == nullptr) return;
+  // The record stays in its slot, emptied, so that the probe chains through
+  // it stay whole; it matches no stream from now on.
+  record->stream = nullptr;
+  record->data = nullptr;
+  record->length = 0;
+  record->read = 0;
+  record->at = 0;
+  record->failed = 0;
 }
 
 uint64_t PDF_Text_Read_Integer(const uint8_t* bytes, uint64_t length, int32_t* out_value) {

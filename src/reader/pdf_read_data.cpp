@@ -51,6 +51,10 @@ uint64_t PDF_Read_Data_Read_Memory(void* buffer, uint32_t mode, uint64_t positio
   const PDF_Memory_Source* source = static_cast<const PDF_Memory_Source*>(context);
   if (source == nullptr || buffer == nullptr || mode != PDF_READ_MODE_ABSOLUTE || (position >> 32) != 0) return 0;
   if (position >= source->size) return 0;
+  if (count == 1) {
+    *static_cast<uint8_t*>(buffer) = source->bytes[position];
+    return 1;
+  }
   uint64_t available = source->size - position;
   uint64_t n = count < available ? count : available;
   memcpy(buffer, source->bytes + position, n);

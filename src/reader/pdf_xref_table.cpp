@@ -1,5 +1,8 @@
 #include "reader/pdf_xref_table.h"
 
+#include <algorithm>
+#include <cstdlib>
+
 #include "reader/pdf_object_stream.h"
 
 static uint32_t Section_First(const PDF_Xref_Section* section) {
@@ -9,6 +12,169 @@ static uint32_t Section_First(const PDF_Xref_Section* section) {
 static uint32_t Section_Count(const PDF_Xref_Section* section) {
   return static_cast<uint32_t>(PDF_Number_Get_Long(section->count));
 }
+
+// ---------------------------------------------------------------------------
+// Lookup aids (see the header). Their memory is the C runtime's.
+
+static void Section_Index_Free(PDF_Xref_Section* section) {
+  if (section->index == nullptr) return;
+  free(section->index->entries);
+  free(section->index);
+  section->index = nullptr;
+}
+
+// The section's entries by position, up to date with its list, or null when
+// the memory can't be had.
+static PDF_Xref_Section_Index* Section_Index(PDF_Xref_Section* section) {
+  const uint32_t first = Section_First(section);
+  const uint32_t count = Section_Count(section);
+  PDF_Xref_Section_Index* index = section->index;
+  if (index == nullptr) {
+    index = static_cast<PDF_Xref_Section_Index*>(calloc(1, sizeof(PDF_Xref_Section_Index)));
+    if (index == nullptr) return nullptr;
+    section->index = index;
+  }
+  if (index->head == section->head && index->tail == section->tail && index->first == first &&
+      index->count == count) {
+    return index;
+  }
+  // Entries added at the tail leave the ones held where they were; any other
+  // change takes the list again from its head.
+  bool appended = index->head == section->head && index->first == first && count >= index->count;
+  if (!appended) index->length = 0;
+  PDF_Xref_Entry* entry = index->length == 0 ? section->head : index->entries[index->length - 1]->next;
+  for (; entry != nullptr && index->length < count; entry = entry->next) {
+    if (index->length == index->capacity) {
+      uint32_t capacity = index->capacity < 16 ? 16 : index->capacity;
+      capacity = capacity > count / 2 ? count : capacity * 2;
+      void* grown = realloc(index->entries, sizeof(PDF_Xref_Entry*) * capacity);
+      if (grown == nullptr) {
+        Section_Index_Free(section);
+        return nullptr;
+      }
+      index->entries = static_cast<PDF_Xref_Entry**>(grown);
+      index->capacity = capacity;
+    }
+    index->entries[index->length++] = entry;
+  }
+  index->first = first;
+  index->count = count;
+  index->head = section->head;
+  index->tail = section->tail;
+  return index;
+}
+
+static void Table_Index_Invalidate(PDF_Xref_Table* table) {
+  if (table->index != nullptr) table->index->valid = 0;
+}
+
+static void Table_Index_Free(PDF_Xref_Table* table) {
+  if (table->index == nullptr) return;
+  free(table->index->ranges);
+  free(table->index);
+  table->index = nullptr;
+}
+
+namespace {
+
+// Where a section's numbers begin (+1) or end (-1); which is its place in
+// the table.
+struct Range_Event {
+  uint64_t position;
+  int32_t delta;
+  uint32_t which;
+};
+
+bool Append_Range(PDF_Xref_Table_Index* index, uint64_t first, uint64_t end, PDF_Xref_Section* section) {
+  if (index->count != 0) {
+    PDF_Xref_Range* last = &index->ranges[index->count - 1];
+    if (last->end == first && last->section == section) {
+      last->end = end;
+      return true;
+    }
+  }
+  if (index->count == index->capacity) {
+    uint32_t capacity = index->capacity < 16 ? 16 : index->capacity * 2;
+    void* grown = realloc(index->ranges, sizeof(PDF_Xref_Range) * capacity);
+    if (grown == nullptr) return false;
+    index->ranges = static_cast<PDF_Xref_Range*>(grown);
+    index->capacity = capacity;
+  }
+  index->ranges[index->count++] = PDF_Xref_Range{first, end, section};
+  return true;
+}
+
+// Sweeps the sections' ranges into disjoint runs of numbers, each with the
+// one section that covers it, or none where several do.
+bool Build_Ranges(PDF_Xref_Table* table, PDF_Xref_Table_Index* index) {
+  uint32_t sections = 0;
+  for (PDF_Xref_Section* section = table->first_section; section != nullptr; section = section->next) sections += 1;
+  PDF_Xref_Section** order = static_cast<PDF_Xref_Section**>(malloc(sizeof(PDF_Xref_Section*) * (sections + 1)));
+  Range_Event* events = static_cast<Range_Event*>(malloc(sizeof(Range_Event) * (2 * sections + 1)));
+  bool built = order != nullptr && events != nullptr;
+  uint32_t event_count = 0;
+  if (built) {
+    uint32_t which = 0;
+    for (PDF_Xref_Section* section = table->first_section; section != nullptr; section = section->next, ++which) {
+      order[which] = section;
+      uint64_t first = Section_First(section);
+      uint64_t count = Section_Count(section);
+      if (count == 0) continue;
+      events[event_count++] = Range_Event{first, 1, which};
+      events[event_count++] = Range_Event{first + count, -1, which};
+    }
+    std::sort(events, events + event_count,
+              [](const Range_Event& a, const Range_Event& b) { return a.position < b.position; });
+  }
+  index->count = 0;
+  uint32_t active = 0;
+  uint64_t active_sum = 0;  // with one section active, its place
+  for (uint32_t at = 0; built && at < event_count;) {
+    uint64_t position = events[at].position;
+    for (; at < event_count && events[at].position == position; ++at) {
+      active += events[at].delta;
+      active_sum += events[at].delta > 0 ? events[at].which : -static_cast<uint64_t>(events[at].which);
+    }
+    if (active == 0 || at == event_count) continue;
+    PDF_Xref_Section* owner = active == 1 ? order[active_sum] : nullptr;
+    built = Append_Range(index, position, events[at].position, owner);
+  }
+  free(order);
+  free(events);
+  return built;
+}
+
+}  // namespace
+
+// The table's ranges, built when a change has made them stale, or null when
+// the memory can't be had.
+static PDF_Xref_Table_Index* Table_Index(PDF_Xref_Table* table) {
+  if (table->index != nullptr && table->index->valid) return table->index;
+  if (table->index == nullptr) {
+    table->index = static_cast<PDF_Xref_Table_Index*>(calloc(1, sizeof(PDF_Xref_Table_Index)));
+    if (table->index == nullptr) return nullptr;
+  }
+  if (!Build_Ranges(table, table->index)) {
+    Table_Index_Free(table);
+    return nullptr;
+  }
+  table->index->valid = 1;
+  return table->index;
+}
+
+// The run of numbers that holds number, or null when no section covers it.
+static const PDF_Xref_Range* Find_Range(const PDF_Xref_Table_Index* index, uint32_t number) {
+  const PDF_Xref_Range* begin = index->ranges;
+  const PDF_Xref_Range* end = index->ranges + index->count;
+  const PDF_Xref_Range* after =
+      std::upper_bound(begin, end, static_cast<uint64_t>(number),
+                       [](uint64_t value, const PDF_Xref_Range& range) { return value < range.first; });
+  if (after == begin) return nullptr;
+  const PDF_Xref_Range* range = after - 1;
+  return number < range->end ? range : nullptr;
+}
+
+// ---------------------------------------------------------------------------
 
 PDF_Result PDF_Xref_Entry_Create(PDF_Xref_Entry** out_entry, PDF_File* file, PDF_Object* object, uint64_t offset,
                                uint16_t generation, uint8_t type) {
@@ -37,6 +203,7 @@ PDF_Result PDF_Xref_Section_Delete(PDF_Xref_Section** holder, PDF_File* file) {
     }
     PDF_Memory_Free(file->memory, &entry);
   }
+  Section_Index_Free(section);
   if (section->first_number != nullptr) PDF_Number_Delete(&section->first_number, file);
   if (section->count != nullptr) PDF_Number_Delete(&section->count, file);
   PDF_Memory_Free(file->memory, holder);
@@ -60,6 +227,7 @@ static PDF_Result Section_Create(PDF_Xref_Section** out_section, PDF_File* file,
 // Links a section in ascending order of first number, behind sections of an
 // equal first number.
 void PDF_Xref_Table_Insert_Section(PDF_Xref_Table* table, PDF_Xref_Section* section) {
+  Table_Index_Invalidate(table);
   uint32_t first = Section_First(section);
   PDF_Xref_Section* before = table->first_section;
   while (before != nullptr && Section_First(before) <= first) before = before->next;
@@ -103,6 +271,7 @@ PDF_Result PDF_Xref_Table_Delete(PDF_Xref_Table** holder, PDF_File* file) {
     PDF_Result result = PDF_Xref_Section_Delete(&section, file);
     if (first == PDF_RESULT_OK) first = result;
   }
+  Table_Index_Free(table);
   PDF_Memory_Free(file->memory, holder);
   return first;
 }
@@ -111,6 +280,8 @@ PDF_Result PDF_Xref_Table_Delete(PDF_Xref_Table** holder, PDF_File* file) {
 static PDF_Xref_Entry* Section_Entry(PDF_Xref_Section* section, uint32_t number) {
   uint32_t first = Section_First(section);
   if (number < first || number - first >= Section_Count(section)) return nullptr;
+  const PDF_Xref_Section_Index* index = Section_Index(section);
+  if (index != nullptr) return number - first < index->length ? index->entries[number - first] : nullptr;
   PDF_Xref_Entry* entry = section->head;
   for (uint32_t i = first; i < number && entry != nullptr; ++i) entry = entry->next;
   return entry;
@@ -129,6 +300,7 @@ static PDF_Result Add_Numbered(PDF_Xref_Table* table, PDF_File* file, PDF_Object
   PDF_Xref_Entry* entry = nullptr;
   PDF_Result result = PDF_Xref_Entry_Create(&entry, file, object, offset, generation, type);
   if (result != PDF_RESULT_OK) return result;
+  Table_Index_Invalidate(table);
   for (PDF_Xref_Section* section = table->first_section; section != nullptr; section = section->next) {
     uint32_t first = Section_First(section);
     uint32_t count = Section_Count(section);
@@ -199,12 +371,24 @@ PDF_Object* PDF_Xref_Table_Get_Object(PDF_Xref_Table* table, uint32_t number, ui
     }
     return nullptr;
   }
-  for (PDF_Xref_Section* section = table->first_section; section != nullptr; section = section->next) {
+  // The first section in table order that has a usable entry for the number
+  // answers. Where the ranges show a single section covering the number, that
+  // section is the only one the walk could stop at.
+  PDF_Xref_Section* only = nullptr;
+  const PDF_Xref_Table_Index* index = Table_Index(table);
+  if (index != nullptr) {
+    const PDF_Xref_Range* range = Find_Range(index, number);
+    if (range == nullptr) return nullptr;
+    only = range->section;
+  }
+  for (PDF_Xref_Section* section = only != nullptr ? only : table->first_section; section != nullptr;
+       section = only != nullptr ? nullptr : section->next) {
     PDF_Xref_Entry* entry = Section_Entry(section, number);
     if (entry == nullptr || entry->type == 'f' || entry->object == nullptr) continue;
     if (entry->object == section->hidden_object) continue;
-    // A compressed object is parsed out of its object stream first; when that
-    // fails the lookup finds nothing.
+    // Kept: a compressed object is parsed out of its object stream first;
+    // when that fails the lookup finds nothing, and no later section is
+    // asked (the index must answer the same, so it stops here as well).
     if (entry->type == 'c' && PDF_Xref_Entry_Load_Compressed(entry) != PDF_RESULT_OK) return nullptr;
     table->last_hit_section = section;
     return entry->object;
@@ -214,6 +398,9 @@ PDF_Object* PDF_Xref_Table_Get_Object(PDF_Xref_Table* table, uint32_t number, ui
 
 bool PDF_Xref_Table_Has_Number(const PDF_Xref_Table* table, uint32_t number) {
   if (table == nullptr) return false;
+  // Ranges that are up to date answer at once; stale ones are not rebuilt
+  // here, since readers ask between additions.
+  if (table->index != nullptr && table->index->valid) return Find_Range(table->index, number) != nullptr;
   for (const PDF_Xref_Section* section = table->first_section; section != nullptr; section = section->next) {
     uint32_t first = Section_First(section);
     if (number >= first && number - first < Section_Count(section)) return true;
@@ -231,6 +418,7 @@ PDF_Result PDF_Xref_Table_Remove_Object(PDF_Xref_Table* table, PDF_File* file, P
       entry->object = nullptr;
       entry->type = 'f';
       if (section->hidden_object == object) section->hidden_object = nullptr;
+      PDF_Object_Stream_Cache_Forget(file, object);
       return PDF_Object_Delete(&object, file, delete_mode);
     }
   }

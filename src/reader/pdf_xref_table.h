@@ -23,6 +23,9 @@ struct PDF_Xref_Entry {
   PDF_Xref_Entry* next;
 };
 
+struct PDF_Xref_Section_Index;
+struct PDF_Xref_Table_Index;
+
 struct PDF_Xref_Section {
   PDF_Number* first_number;  // owned
   PDF_Number* count;         // owned
@@ -32,12 +35,51 @@ struct PDF_Xref_Section {
   PDF_Xref_Section* previous;
   PDF_Xref_Section* next;
   PDF_Object* hidden_object;  // stepped over by number lookup; null while reading
+  PDF_Xref_Section_Index* index;  // the entries by position, for lookups; owned, may be null
 };
 
 struct PDF_Xref_Table {
   PDF_Xref_Section* first_section;
   PDF_Xref_Section* last_section;
   PDF_Xref_Section* last_hit_section;  // last section that answered a lookup
+  PDF_Xref_Table_Index* index;         // which section covers which numbers; owned, may be null
+};
+
+// Lookup aids. A lookup by number used to walk every section and, inside the
+// section that covers the number, every entry from the head; with these it
+// finds the section by a binary search and the entry by its position. They
+// are caches: built on first use, brought up to date after each change that
+// goes through the operations below, and never needed for an answer. Their
+// memory comes from the C runtime and not from the document's allocator, so
+// that the allocations the library makes, and what a failed one does, stay as
+// they were; where that memory can't be had, lookups walk the table.
+//
+// The entries of a section by position, taken when the section had the
+// first number, count, head and tail recorded here.
+struct PDF_Xref_Section_Index {
+  uint32_t first;
+  uint32_t count;
+  PDF_Xref_Entry* head;
+  PDF_Xref_Entry* tail;
+  uint32_t length;           // entries held: the list's length, at most count
+  uint32_t capacity;
+  PDF_Xref_Entry** entries;  // entries[i] is the (i+1)th entry from the head
+};
+
+// Numbers first to end - 1 lie in exactly the one section given, or, with a
+// null section, in more than one (overlapping subsections, or an entry added
+// over a free one), where a lookup walks the sections in table order.
+struct PDF_Xref_Range {
+  uint64_t first;
+  uint64_t end;
+  PDF_Xref_Section* section;
+};
+
+struct PDF_Xref_Table_Index {
+  uint8_t valid;  // cleared by every change of the table's sections
+  uint32_t count;
+  uint32_t capacity;
+  PDF_Xref_Range* ranges;  // ascending, disjoint; numbers in none lie in no section
 };
 
 struct PDF_Trailer {

@@ -18,15 +18,24 @@ PDF_Result PDF_Memory_Create(PDF_Memory** out_memory, PDF_Alloc_Callback alloc, 
 }
 
 void* PDF_Memory_Alloc(PDF_Memory* memory, uint64_t size) {
+  // Kept: a request for 0 bytes gives null without calling the callback, so
+  // every length taken from a file must treat an empty payload apart (an
+  // empty Flate stream fails as out of memory because of it).
   if (memory == nullptr || memory->alloc == nullptr || size == 0) return nullptr;
   return memory->alloc(size, memory->alloc_data);
 }
 
 PDF_Result PDF_Memory_Free(PDF_Memory* memory, void** holder) {
+  // Kept: -8 rather than the -500 of every other operation: a release of
+  // nothing is a condition of its own, which callers that guard their
+  // pointers never see, and the callback is not reached.
   if (memory == nullptr || memory->free == nullptr || holder == nullptr || *holder == nullptr) {
     return PDF_RESULT_NOTHING_TO_FREE;
   }
   PDF_Result result = memory->free(*holder, memory->free_data);
+  // Kept: the holder is cleared whatever the callback answered, so no freed
+  // pointer stays behind; a block whose release failed is then held by
+  // nobody.
   *holder = nullptr;
   return result;
 }

@@ -9,7 +9,8 @@ PDF_Result PDF_Message_Create(PDF_Message** out_message, PDF_Memory* memory, PDF
   PDF_Message* message = static_cast<PDF_Message*>(PDF_Memory_Alloc(memory, sizeof(PDF_Message)));
   if (message == nullptr) {
     *out_message = nullptr;
-    // There is no object to format in, so the callback hears it directly.
+    // Kept: there is no object to format in, so the callback hears it
+    // directly, with this text exactly (no line end), -7 and level 91.
     callback("Unable to create message object", PDF_RESULT_OUT_OF_MEMORY, PDF_LEVEL_RESOURCE, user_data);
     return PDF_RESULT_OUT_OF_MEMORY;
   }

@@ -1,6 +1,8 @@
 // Result codes of the PDF library. Every operation ends with one signed 32-bit
-// code: 0 is success, failures are negative. The values are fixed; gaps in the
-// numbering are deliberate and never reused.
+// code: 0 is success, failures are negative.
+// Kept: the values are fixed and the gaps in the numbering stay: a code keeps
+// its value and an unused value is never given to a new meaning, since
+// callers and logs compare the numbers themselves.
 #ifndef INVOICE_EXTRACT_PDF_RESULT_H
 #define INVOICE_EXTRACT_PDF_RESULT_H
 

@@ -2,9 +2,10 @@
 
 namespace {
 
-// Windows-1252: only the differences from Latin-1, in 0x80 to 0x9F. The five
-// positions that Windows-1252 leaves undefined (0x81, 0x8D, 0x8F, 0x90, 0x9D)
-// are 0, so those bytes become the C1 control of the same number.
+// Windows-1252: only the differences from Latin-1, in 0x80 to 0x9F.
+// Kept: the five positions that Windows-1252 leaves undefined (0x81, 0x8D,
+// 0x8F, 0x90, 0x9D) are 0, so those bytes become the C1 control of the same
+// number rather than an error or a replacement character.
 constexpr uint32_t win_ansi_table[256] = {
     // 0x00 - 0x7F: the byte itself
     0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0,
@@ -21,9 +22,11 @@ constexpr uint32_t win_ansi_table[256] = {
 };
 
 // PDFDocEncoding: only the differences from Latin-1, in 0x18 to 0x1F and
-// 0x80 to 0xA0. Three places differ from the published table on purpose:
-// 0x8A is a hyphen-minus rather than U+2212, and 0x9C, 0x9E and 0x9F are 0 so
-// that they fall through to the Windows-1252 table (U+0153, U+017E, U+0178).
+// 0x80 to 0xA0.
+// Kept: four places differ from the published table: 0x8A is a hyphen-minus
+// rather than U+2212, and 0x9C, 0x9E and 0x9F are 0 so that they fall through
+// to the Windows-1252 table (U+0153, U+017E, U+0178). Names and texts read
+// from files convert to exactly these characters.
 constexpr uint32_t pdf_doc_table[256] = {
     // 0x00 - 0x17: the byte itself
     0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0,
@@ -69,8 +72,9 @@ uint32_t Significant_Bits(uint32_t value) {
 }
 
 // Reads one UTF-8 character at *position and moves past it. single tells a
-// byte below 0x80 from a decoded sequence. Overlong forms and values above
-// U+10FFFF that fit in 21 bits are accepted.
+// byte below 0x80 from a decoded sequence.
+// Kept: overlong forms and values above U+10FFFF that fit in 21 bits are
+// accepted; only more than 21 bits is refused.
 PDF_Result Read_UTF8_Char(const uint8_t* input, uint64_t length, uint64_t* position, uint32_t* code,
                           bool* single) {
   uint8_t lead = input[*position];
@@ -106,10 +110,14 @@ bool Read_Source_Unit(const uint8_t* input, uint64_t length, PDF_Text_Encoding e
   if (encoding == PDF_TEXT_UTF16) {
     uint32_t first = Byte_At(input, length, at);
     uint32_t second = Byte_At(input, length, at + 1);
+    // Kept: an odd last byte is not dropped but makes a unit with the byte
+    // behind the input, which reads as 0.
     uint32_t unit = little_endian ? (second << 8) | first : (first << 8) | second;
     if (unit >= 0xD800 && unit <= 0xDBFF) {
       if (at + pair_room >= length) return false;
-      // The low unit is assembled in the byte order opposite to the text's.
+      // Kept: the low unit is assembled in the byte order opposite to the
+      // text's, and neither it nor the pair is checked, so a surrogate pair
+      // never gives the character it encodes.
       uint32_t third = Byte_At(input, length, at + 2);
       uint32_t fourth = Byte_At(input, length, at + 3);
       uint32_t low = little_endian ? (third << 8) | fourth : (fourth << 8) | third;
@@ -151,6 +159,9 @@ PDF_Result PDF_Text_From_UTF8(PDF_Memory* memory, const void* input, uint64_t le
   // First pass: the size and the form.
   bool is_wide = *wide != 0;
   uint64_t size = is_wide ? 2 : 0;
+  // Kept: the narrow form holds U+0020 to U+007E and U+00A1 to U+00FF only; a
+  // control character such as a tab or line feed, or any of U+0080 to
+  // U+00A0, makes the whole text wide.
   for (uint64_t position = 0; position < length;) {
     uint32_t code = 0;
     bool single = false;
@@ -209,8 +220,9 @@ PDF_Result PDF_Text_From_UTF8(PDF_Memory* memory, const void* input, uint64_t le
         text[written++] = static_cast<uint8_t>(code >> 8);
         text[written++] = static_cast<uint8_t>(code);
       } else {
-        // Not UTF-16: the first and third bytes are constants and the
-        // character can't be read back from these four bytes.
+        // Kept: not UTF-16. The first and third bytes are constants and the
+        // character can't be read back from these four bytes (U+1F600 is
+        // DB 3D DF 00); this is what the library writes for such characters.
         uint32_t high = (code >> 10) - 64;
         text[written++] = 0xDB;
         text[written++] = static_cast<uint8_t>(high);
@@ -246,6 +258,8 @@ PDF_Result PDF_Text_To_UTF8(PDF_Memory* memory, const void* input, uint64_t leng
 
   uint64_t start = 0;
   bool little_endian = false;
+  // Kept: a mark is looked for only in three bytes or more, so the two bytes
+  // FE FF alone are the character U+FEFF, and FF FE alone U+FFFE.
   if (encoding == PDF_TEXT_UTF16 && length >= 3) {
     if (bytes[0] == 0xFE && bytes[1] == 0xFF) {
       start = 2;
@@ -271,11 +285,12 @@ PDF_Result PDF_Text_To_UTF8(PDF_Memory* memory, const void* input, uint64_t leng
     return PDF_RESULT_OK;
   }
 
-  // Second pass. Its test before a pair wants only one byte behind the high
-  // unit, so a high surrogate in the last two bytes, where the first pass
-  // stopped, is combined here with two bytes from behind the input (read as
-  // 0) and gives one character more than was measured. The allocation keeps
-  // room for it.
+  // Second pass.
+  // Kept: its test before a pair wants only one byte behind the high unit,
+  // so a high surrogate in the last two bytes, where the first pass stopped,
+  // is combined here with two bytes from behind the input (read as 0) and
+  // gives one character more than was measured: the length written can
+  // exceed what measure_only answered. The allocation keeps room for it.
   uint64_t room = stopped ? size + 4 : size;
   char* text = static_cast<char*>(PDF_Memory_Alloc(memory, room + 1));
   if (text == nullptr) return PDF_RESULT_OUT_OF_MEMORY;
@@ -286,6 +301,8 @@ PDF_Result PDF_Text_To_UTF8(PDF_Memory* memory, const void* input, uint64_t leng
     if (!Read_Source_Unit(bytes, length, encoding, little_endian, 1, &position, &code)) break;
     uint32_t count = 0;
     uint32_t packed = PDF_UTF8_Encode_Code_Point(code, &count);
+    // Kept: a code point above U+10FFFF becomes a space, the one
+    // substitution here; nothing in this conversion is an error.
     if (count == 0) {
       packed = 0x20;
       count = 1;
@@ -324,6 +341,8 @@ PDF_Result PDF_Text_To_Hex(PDF_Memory* memory, const void* input, uint64_t lengt
   return PDF_RESULT_OK;
 }
 
+// Kept: surrogate code points are encoded as three bytes like any other, so
+// a lone surrogate read from UTF-16 comes out as such bytes.
 uint32_t PDF_UTF8_Encode_Code_Point(uint32_t code_point, uint32_t* out_count) {
   if (out_count == nullptr) return 0;
   if (code_point < 0x80) {

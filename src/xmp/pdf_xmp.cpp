@@ -32,27 +32,27 @@ void Assign_Xmp_String(std::string* target, XmpStringPtr source) {
   target->assign(xmp_string_cstr(source), xmp_string_len(source));
 }
 
-// Opens one initialisation of the toolkit. Only a failure that the toolkit
-// reports as an error counts; its plain answer is not used.
+// The toolkit is initialised once for the process, by the first record, and
+// never terminated: setting it up and tearing it down around every query
+// cost more than the query. Guarded by the process-wide mutex.
+bool toolkit_ready = false;
+
+// Makes sure that the toolkit is initialised. Only a failure that the toolkit
+// reports as an error counts; a plain false answer is not used, but the next
+// record tries again.
 bool Initialize_Toolkit() {
   bool ok = true;
   PDF_XMP_Lock();
-  try {
-    if (!xmp_init() && xmp_get_error() != 0) ok = false;
-  } catch (...) {
-    ok = false;
-  }
-  PDF_XMP_Unlock();
-  return ok;
-}
-
-bool Terminate_Toolkit() {
-  bool ok = true;
-  PDF_XMP_Lock();
-  try {
-    xmp_terminate();
-  } catch (...) {
-    ok = false;
+  if (!toolkit_ready) {
+    try {
+      if (xmp_init()) {
+        toolkit_ready = true;
+      } else if (xmp_get_error() != 0) {
+        ok = false;
+      }
+    } catch (...) {
+      ok = false;
+    }
   }
   PDF_XMP_Unlock();
   return ok;
@@ -90,9 +90,7 @@ PDF_Result PDF_XMP_Create(PDF_XMP** out_xmp, PDF_Memory* memory, const void* byt
 
   PDF_XMP* xmp = PDF_Memory_Alloc_Zeroed<PDF_XMP>(memory);
   if (xmp == nullptr) {
-    // Finds nothing to release, and so doesn't close the initialisation
-    // above: in this one path the toolkit stays initialised once too often.
-    PDF_XMP_Delete(&xmp, memory);
+    PDF_XMP_Delete(&xmp, memory);  // finds nothing to release
     return PDF_RESULT_OUT_OF_MEMORY;
   }
   xmp->memory = memory;
@@ -157,8 +155,7 @@ PDF_Result PDF_XMP_Delete(PDF_XMP** holder, PDF_Memory* memory) {
     xmp->text = nullptr;
   }
   if (xmp->date != nullptr) PDF_Memory_Free(memory, &xmp->date);
-  // A failed termination keeps the record.
-  if (!Terminate_Toolkit()) return PDF_RESULT_INVALID_ARGUMENT;
+  // The toolkit stays initialised for the next record.
   return PDF_Memory_Free(memory, holder);
 }
 
@@ -178,12 +175,16 @@ PDF_Pdfa_Flavour PDF_XMP_Get_Pdfa_Level(PDF_XMP* xmp, uint32_t* out_part, char* 
     return PDF_PDFA_UNKNOWN;
   }
 
-  // Outside the guard: an empty conformance makes at() throw
-  // std::out_of_range, which nothing in the library catches.
+  // Kept: outside the guard, so that an empty conformance makes at() throw
+  // std::out_of_range, which nothing in the library catches and which leaves
+  // the exported call. Callers have always seen that exception; catching it
+  // would turn it into a result that no caller has been told about.
   if (out_part != nullptr) *out_part = static_cast<uint32_t>(atol(part.c_str()));
   if (out_conformance != nullptr) *out_conformance = conformance.at(0);
 
-  // Exact comparison: no trimming, no case folding, no numeric reading.
+  // Kept: exact comparison, with no trimming, no case folding and no numeric
+  // reading, so that " 3" or "03" (stored as part 3 above) and "b" are
+  // unknown pairs, as they have always been.
   for (const Pdfa_Flavour_Row& row : pdfa_flavours) {
     if (part == row.part && conformance == row.conformance) return row.flavour;
   }

@@ -1,10 +1,12 @@
 // The bridge to the XMP toolkit: a record owned by a PDF_Memory that holds
 // one parsed packet, and queries over it that answer with result codes.
 //
-// Each PDF_XMP opens one initialisation of the toolkit at creation and closes
-// it at deletion, both under the process-wide mutex of pdf_xmp_lock.h; the
-// toolkit counts them. All other toolkit calls run unlocked on the record of
-// the caller. Failures that the toolkit reports are turned into result codes,
+// The first PDF_XMP of the process initialises the toolkit, under the
+// process-wide mutex of pdf_xmp_lock.h, and the toolkit then stays
+// initialised until the process ends: no record terminates it. All other
+// toolkit calls run unlocked on the record of the caller. The namespaces that
+// a packet registers therefore outlive its record; that changes no answer, as
+// a namespace that a packet doesn't use holds no property of that packet. Failures that the toolkit reports are turned into result codes,
 // with one exception: PDF_XMP_Get_Pdfa_Level lets std::out_of_range through
 // for a conformance property that is present and empty.
 #ifndef INVOICE_EXTRACT_PDF_XMP_H
@@ -61,7 +63,8 @@ struct PDF_XMP {
 };
 
 // Parses length bytes (options 0: no x:xmpmeta element is required) into a
-// new record in *out_xmp. Null bytes give an empty record in which every query
+// new record in *out_xmp, initialising the toolkit first if no record of the
+// process has done so. Null bytes give an empty record in which every query
 // finds nothing. -500 for a null holder or a toolkit that can't be set up,
 // -7 without memory, -280 for a packet that the toolkit rejects; the holder
 // stays null on failure.
@@ -72,8 +75,8 @@ PDF_Result PDF_XMP_Create(PDF_XMP** out_xmp, PDF_Memory* memory, const void* byt
 // stream, or one that can't be loaded or decoded, gives an empty record.
 PDF_Result PDF_XMP_Create_From_Stream(PDF_XMP** out_xmp, PDF_Memory* memory, PDF_Stream* stream);
 
-// Releases the record and closes its initialisation of the toolkit. -500 for
-// a null holder or record, with nothing done.
+// Releases the record; the toolkit stays initialised. -500 for a null holder
+// or record, with nothing done.
 PDF_Result PDF_XMP_Delete(PDF_XMP** holder, PDF_Memory* memory);
 
 // Reads pdfaid "part" and "conformance". The outs may be null; those given

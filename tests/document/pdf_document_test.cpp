@@ -11,6 +11,7 @@
 #include "objects/pdf_array.h"
 #include "reader/pdf_xref_table.h"
 #include "reader/pdf_header.h"
+#include "support/opened_document.h"
 #include "support/pdf_builder.h"
 #include "support/test_memory.h"
 
@@ -325,6 +326,67 @@ TEST(Document, EmptyDocumentAllocationFailures) {
     EXPECT_EQ(document, nullptr);
     EXPECT_EQ(allocator.live, 0) << fail_at;
   }
+}
+
+}  // namespace
+
+namespace {
+
+// A file whose catalog is the text given, beside a metadata object (2), a
+// Names dictionary (3) and one file specification (4).
+std::string Catalog_File(const std::string& catalog, const std::string& names = "") {
+  Pdf_Builder builder;
+  Pdf_Builder_Header(&builder);
+  Pdf_Builder_Object(&builder, 1, catalog);
+  Pdf_Builder_Object(&builder, 2, "<< /Type /Metadata /Subtype /XML >>");
+  Pdf_Builder_Object(&builder, 3, names.empty() ? "<< /EmbeddedFiles << /Names [(a) 4 0 R] >> >>" : names);
+  Pdf_Builder_Object(&builder, 4, "<< /F (a.xml) >>");
+  Pdf_Builder_Finish(&builder, "/Root 1 0 R");
+  return builder.bytes;
+}
+
+TEST(Catalog, MetadataMustBeAReferenceWhileNamesIsFollowed) {
+  const struct {
+    std::string name;
+    std::string catalog;
+    bool metadata;  // object 2 found
+    bool names;     // a Names dictionary, in which a.xml is object 4
+  } cases[] = {
+      {"both by reference", "<< /Type /Catalog /Metadata 2 0 R /Names 3 0 R >>", true, true},
+      {"direct Metadata counts as none, direct Names is used",
+       "<< /Type /Catalog /Metadata << /Type /Metadata /Subtype /XML >> "
+       "/Names << /EmbeddedFiles << /Names [(a) 4 0 R] >> >> >>",
+       false, true},
+      {"neither", "<< /Type /Catalog >>", false, false},
+  };
+  for (const auto& c : cases) {
+    Opened_Document opened(Catalog_File(c.catalog), 3);
+    ASSERT_EQ(opened.result, PDF_RESULT_OK) << c.name;
+    PDF_Object* catalog = PDF_File_Get_Catalog(opened.file());
+    ASSERT_NE(catalog, nullptr) << c.name;
+    EXPECT_EQ(PDF_Catalog_Get_Metadata(catalog, opened.file()), c.metadata ? opened.object(2) : nullptr) << c.name;
+    // After a tolerant failure on the metadata the catalog has none.
+    opened.file()->metadata_failure = PDF_RESULT_XMP_REJECTED;
+    EXPECT_EQ(PDF_Catalog_Get_Metadata(catalog, opened.file()), nullptr) << c.name;
+    opened.file()->metadata_failure = PDF_RESULT_OK;
+    PDF_Dictionary* names = PDF_Catalog_Get_Names(catalog);
+    EXPECT_EQ(names != nullptr, c.names) << c.name;
+    if (names != nullptr) {
+      EXPECT_EQ(PDF_Names_Find_Embedded_File(names, "a.xml"), opened.object(4)) << c.name;
+    }
+  }
+}
+
+TEST(CatalogDeathTest, KidsThatLeadBackToTheirNodeExhaustTheStack) {
+  // Object 3 is the Names dictionary and also the root of its own tree, whose
+  // only kid is itself. The search has no guard against cycles and no depth
+  // limit: it recurses until the stack is gone.
+  Opened_Document opened(
+      Catalog_File("<< /Type /Catalog /Names 3 0 R >>", "<< /EmbeddedFiles 3 0 R /Kids [3 0 R] >>"), 3);
+  ASSERT_EQ(opened.result, PDF_RESULT_OK);
+  PDF_Dictionary* names = PDF_Catalog_Get_Names(PDF_File_Get_Catalog(opened.file()));
+  ASSERT_NE(names, nullptr);
+  EXPECT_DEATH(PDF_Names_Find_Embedded_File(names, "a.xml"), "");
 }
 
 }  // namespace

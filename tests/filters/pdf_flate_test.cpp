@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -105,6 +107,69 @@ TEST(PdfFlate, FailedAllocationOrReleaseOnAnyPassLeavesNothing) {
   EXPECT_EQ(outcome.result, -42);
   EXPECT_EQ(outcome.sizes.size(), 1u);
   EXPECT_EQ(outcome.live_after_release, 0);
+}
+
+// An allocator that refuses every request above a size (none when 0) and
+// records every request.
+struct Capped_Memory {
+  Test_Allocator allocator{};
+  uint64_t refuse_above = 0;
+  std::vector<uint64_t> sizes;
+  PDF_Memory memory{};
+};
+
+PDF_Memory* Capped_Memory_Open(Capped_Memory* capped) {
+  capped->memory.alloc = [](uint64_t size, void* data) -> void* {
+    Capped_Memory* self = static_cast<Capped_Memory*>(data);
+    self->sizes.push_back(size);
+    if (self->refuse_above != 0 && size > self->refuse_above) return nullptr;
+    return Test_Alloc(size, &self->allocator);
+  };
+  capped->memory.free = [](void* block, void* data) {
+    return Test_Free(block, &static_cast<Capped_Memory*>(data)->allocator);
+  };
+  capped->memory.alloc_data = capped->memory.free_data = capped;
+  return &capped->memory;
+}
+
+TEST(PdfFlate, NoCeilingButTheAllocator) {
+  // 32 MiB of zeros in about 32 KiB: the buffer grows by half again, with a
+  // new pass from the start each time, until the data fits or the allocator
+  // refuses. The decoder sets no limit of its own.
+  const uint64_t decoded = uint64_t(32) << 20;
+  const std::string input = Deflate(std::string(decoded, '\0'), 9);
+  const struct {
+    const char* name;
+    uint64_t refuse_above;
+    PDF_Result result;
+  } cases[] = {
+      {"decoded whole", 0, PDF_RESULT_OK},
+      {"until the allocator runs dry", uint64_t(4) << 20, PDF_RESULT_OUT_OF_MEMORY},
+  };
+  for (const auto& c : cases) {
+    Capped_Memory capped;
+    capped.refuse_above = c.refuse_above;
+    PDF_Memory* memory = Capped_Memory_Open(&capped);
+    uint8_t* buffer = nullptr;
+    uint64_t length = 0;
+    EXPECT_EQ(PDF_Flate_Decode(memory, Decoder_Bytes(input), input.size(), &buffer, &length), c.result) << c.name;
+    ASSERT_FALSE(capped.sizes.empty());
+    EXPECT_EQ(capped.sizes[0], 2 * input.size()) << c.name;
+    for (size_t i = 1; i < capped.sizes.size(); ++i) {
+      EXPECT_EQ(capped.sizes[i], capped.sizes[i - 1] + capped.sizes[i - 1] / 2) << c.name << " request " << i;
+    }
+    if (c.result == PDF_RESULT_OK) {
+      ASSERT_EQ(length, decoded) << c.name;
+      EXPECT_EQ(std::count(buffer, buffer + length, 0), static_cast<std::ptrdiff_t>(decoded)) << c.name;
+      EXPECT_GE(capped.sizes.back(), decoded) << c.name;
+      PDF_Memory_Free(memory, &buffer);
+    } else {
+      EXPECT_EQ(buffer, nullptr) << c.name;
+      EXPECT_GT(capped.sizes.back(), c.refuse_above) << c.name << ": the refused request ended it";
+      EXPECT_LE(capped.sizes[capped.sizes.size() - 2], c.refuse_above) << c.name;
+    }
+    EXPECT_EQ(capped.allocator.live, 0) << c.name;
+  }
 }
 
 TEST(PdfFlate, RefusesMissingArguments) {

@@ -1,5 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <cstdint>
+#include <cstring>
+#include <set>
 #include <string>
 
 #include "filters/pdf_stream.h"
@@ -100,6 +103,12 @@ TEST_F(StreamHead, LoadsByLengthAloneAndByLevel) {
       EXPECT_EQ(std::string(reinterpret_cast<char*>(stream->data), c.data.size()), c.data) << c.name;
       EXPECT_EQ(stream->reader, nullptr) << "in memory, the reader's hold given back";
       EXPECT_EQ(PDF_Stream_Load(stream), 0);
+    } else if (c.result == PDF_RESULT_UNREADABLE) {
+      // The refused buffer and the reader's hold stay, and a second load
+      // takes the buffer for loaded data.
+      EXPECT_NE(stream->data, nullptr) << c.name;
+      EXPECT_NE(stream->reader, nullptr) << c.name;
+      EXPECT_EQ(PDF_Stream_Load(stream), PDF_RESULT_OK) << c.name;
     }
     Release();
   }
@@ -117,13 +126,30 @@ TEST_F(StreamHead, IndirectLengthNotYetKnownIsResolvedAtLoad) {
 }
 
 TEST_F(StreamHead, ReadRawCopiesWithoutLoading) {
-  ASSERT_NE(Read("<< /Length 3 >>\nstream\nabc", 3), 0u);
+  struct Case {
+    std::string name;
+    std::string text;
+    int8_t level;
+    PDF_Result result;
+    std::string buffer;  // afterwards, from a buffer of dots
+  };
+  const Case cases[] = {
+      {"whole", "<< /Length 3 >>\nstream\nabc", 0, PDF_RESULT_OK, "abc......"},
+      {"short, level 2", "<< /Length 9 >>\nstream\nabc", 2, PDF_RESULT_UNREADABLE, "abc......"},
+      {"short, level 3 takes the part that came", "<< /Length 9 >>\nstream\nabc", 3, PDF_RESULT_OK, "abc......"},
+      {"nothing, level 3", "<< /Length 9 >>\nstream\n", 3, PDF_RESULT_UNREADABLE, "........."},
+  };
+  for (const Case& c : cases) {
+    ASSERT_NE(Read(c.text, c.level), 0u) << c.name;
+    char buffer[9];
+    memset(buffer, '.', sizeof(buffer));
+    EXPECT_EQ(PDF_Stream_Read_Raw(stream, nullptr), -500) << c.name;
+    EXPECT_EQ(PDF_Stream_Read_Raw(stream, buffer), c.result) << c.name;
+    EXPECT_EQ(std::string(buffer, sizeof(buffer)), c.buffer) << c.name;
+    EXPECT_EQ(stream->data, nullptr) << "a stream on file stays on file";
+    Release();
+  }
   char buffer[3] = {};
-  EXPECT_EQ(PDF_Stream_Read_Raw(stream, nullptr), -500);
-  EXPECT_EQ(PDF_Stream_Read_Raw(stream, buffer), 0);
-  EXPECT_EQ(std::string(buffer, 3), "abc");
-  EXPECT_EQ(stream->data, nullptr) << "a stream on file stays on file";
-  Release();
 
   PDF_Stream* empty = nullptr;
   ASSERT_EQ(PDF_Stream_Create(&empty, file), 0);
@@ -193,6 +219,73 @@ TEST_F(StreamHead, MetadataTrialKeepsDecodableDataDecoded) {
   EXPECT_EQ(file->metadata_is_plain, 1);
   Release();
   EXPECT_EQ(PDF_Object_Delete(&container, file, PDF_DELETE_MODE_RELEASE), 0);
+}
+
+}  // namespace
+
+namespace {
+
+TEST_F(StreamHead, LoadAllReadsLengthAgainWhateverLengthHeld) {
+  const struct {
+    std::string text;
+    uint64_t before;  // put into length by hand
+    PDF_Result result;
+    uint64_t after;
+  } cases[] = {
+      {"<< /Length 3 >>\nstream\nabc", 7, PDF_RESULT_OK, 3},
+      {"<< /Length 3 >>\nstream\nabc", 0, PDF_RESULT_OK, 3},
+      {"<< /Length -1 >>\nstream\nabc", 3, PDF_RESULT_OK, UINT64_MAX},  // sign-extended
+      {"<< /Length /Three >>\nstream\nabc", 5, PDF_RESULT_BAD_LENGTH_VALUE, 5},
+  };
+  for (const auto& c : cases) {
+    ASSERT_NE(Read(c.text, 3), 0u) << c.text;
+    ASSERT_NE(stream, nullptr) << c.text;
+    stream->length = c.before;
+    EXPECT_EQ(PDF_Stream_Load_All(stream), c.result) << c.text;
+    EXPECT_EQ(stream->length, c.after) << c.text;
+    EXPECT_EQ(stream->data, nullptr) << "the data isn't touched";
+    Release();
+  }
+}
+
+TEST_F(StreamHead, CopyKeepsTheNewStreamOnAFailedLoadAndNeverCopiesTheDecryptedMark) {
+  // A source with a length but neither data nor a reader: its load fails.
+  PDF_Stream* source = nullptr;
+  ASSERT_EQ(PDF_Stream_Create(&source, file), PDF_RESULT_OK);
+  source->length = 4;
+  std::set<void*> before = Snapshot();
+  PDF_Stream* copy = source;  // must be cleared
+  EXPECT_EQ(PDF_Stream_Copy(&copy, file, source, false, PDF_COPY_MODE_ORDINARY), PDF_RESULT_UNREADABLE);
+  EXPECT_EQ(copy, nullptr);
+  EXPECT_GE(Free_Since(before), 2u) << "the new stream and its dictionary stay allocated";
+  source->length = 0;
+  EXPECT_EQ(PDF_Stream_Delete(&source, PDF_DELETE_MODE_RELEASE), PDF_RESULT_OK);
+
+  ASSERT_NE(Read("<< /Length 3 >>\nstream\nabc", 3), 0u);
+  stream->decrypted = 1;
+  ASSERT_EQ(PDF_Stream_Copy(&copy, file, stream, false, PDF_COPY_MODE_ORDINARY), PDF_RESULT_OK);
+  EXPECT_EQ(copy->decrypted, 0) << "a copy of a decrypted stream can be decrypted again";
+  EXPECT_EQ(copy->reader, nullptr);
+  EXPECT_EQ(std::string(reinterpret_cast<char*>(copy->data), copy->length), "abc");
+  EXPECT_NE(stream->data, nullptr) << "copying forced the source into memory";
+  EXPECT_EQ(PDF_Stream_Delete(&copy, PDF_DELETE_MODE_RELEASE), PDF_RESULT_OK);
+  Release();
+}
+
+TEST_F(StreamHead, AFailedDecryptionIsNotTriedAgain) {
+  Test_Install_Key(file, "key-9");
+  PDF_Object* container = nullptr;
+  ASSERT_EQ(PDF_Object_Create(&container, file, nullptr, 9, 0, 0), PDF_RESULT_OK);
+  // Too long a Length at level 2: the load inside the decryption fails and
+  // leaves its partial buffer behind.
+  ASSERT_NE(Read("<< /Length 9 >>\nstream\nabc", 2), 0u);
+  EXPECT_EQ(PDF_Stream_Decrypt(stream, file, container), PDF_RESULT_UNREADABLE);
+  EXPECT_EQ(stream->decrypted, 1);
+  EXPECT_EQ(PDF_Stream_Decrypt(stream, file, container), PDF_RESULT_OK);
+  ASSERT_NE(stream->data, nullptr);
+  EXPECT_EQ(std::string(reinterpret_cast<char*>(stream->data), 3), "abc") << "the bytes were not deciphered";
+  Release();
+  EXPECT_EQ(PDF_Object_Delete(&container, file, PDF_DELETE_MODE_RELEASE), PDF_RESULT_OK);
 }
 
 }  // namespace

@@ -42,6 +42,9 @@ TEST(Invoice, ExportedResultsForBuiltInvoices) {
       {"part with a leading zero", With([](Invoice_Options* o) { o->part = "03"; }), -1, -1},
       {"lower-case letter", With([](Invoice_Options* o) { o->conformance = "b"; }), -1, -1},
       {"no metadata", With([](Invoice_Options* o) { o->with_metadata = false; }), -1, -1},
+      // The level query fails with -131; its failure is -1 whatever the code,
+      // never the -10 or -11 of the mapping tables.
+      {"unknown part and conformance", With([](Invoice_Options* o) { o->part = "4"; }), -1, -1},
       {"other document type", With([](Invoice_Options* o) { o->document_type = "ORDER"; }), -2, -2},
       {"type in lower case", With([](Invoice_Options* o) { o->document_type = "invoice"; }), -2, -2},
       {"type with a blank", With([](Invoice_Options* o) { o->document_type = "INVOICE "; }), -2, -2},
