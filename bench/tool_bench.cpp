@@ -2,7 +2,7 @@
 // process, over the published samples listed several times. Not a test: it
 // prints files per second, best of three runs each.
 //
-// Usage: tool_bench [ROUNDS (20)] [CORPUS (../shared/corpus)] [TOOL (invoice-extract beside this program)]
+// Usage: tool_bench [ROUNDS (20)] [CORPUS (../shared/corpus)] [TOOL (the invoice-extract of this build)]
 // Run it from the repository root, on a machine that is otherwise idle.
 #include <dirent.h>
 #include <sys/stat.h>
@@ -63,12 +63,7 @@ double Time_Tool(const std::string& tool, const std::string& options, const std:
 int main(int argc, char** argv) {
   const int rounds = argc > 1 ? atoi(argv[1]) : 20;
   const std::string corpus = argc > 2 ? argv[2] : "../shared/corpus";
-  std::string tool = argc > 3 ? argv[3] : "";
-  if (tool.empty()) {
-    std::string self = argv[0];
-    tool = (self.find('/') == std::string::npos ? std::string(".") : self.substr(0, self.rfind('/'))) +
-           "/invoice-extract";
-  }
+  const std::string tool = argc > 3 ? argv[3] : INVOICE_EXTRACT_TOOL;
   std::vector<std::string> files;
   Find_Pdfs(corpus, &files);
   if (files.empty() || rounds < 1) {

@@ -20,16 +20,20 @@ namespace {
 
 typedef std::chrono::steady_clock Clock;
 
+// Jobs handed to one worker ahead of time, so that it never waits for the
+// parent between two files. Only the first of them runs.
+const size_t kJobs_Ahead = 2;
+
 struct Worker {
   pid_t pid = -1;
   int job_descriptor = -1;     // the parent writes jobs here
   int result_descriptor = -1;  // and reads reports here
   std::string received;        // bytes of frames not yet whole
-  long job = -1;               // index of the job in hand, -1 when idle
-  Clock::time_point started;
-  File_Report partial;
+  std::deque<size_t> jobs;     // indices handed out, the running one first
+  Clock::time_point started;   // when the running job started
+  File_Report partial;         // of the running job
   bool has_partial = false;
-  bool allocation_failed = false;
+  bool allocation_failed = false;  // in the running job
 };
 
 const char* Signal_Name(int signal_number) {
@@ -139,7 +143,7 @@ class Pool {
     worker->job_descriptor = to_worker[1];
     worker->result_descriptor = from_worker[0];
     worker->received.clear();
-    worker->job = -1;
+    worker->jobs.clear();
     return true;
   }
 
@@ -152,7 +156,7 @@ class Pool {
 
   void Hand_Out() {
     for (Worker& worker : workers_) {
-      while (!pending_.empty() && worker.job < 0) {
+      while (!pending_.empty() && worker.jobs.size() < kJobs_Ahead) {
         std::string error;
         if (worker.pid < 0 && !Spawn(&worker, &error)) {
           // With no worker at all nothing can run: the file gets the reason.
@@ -170,20 +174,33 @@ class Pool {
           Complete(index, report, 0);
           continue;
         }
-        worker.job = static_cast<long>(index);
-        worker.started = Clock::now();
-        worker.has_partial = false;
-        worker.partial = File_Report();
-        worker.allocation_failed = false;
         if (!Write_Frame(worker.job_descriptor, Frame_Type::Job, Encode_Job(job))) {
           // The worker was gone before it saw the job: not the file's doing.
-          worker.job = -1;
           pending_.push_front(index);
+          kill(worker.pid, SIGKILL);
           Reap(&worker, false);
           if (++lost_workers_ > 3 * workers_.size() + 3) Fail_Pending("worker processes keep dying between files");
           break;
         }
+        worker.jobs.push_back(index);
+        if (worker.jobs.size() == 1) Start_Next(&worker);
       }
+    }
+  }
+
+  // The first job in the worker's queue starts now.
+  void Start_Next(Worker* worker) {
+    worker->started = Clock::now();
+    worker->has_partial = false;
+    worker->partial = File_Report();
+    worker->allocation_failed = false;
+  }
+
+  // Jobs that a worker never started go back to the front of the queue.
+  void Give_Back_Waiting(Worker* worker) {
+    while (worker->jobs.size() > 1) {
+      pending_.push_front(worker->jobs.back());
+      worker->jobs.pop_back();
     }
   }
 
@@ -214,7 +231,7 @@ class Pool {
       if (worker.pid < 0) continue;
       watched.push_back(pollfd{worker.result_descriptor, POLLIN, 0});
       owners.push_back(&worker);
-      if (worker.job >= 0 && settings_.timeout_seconds > 0) {
+      if (!worker.jobs.empty() && settings_.timeout_seconds > 0) {
         double left = settings_.timeout_seconds - std::chrono::duration<double>(now - worker.started).count();
         long ms = left <= 0 ? 0 : static_cast<long>(std::ceil(left * 1000));
         if (wait_ms < 0 || ms < wait_ms) wait_ms = ms;
@@ -260,7 +277,7 @@ class Pool {
       switch (type) {
         case Frame_Type::Allocation_Failed: worker->allocation_failed = true; break;
         case Frame_Type::Partial:
-          if (worker->job < 0 || !Decode_Report(payload, &report)) {
+          if (worker->jobs.empty() || !Decode_Report(payload, &report)) {
             malformed = true;
           } else {
             worker->partial = std::move(report);
@@ -269,14 +286,22 @@ class Pool {
           break;
         case Frame_Type::Final:
         case Frame_Type::Final_Retiring:
-          if (worker->job < 0 || !Decode_Report(payload, &report)) {
+          if (worker->jobs.empty() || !Decode_Report(payload, &report)) {
             malformed = true;
           } else {
-            size_t index = static_cast<size_t>(worker->job);
-            worker->job = -1;
+            size_t index = worker->jobs.front();
+            worker->jobs.pop_front();
             Complete(index, report, Elapsed(*worker));
-            // A worker that leaves must not be handed another file.
-            if (type == Frame_Type::Final_Retiring) ended = true;
+            if (type == Frame_Type::Final_Retiring) {
+              // The worker leaves: what it was given beyond this file goes
+              // to another.
+              Give_Back_Waiting(worker);
+              if (!worker->jobs.empty()) pending_.push_front(worker->jobs.front());
+              worker->jobs.clear();
+              ended = true;
+            } else if (!worker->jobs.empty()) {
+              Start_Next(worker);
+            }
           }
           break;
         case Frame_Type::Job: malformed = true; break;
@@ -293,15 +318,17 @@ class Pool {
   void Enforce_Deadlines() {
     if (settings_.timeout_seconds <= 0) return;
     for (Worker& worker : workers_) {
-      if (worker.pid < 0 || worker.job < 0 || Elapsed(worker) < settings_.timeout_seconds) continue;
+      if (worker.pid < 0 || worker.jobs.empty() || Elapsed(worker) < settings_.timeout_seconds) continue;
       kill(worker.pid, SIGKILL);
       Reap(&worker, true);
     }
   }
 
-  // Closes the pipes and waits for the process. A file in hand gets its
-  // report: what the worker had sent so far, and how it ended.
+  // Closes the pipes and waits for the process. The running file gets its
+  // report: what the worker had sent so far, and how it ended; the files
+  // waiting behind it go to another worker.
   void Reap(Worker* worker, bool killed_for_time, const std::string& reason = "") {
+    Give_Back_Waiting(worker);
     close(worker->job_descriptor);
     close(worker->result_descriptor);
     worker->job_descriptor = worker->result_descriptor = -1;
@@ -310,9 +337,9 @@ class Pool {
     }
     worker->pid = -1;
     worker->received.clear();
-    if (worker->job < 0) return;
-    size_t index = static_cast<size_t>(worker->job);
-    worker->job = -1;
+    if (worker->jobs.empty()) return;
+    size_t index = worker->jobs.front();
+    worker->jobs.clear();
     File_Report report = worker->has_partial ? worker->partial : File_Report();
     if (killed_for_time) {
       report.status = Status::Timeout;
@@ -331,7 +358,7 @@ class Pool {
   void Stop() {
     for (Worker& worker : workers_) {
       if (worker.pid < 0) continue;
-      if (worker.job >= 0) kill(worker.pid, SIGKILL);
+      if (!worker.jobs.empty()) kill(worker.pid, SIGKILL);
       close(worker.job_descriptor);
       close(worker.result_descriptor);
       int status = 0;
