@@ -309,7 +309,16 @@ class Attachment_Walk {
   // whatever else it holds; leaves in array order. Unlike that search this
   // walk visits each node once and stops at a depth no real file needs.
   void Node(PDF_Dictionary* node, unsigned depth) {
-    if (node == nullptr || depth > kMaximum_Depth || !visited_.insert(node).second) return;
+      if (node == nullptr) return;
+    if (depth > kMaximum_Depth) {
+      out_->attachments_note = "the embedded-file tree is nested more than " + std::to_string(kMaximum_Depth) +
+                               " levels deep; the walk stopped there";
+      return;
+    }
+    if (!visited_.insert(node).second) {
+      out_->attachments_note = "the embedded-file tree leads back to a node already seen (a cycle in its Kids)";
+      return;
+    }
     PDF_Data_Object* kids_value = PDF_Dictionary_Find_Value(node, "Kids");
     if (kids_value != nullptr) {
       PDF_Array* kids = static_cast<PDF_Array*>(PDF_Data_Object_Get_Typed_Value(kids_value, PDF_Data_Type_Array));

@@ -138,6 +138,7 @@ void Add_Inspection(const Inspection& in, Json_Object* json) {
       list += (list.empty() ? "" : ",") + item.Close();
     }
     json->Raw("attachments", "[" + list + "]");
+    if (!in.attachments_note.empty()) json->Text("attachments_note", in.attachments_note);
   } else {
     json->Null("attachments");
   }
@@ -293,13 +294,14 @@ std::string Inspect_Block(const File_Result& result) {
       break;
   }
   if (in.attachments_read) {
-    if (in.attachments.empty()) field("embedded files", "none");
+    if (in.attachments.empty() && in.attachments_note.empty()) field("embedded files", "none");
     for (size_t i = 0; i < in.attachments.size(); ++i) {
       const Attachment& attachment = in.attachments[i];
       std::string size =
           attachment.size >= 0 ? std::to_string(attachment.size) + " bytes" : Printable(attachment.note);
       field(i == 0 ? "embedded files" : "", Printable(attachment.name) + " (" + size + ")");
     }
+    if (!in.attachments_note.empty()) field(in.attachments.empty() ? "embedded files" : "", Printable(in.attachments_note));
   }
   if (in.invoice_xml.read) {
     const Invoice_Xml_Info& xml = in.invoice_xml;

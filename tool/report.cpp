@@ -106,6 +106,7 @@ void Put_Inspection(Wire_Writer* out, const Inspection& in) {
   out->Put_Optional(in.conformance_level);
   out->Put_Text(in.other_schema_namespace);
   out->Put_U8(in.attachments_read ? 1 : 0);
+  out->Put_Text(in.attachments_note);
   out->Put_U32(static_cast<uint32_t>(in.attachments.size()));
   for (const Attachment& attachment : in.attachments) {
     out->Put_Text(attachment.name);
@@ -145,7 +146,7 @@ bool Get_Inspection(Wire_Reader* in, Inspection* out) {
       !in->Get_Text(&out->schema_namespace) || !in->Get_Optional(&out->document_type) ||
       !in->Get_Optional(&out->document_file_name) || !in->Get_Optional(&out->version) ||
       !in->Get_Optional(&out->conformance_level) || !in->Get_Text(&out->other_schema_namespace) ||
-      !in->Get_Bool(&out->attachments_read) || !in->Get_U32(&count)) {
+      !in->Get_Bool(&out->attachments_read) || !in->Get_Text(&out->attachments_note) || !in->Get_U32(&count)) {
     return false;
   }
   out->attachments.clear();

@@ -83,6 +83,8 @@ struct Inspection {
   std::string other_schema_namespace;
   bool attachments_read = false;
   std::vector<Attachment> attachments;
+  // What stopped the walk of the embedded-file tree short, e.g. a cycle.
+  std::string attachments_note;
   Invoice_Xml_Info invoice_xml;
 };
 

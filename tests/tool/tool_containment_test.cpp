@@ -116,6 +116,7 @@ TEST_F(Tool_Containment, InspectKeepsWhatItFoundBeforeTheVerdictCrashed) {
   ASSERT_TRUE(schema != nullptr && schema->kind == Json_Value::Object);
   EXPECT_EQ(Text_Of(*schema, "standard"), "ZUGFeRD 1.0");
   EXPECT_EQ(Text_Of(*schema, "DocumentFileName"), "ZUGFeRD-invoice.xml");
+  EXPECT_NE(Text_Of(line, "attachments_note").find("cycle"), std::string::npos) << Text_Of(line, "attachments_note");
 }
 
 TEST_F(Tool_Containment, InspectShowsAnEmptyConformanceThatTheLibraryThrowsOn) {
