@@ -366,19 +366,25 @@ class Attachment_Walk {
         attachment.note = "compressed with " + Filter_Names(stream) + ", which the library does not decode";
       } else {
         attachment.size = static_cast<int64_t>(PDF_Stream_Get_Length(stream));
-        Keep_If_Wanted(attachment, stream);
+        Keep_If_Wanted(&attachment, stream);
       }
     }
     out_->attachments.push_back(std::move(attachment));
   }
 
-  void Keep_If_Wanted(const Attachment& attachment, PDF_Stream* stream) {
-    if (wanted_bytes_ == nullptr || taken_ || wanted_.empty() || attachment.name != wanted_) return;
-    std::string bytes(static_cast<size_t>(attachment.size), '\0');
-    if (PDF_Stream_Read_Raw(stream, bytes.empty() ? nullptr : &bytes[0]) == PDF_RESULT_OK || bytes.empty()) {
-      *wanted_bytes_ = std::move(bytes);
-      taken_ = true;
+  // The bytes of the first attachment of the wanted name; one whose bytes
+  // cannot be copied out counts as undecodable.
+  void Keep_If_Wanted(Attachment* attachment, PDF_Stream* stream) {
+    if (wanted_bytes_ == nullptr || taken_ || wanted_.empty() || attachment->name != wanted_) return;
+    std::string bytes(static_cast<size_t>(attachment->size), '\0');
+    PDF_Result copied = bytes.empty() ? PDF_RESULT_OK : PDF_Stream_Read_Raw(stream, &bytes[0]);
+    if (copied != PDF_RESULT_OK) {
+      attachment->size = -1;
+      attachment->note = "cannot be read (library code " + std::to_string(copied) + ")";
+      return;
     }
+    *wanted_bytes_ = std::move(bytes);
+    taken_ = true;
   }
 
   std::string Text_Of(PDF_Data_Object* value) {

@@ -122,12 +122,12 @@ void Note_Allocation_Failure() {
 }
 
 void Run_Job(const Job& job, File_Report* report, const std::function<void(const File_Report&)>& publish) {
-  const bool refused_flavour = job.any_flavour;  // only a -2 can be another flavour
   switch (job.command) {
     case Command::Check: {
       report->result = ZUGF_Check_Zugferd(job.path.c_str());
       report->has_result = true;
-      bool other = refused_flavour && report->result == ZUGF_RESULT_NOT_INVOICE;
+      // Only a file refused with -2 can be an e-invoice of another flavour.
+      const bool other = job.any_flavour && report->result == ZUGF_RESULT_NOT_INVOICE;
       if (report->result != ZUGF_RESULT_INVOICE && (job.explain || other)) {
         publish(*report);
         Run_Inspection(job, report, nullptr);
@@ -139,7 +139,7 @@ void Run_Job(const Job& job, File_Report* report, const std::function<void(const
       report->result = ZUGF_Extract_Zugferd(job.path.c_str(), job.temp_output.c_str());
       report->has_result = true;
       report->written = report->result == ZUGF_RESULT_INVOICE;
-      bool other = refused_flavour && report->result == ZUGF_RESULT_NOT_INVOICE;
+      const bool other = job.any_flavour && report->result == ZUGF_RESULT_NOT_INVOICE;
       if (report->result != ZUGF_RESULT_INVOICE && (job.explain || other)) {
         publish(*report);
         std::string bytes;
