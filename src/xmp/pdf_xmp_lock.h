@@ -1,5 +1,7 @@
 // The process-wide mutex that guards the XMP toolkit's global initialisation
-// and termination, and nothing else. Created once, never destroyed.
+// and termination, and nothing else. Statically initialised, never destroyed;
+// PDF_XMP_Lock_Create stays as the step of the creation order and always
+// succeeds.
 #ifndef INVOICE_EXTRACT_PDF_XMP_LOCK_H
 #define INVOICE_EXTRACT_PDF_XMP_LOCK_H
 
