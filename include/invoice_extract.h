@@ -2,29 +2,149 @@
  * invoice_extract: recognise ZUGFeRD 1.0 electronic invoices in PDF files and
  * extract the embedded invoice XML.
  *
- * Both calls are blocking, keep no state between calls, and may be made from
- * several threads at once.
+ * This header is the library's manual. It is valid C (C99 and later) and C++.
  *
- * Results:
- *    0  the file is a ZUGFeRD invoice (extract: the XML has been written)
- *   -1  not a PDF/A part 3 document (includes every encrypted document)
- *   -2  PDF/A part 3, but the metadata does not describe a ZUGFeRD invoice
- *   -3  the metadata says invoice, but "ZUGFeRD-invoice.xml" is not embedded
- *  -10  the input cannot be used (no path, cannot be opened, damaged, not a
- *       PDF, unsupported encryption, read failure while extracting)
- *  -11  extraction failed (output cannot be written, other failure)
- *  -12  out of memory
- *  -20  the embedded invoice uses a compression the library cannot decode
+ *   pkg-config:  cc app.c $(pkg-config --cflags --libs invoice_extract)
+ *   CMake:       find_package(invoice_extract 1 REQUIRED)
+ *                target_link_libraries(app PRIVATE invoice_extract::invoice_extract)
  *
- * Known gap: a PDF whose XMP metadata holds an empty pdfaid:conformance value
- * makes these functions throw the C++ standard library's std::out_of_range.
- * A C caller cannot catch it; a C++ caller that must survive such files
- * should wrap the call in try/catch.
+ * THE TWO CALLS
+ *
+ *   ZUGF_Check_Zugferd(pdf)        is the file a ZUGFeRD 1.0 invoice?
+ *   ZUGF_Extract_Zugferd(pdf, xml) the same check, then the embedded
+ *                                  ZUGFeRD-invoice.xml is written to xml.
+ *
+ * A file is an invoice when it is a PDF/A part 3 document whose XMP metadata
+ * says DocumentType "INVOICE" and DocumentFileName "ZUGFeRD-invoice.xml" under
+ * the ZUGFeRD schema, and which embeds a file of that name. The library does
+ * not read the invoice XML itself. Both calls block until done, print nothing,
+ * read no environment variable or configuration file, and keep nothing from
+ * one call to the next: the returned code is the only answer. The shared
+ * library exports these two functions and nothing else.
+ *
+ * RESULT CODES AND WHAT EACH ASKS OF THE CALLER
+ *
+ * Compare results with the ZUGF_RESULT_* constants below, never with bare
+ * numbers; ZUGF_Describe_Result gives a short English text for logs. The
+ * values are fixed for the life of major version 1.
+ *
+ *   ZUGF_RESULT_INVOICE (0)
+ *     Check: the file is an invoice. Extract: also, the XML has been
+ *     written to xml_path. Hand the XML on.
+ *   ZUGF_RESULT_NOT_PDFA3 (-1)
+ *     The file is not a PDF/A part 3 document, so it is no invoice of this
+ *     kind. Treat it as an ordinary PDF. Every encrypted PDF that opens gives
+ *     this code too, whatever its metadata says: the library takes no
+ *     password. Retrying gives the same answer.
+ *   ZUGF_RESULT_NOT_INVOICE (-2)
+ *     PDF/A-3, but the metadata does not describe a ZUGFeRD 1.0 invoice.
+ *     Treat it as an ordinary PDF.
+ *   ZUGF_RESULT_NO_INVOICE_FILE (-3)
+ *     The metadata announces an invoice, but no embedded file is named
+ *     "ZUGFeRD-invoice.xml". The file is a defective invoice: reject it or ask
+ *     its sender for a correct one; do not book it as an ordinary PDF.
+ *   ZUGF_RESULT_BAD_INPUT (-10)
+ *     The input cannot be used: null or empty path, a file that cannot be
+ *     opened (missing, unreadable, a folder), a damaged file, not a PDF at
+ *     all, an encryption the library does not accept, or a read failure while
+ *     extracting. Check the path and the file's permissions; if those are
+ *     right the file itself is unusable, and retrying will not change that.
+ *   ZUGF_RESULT_EXTRACT_FAILED (-11)
+ *     Extract only: the file is an invoice, but its XML could not be
+ *     written, or its compressed data is damaged. Most often the output path
+ *     cannot be opened for writing (missing folder, no permission) or the
+ *     disk is full. A partial output file may remain: delete it. Fix the
+ *     output side and call again; if it fails again with a sound output
+ *     path, the embedded XML is damaged and the file must be rejected.
+ *   ZUGF_RESULT_OUT_OF_MEMORY (-12)
+ *     Memory ran out, at open or during extraction. A retry with more memory
+ *     free may succeed; a file that gives this again and again is likely a
+ *     compression bomb (see HOSTILE INPUT below).
+ *   ZUGF_RESULT_CANNOT_DECODE (-20)
+ *     Extract only: the invoice is genuine (the check gives 0), but its XML
+ *     is stored with a compression this library does not decode. No output
+ *     file is created and none is truncated. Extract the XML by other means
+ *     or ask the sender for a file that uses Flate compression.
+ *
+ * Any other value is not produced by version 1; treat it like -10.
+ *
+ * The output file: an existing file at xml_path is truncated only when the
+ * invoice is about to be written, so every failure before that leaves it as
+ * it was. A failed write may leave a partial file, and nothing is written to
+ * a temporary name first: to replace a file atomically, extract to a new name
+ * in the same folder and rename it after a 0 result.
+ *
+ * THREADS
+ *
+ * Both calls may be made from several threads at once, on different files or
+ * the same one. The library starts no thread and takes no callback. All the
+ * state of a call lives on that call's stack; calls on different threads share
+ * only the XMP toolkit's global state and one process-wide lock, which guards
+ * the toolkit's start-up and shut-down around each metadata query and is
+ * never destroyed. Two threads must not extract to the same output path at
+ * the same time. The calls are not async-signal-safe: never make them from a
+ * signal handler.
+ *
+ * INPUT LIMITS
+ *
+ * - Paths are narrow, NUL-terminated byte strings handed to fopen() unchanged:
+ *   no character set is assumed or converted, no "~" is expanded, and a
+ *   relative path is taken from the current working directory.
+ * - File positions are cut to 32 bits when the library seeks, and so are the
+ *   "Prev" positions of the cross-reference chain and the lengths handed to
+ *   the Flate decoder. A PDF of 4 GiB (4,294,967,296 bytes) or more is read at
+ *   the wrong places, and its result means nothing.
+ *
+ * HOSTILE INPUT: HAZARDS KEPT BY DESIGN
+ *
+ * The library trusts the structure of the file more than a parser of hostile
+ * input should. These behaviours are deliberate and stay in version 1:
+ *
+ * - Endless loop. A cross-reference chain whose "Prev" entries lead back to a
+ *   section already read is followed for ever: the call never returns.
+ * - Stack overflow. Arrays and dictionaries nested inside each other, and the
+ *   tree of embedded-file names (which may even refer back to itself), are
+ *   walked by plain recursion with no depth limit. A deep enough nest or a
+ *   cycle in that tree overflows the stack and kills the process.
+ * - Memory exhaustion. Flate-compressed streams are decoded with no ceiling
+ *   other than a failed allocation, and each growth decodes again from the
+ *   start. A small compression bomb can take all of the process's memory and
+ *   much time before the call returns -12, and under memory overcommit the
+ *   system may kill the process first.
+ * - C++ exception through the C entry point. XMP metadata whose
+ *   pdfaid:conformance property is present but empty makes both calls throw
+ *   std::out_of_range. A C program cannot catch it and is aborted; a C++
+ *   program that must survive such files wraps each call in try/catch.
+ *
+ * Files from strangers (mail attachments, uploads, anything from the network)
+ * must therefore not be passed to these calls inside a process that matters.
+ * Run the invoice-extract command-line tool, or a child process of your own
+ * that makes the call, with a time limit and a memory limit (for example
+ * setrlimit RLIMIT_AS and RLIMIT_CPU, or timeout(1) and prlimit(1)), and
+ * treat a child that is killed, aborts or runs out of time as an unusable
+ * file.
  */
 #ifndef INVOICE_EXTRACT_H
 #define INVOICE_EXTRACT_H
 
 #include <stdint.h>
+
+/* VERSION
+ *
+ * The version of this header, which is the version of the library it ships
+ * with. The shared library's SONAME carries the major version
+ * (libinvoice_extract.so.1), and its two functions carry the symbol version
+ * INVOICE_EXTRACT_1.0. The major version changes, and with it the SONAME,
+ * only when an exported call is removed or changes its arguments, or when a
+ * result code is added or changes its value or meaning. A minor version may
+ * add exported calls (under a new symbol version, so that a program that
+ * needs them refuses to load against an older library), macros and
+ * documentation; a program built against 1.x runs with every later 1.y. A
+ * patch version changes no interface. */
+#define INVOICE_EXTRACT_VERSION_MAJOR 1
+#define INVOICE_EXTRACT_VERSION_MINOR 0
+#define INVOICE_EXTRACT_VERSION_PATCH 0
+#define INVOICE_EXTRACT_VERSION_STRING "1.0.0"
 
 #if defined(INVOICE_EXTRACT_BUILDING)
 #define INVOICE_EXTRACT_API __attribute__((visibility("default")))
@@ -32,7 +152,7 @@
 #define INVOICE_EXTRACT_API
 #endif
 
-/* Result codes of both calls. */
+/* Result codes of both calls; what each asks of the caller is told above. */
 #define ZUGF_RESULT_INVOICE 0            /* a ZUGFeRD 1.0 invoice (extract: XML written) */
 #define ZUGF_RESULT_NOT_PDFA3 (-1)       /* not a PDF/A part 3 document */
 #define ZUGF_RESULT_NOT_INVOICE (-2)     /* PDF/A-3, but no ZUGFeRD 1.0 invoice metadata */
@@ -42,7 +162,9 @@
 #define ZUGF_RESULT_OUT_OF_MEMORY (-12)  /* out of memory */
 #define ZUGF_RESULT_CANNOT_DECODE (-20)  /* the embedded invoice uses an undecodable compression */
 
-/* A short English meaning of a result code; never null. */
+/* A short English meaning of a result code, for messages and logs; never
+ * null. Any value that is not one of the codes above gives "unknown result".
+ * Inline in this header: it adds nothing to the library's exports. */
 static inline const char* ZUGF_Describe_Result(int32_t result) {
   switch (result) {
     case ZUGF_RESULT_INVOICE: return "ZUGFeRD invoice";
@@ -61,13 +183,17 @@ static inline const char* ZUGF_Describe_Result(int32_t result) {
 extern "C" {
 #endif
 
-/* Decides whether the PDF at pdf_path is a ZUGFeRD 1.0 invoice. */
+/* Decides whether the PDF at pdf_path is a ZUGFeRD 1.0 invoice. Gives one of
+ * ZUGF_RESULT_INVOICE, _NOT_PDFA3, _NOT_INVOICE, _NO_INVOICE_FILE, _BAD_INPUT
+ * or _OUT_OF_MEMORY. Reads the file and writes nothing. */
 INVOICE_EXTRACT_API int32_t ZUGF_Check_Zugferd(const char* pdf_path);
 
-/* As ZUGF_Check_Zugferd, then writes the embedded invoice XML to xml_path.
- * A null xml_path makes this call the same as ZUGF_Check_Zugferd. An existing
- * output file is truncated only when the invoice is about to be written; a
- * failed write may leave a partial file. */
+/* Makes the same checks as ZUGF_Check_Zugferd, in the same order, then
+ * decodes the embedded invoice and writes its bytes to xml_path. Beyond the
+ * check's codes it may give ZUGF_RESULT_EXTRACT_FAILED or
+ * ZUGF_RESULT_CANNOT_DECODE, so a file that passes the check can still fail
+ * here. A null xml_path makes this call the same as ZUGF_Check_Zugferd; an
+ * empty one gives ZUGF_RESULT_EXTRACT_FAILED on an invoice. */
 INVOICE_EXTRACT_API int32_t ZUGF_Extract_Zugferd(const char* pdf_path, const char* xml_path);
 
 #ifdef __cplusplus

@@ -3,7 +3,10 @@
 # is already present. Runs without a terminal (CI has no standard input).
 set -euo pipefail
 
-packages=(g++ cmake make pkg-config zlib1g-dev libexempi-dev libexpat1-dev nettle-dev libgtest-dev)
+# dpkg-dev (dpkg-shlibdeps) and file: cpack -G DEB finds the Debian package's
+# runtime dependencies with them (scripts/consumer_check.sh builds it).
+packages=(g++ cmake make pkg-config zlib1g-dev libexempi-dev libexpat1-dev nettle-dev libgtest-dev
+  dpkg-dev file)
 
 missing=()
 for p in "${packages[@]}"; do

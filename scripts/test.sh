@@ -20,10 +20,19 @@ fi
 cmake -S . -B "$build" "${options[@]}"
 cmake --build "$build" -j"$(nproc)"
 
-# The shared library must export the two entry points and nothing else.
-exports=$(nm -D --defined-only "$build/libinvoice_extract.so" | awk '{print $3}' | sort | tr '\n' ' ')
-if [ "$exports" != "ZUGF_Check_Zugferd ZUGF_Extract_Zugferd " ]; then
+# The shared library must export the two entry points and nothing else, both
+# under the symbol version INVOICE_EXTRACT_1.0 (whose node name nm lists as an
+# absolute symbol of its own), and carry the SONAME of major version 1.
+exports=$(nm -D --defined-only --with-symbol-versions "$build/libinvoice_extract.so" | awk '{print $3}' | sort |
+  tr '\n' ' ')
+expected="INVOICE_EXTRACT_1.0 ZUGF_Check_Zugferd@@INVOICE_EXTRACT_1.0 ZUGF_Extract_Zugferd@@INVOICE_EXTRACT_1.0 "
+if [ "$exports" != "$expected" ]; then
   echo "unexpected exports: $exports" >&2
+  exit 1
+fi
+dynamic=$(readelf -d "$build/libinvoice_extract.so")
+if [[ "$dynamic" != *"Library soname: [libinvoice_extract.so.1]"* ]]; then
+  echo "libinvoice_extract.so has no SONAME libinvoice_extract.so.1" >&2
   exit 1
 fi
 

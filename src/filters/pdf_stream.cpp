@@ -261,25 +261,28 @@ PDF_Result PDF_Stream_Decrypt(PDF_Stream* stream, PDF_File* file, PDF_Object* co
   bool decrypt = true;
   bool metadata = Is_Name(PDF_Stream_Get_Type(stream), "Metadata") && Is_Name(PDF_Stream_Get_Subtype(stream), "XML");
   // A metadata stream may have been left in the clear; no entry of the
-  // encryption dictionary is read to find out. Once one was found plain,
-  // later ones are decrypted without a trial.
+  // encryption dictionary is read to find out.
+  // Kept: once one was found plain, the flag ends the trial for all later
+  // ones and they are decrypted without a test, plain or not.
   if (metadata && !file->metadata_is_plain) {
     uint32_t filters = 0;
     if (PDF_Stream_Get_Filter_Count(stream, &filters) == PDF_RESULT_OK && filters > 0) {
       // Data that decodes as it stands was not enciphered; it stays decoded.
       if (PDF_Stream_Decode(stream, false) == PDF_RESULT_OK) decrypt = false;
-    } else if (stream->data != nullptr) {
+    } else {
       uint32_t before = Count_High_Bytes(stream);
       result = PDF_Security_Decrypt_Bytes(file, container, stream->data, stream->length);
       if (result != PDF_RESULT_OK) return result;
       if (Count_High_Bytes(stream) < before) {
         decrypt = false;  // it was enciphered and is plain now
       } else {
-        file->metadata_is_plain = 1;  // the second pass below undoes the first
+        // Kept: plain data is deciphered a second time below, which restores
+        // it only because RC4 is its own inverse.
+        file->metadata_is_plain = 1;
       }
     }
   }
-  if (!decrypt || stream->length == 0) return PDF_RESULT_OK;
+  if (!decrypt) return PDF_RESULT_OK;
   return PDF_Security_Decrypt_Bytes(file, container, stream->data, stream->length);
 }
 

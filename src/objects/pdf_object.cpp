@@ -97,8 +97,10 @@ PDF_Result PDF_Object_Load(PDF_Object* object) {
   }
   object->value = value;
   object->type = PDF_Object_Classify(value);
-  // Cross-reference streams are stored in the clear. The Encrypt type can't
-  // come out of classification; that object was read before the flag was set.
+  // Cross-reference streams are stored in the clear.
+  // Kept: the test for the Encrypt type never fires here, since
+  // classification can't give it; that object stays clear because it was
+  // loaded at open, before the flag was set.
   if (file->encrypted && object->type != PDF_Object_Type_Xref_Stream && object->type != PDF_Object_Type_Encrypt) {
     PDF_Result result = PDF_Data_Object_Decrypt(value, file, object);
     if (result != PDF_RESULT_OK) {

@@ -380,11 +380,15 @@ static PDF_Result Apply_Cipher(PDF_String* string, PDF_File* file, PDF_Object* c
     return PDF_RESULT_INVALID_ARGUMENT;
   }
   if (result != PDF_RESULT_OK) return result;
+  const PDF_Write_Key* write_key = static_cast<const PDF_Write_Key*>(file->write_security);
   result = decrypt ? PDF_Security_Decrypt_Bytes(file, container, string->bytes, decoded_length)
-                   : PDF_Security_Encrypt_Bytes(file->write_security, container, string->bytes, decoded_length);
+                   : PDF_Security_Encrypt_Bytes(write_key, container, string->bytes, decoded_length);
   if (result != PDF_RESULT_OK) return result;
   uint8_t* plain = static_cast<uint8_t*>(PDF_Memory_Alloc(file->memory, decoded_length + 1));
-  if (plain == nullptr) return PDF_RESULT_INVALID_ARGUMENT;  // this path answers -500, not -7
+  // Kept: a failed allocation of the temporary block answers -500, not -7.
+  // The bytes are deciphered already, while length and kind still describe
+  // the old form; the object load that called this discards the value.
+  if (plain == nullptr) return PDF_RESULT_INVALID_ARGUMENT;
   memcpy(plain, string->bytes, decoded_length);
   result = PDF_String_Set(string, file, plain, PDF_STRING_KIND_LITERAL, decoded_length, true);
   PDF_Memory_Free(file->memory, &plain);

@@ -5,6 +5,7 @@
 #include "filters/pdf_stream.h"
 #include "objects/pdf_dictionary.h"
 #include "objects/pdf_object.h"
+#include "support/test_cipher.h"
 #include "support/test_objects.h"
 
 namespace {
@@ -181,11 +182,17 @@ TEST_F(StreamHead, MetadataTrialKeepsDecodableDataDecoded) {
   Release();
 
   // Without filters, plain ASCII whose count of high bytes doesn't fall is
-  // taken as plain, and the flag ends all later trials.
+  // taken as plain (deciphered twice, so unchanged), and the flag ends all
+  // later trials.
+  Test_Install_Key(file, "key-9");
+  PDF_Object* container = nullptr;
+  ASSERT_EQ(PDF_Object_Create(&container, file, nullptr, 9, 0, 0), 0);
   ASSERT_NE(Read("<< /Type /Metadata /Subtype /XML /Length 4 >>\nstream\nabcd", 3), 0u);
-  EXPECT_EQ(PDF_Stream_Decrypt(stream, file, nullptr), 0);
+  EXPECT_EQ(PDF_Stream_Decrypt(stream, file, container), 0);
+  EXPECT_EQ(std::string(reinterpret_cast<char*>(stream->data), stream->length), "abcd");
   EXPECT_EQ(file->metadata_is_plain, 1);
   Release();
+  EXPECT_EQ(PDF_Object_Delete(&container, file, PDF_DELETE_MODE_RELEASE), 0);
 }
 
 }  // namespace

@@ -14,6 +14,7 @@
 #include "objects/pdf_object_reference.h"
 #include "objects/pdf_string.h"
 #include "reader/pdf_xref_table.h"
+#include "support/test_cipher.h"
 #include "support/test_objects.h"
 #include "support/test_show.h"
 
@@ -348,15 +349,148 @@ TEST_F(Object_Table, LoadAllEndsOnCyclesAndRepairsByTolerance) {
   Delete(&reference);
 }
 
-TEST_F(Object_Table, LoadDecryptsStringsOfEncryptedFiles) {
+// Strings of a body as the file writes them when enciphered for an object.
+std::string Hex(const std::string& key, uint32_t number, uint32_t generation, const std::string& plain) {
+  return "<" + Test_Spaced_Hex(Test_Encipher(key, number, generation, plain)) + ">";
+}
+std::string Literal(const std::string& key, uint32_t number, uint32_t generation, const std::string& plain) {
+  return "(" + Test_Octal_Literal(Test_Encipher(key, number, generation, plain)) + ")";
+}
+std::string Data(PDF_Data_Object* value) {
+  PDF_Stream* stream = static_cast<PDF_Stream*>(PDF_Data_Object_Get_Typed_Value(value, PDF_Data_Type_Stream));
+  if (stream == nullptr || PDF_Stream_Load(stream) != 0 || stream->data == nullptr) return "-";
+  return std::string(reinterpret_cast<char*>(stream->data), stream->length);
+}
+
+const char kKey[] = "\x8e\x21\x7f\x03\xd2";
+
+TEST_F(Object_Table, LoadDecryptsEveryStringOfTheBodyWithTheObjectsKey) {
   file->encrypted = 1;
-  PDF_Object* object = Add("1 0 obj [<4 1> (a\\101) /N <</S (\\(x)>>]");
+  Test_Install_Key(file, kKey);
+  const std::string body = "[" + Hex(kKey, 12, 3, "one") + " " + Literal(kKey, 12, 3, "two") + " /N <</S " +
+                           Literal(kKey, 12, 3, "three") + " /R 4 0 R /E ()>> [" + Hex(kKey, 12, 3, "four") + "] 7]";
+  PDF_Object* object = Add("12 3 obj " + body);
   ASSERT_NE(PDF_Object_Get_Value(object), nullptr);
-  EXPECT_EQ(Show(object->value), "[(A) (aA) /N <</S (\\(x)>>]");
+  EXPECT_EQ(Show(object->value), "[(one) (two) /N <</S (three) /R R4.0 /E ()>> [(four)] 7]");
   EXPECT_EQ(Str(At(object->value, 2))->decrypted, 0) << "names have no branch";
-  EXPECT_EQ(Str(Find(At(object->value, 3), "S"))->decrypted, 1);
+  EXPECT_EQ(PDF_Object_Get_Value(object), object->value) << "loaded once, decrypted once";
+  EXPECT_EQ(Show(object->value), "[(one) (two) /N <</S (three) /R R4.0 /E ()>> [(four)] 7]");
+
+  // The number and generation that key the cipher are the object's own.
+  PDF_Object* other = Add("13 3 obj " + Hex(kKey, 12, 3, "one"));
+  EXPECT_NE(Show(PDF_Object_Get_Value(other)), "(one)");
+
+  // Without the flag nothing is decrypted, key or not.
   file->encrypted = 0;
   EXPECT_EQ(Show(PDF_Object_Get_Value(Add("2 0 obj <4 1>"))), "<4 1>") << "kept as the file wrote it";
+}
+
+TEST_F(Object_Table, LoadDecryptsStreamsButNotCrossReferenceStreams) {
+  file->encrypted = 1;
+  Test_Install_Key(file, kKey);
+  const std::string data = "BT /F1 12 Tf (Hello) Tj ET";
+  const std::string cipher = Test_Encipher(kKey, 6, 0, data);
+  PDF_Object* stream = Add("6 0 obj <</Length " + std::to_string(cipher.size()) + " /T " + Hex(kKey, 6, 0, "title") +
+                           ">>\nstream\n" + cipher + "\nendstream");
+  ASSERT_NE(PDF_Object_Get_Value(stream), nullptr);
+  EXPECT_EQ(Data(stream->value), data);
+  EXPECT_EQ(Show(PDF_Stream_Find_Value(static_cast<PDF_Stream*>(stream->value->value), "T")), "(title)");
+
+  PDF_Object* xref = Add("8 0 obj <</Type /XRef /Length 3 /ID [<4 1>]>>\nstream\nabc\nendstream");
+  ASSERT_NE(PDF_Object_Get_Value(xref), nullptr);
+  EXPECT_EQ(xref->type, PDF_Object_Type_Xref_Stream);
+  EXPECT_EQ(Data(xref->value), "abc");
+  EXPECT_EQ(Show(PDF_Array_Get_Value(static_cast<PDF_Array*>(PDF_Stream_Find_Value(
+                     static_cast<PDF_Stream*>(xref->value->value), "ID")->value), 0)),
+            "<4 1>")
+      << "stored in the clear, dictionary included";
+
+  PDF_Object* empty = Add("9 0 obj <</Length 0>>\nstream\n\nendstream");
+  EXPECT_EQ(PDF_Object_Load(empty), 0) << "an empty stream decrypts to itself";
+  EXPECT_EQ(Data(empty->value), "-");
+}
+
+TEST_F(Object_Table, MetadataWithoutFiltersIsTriedUntilOneIsFoundPlain) {
+  // Loaded in this order: the trial ends at the first plain stream, and
+  // every later one is deciphered once, plain or not.
+  file->encrypted = 1;
+  Test_Install_Key(file, kKey);
+  const std::string xml = "<?xpacket begin='' id='W5M0MpCehiHzreSzNTczkc9d'?><x:xmpmeta/>";
+  const struct {
+    uint32_t number;
+    bool enciphered;
+    std::string expected;
+    uint8_t plain_flag_after;
+  } cases[] = {
+      {20, true, xml, 0},                            // deciphered in the trial
+      {21, false, xml, 1},                           // deciphered twice
+      {22, true, xml, 1},                            // deciphered once, no trial
+      {23, false, Test_Encipher(kKey, 23, 0, xml), 1},  // deciphered once: plain data is spoilt
+  };
+  for (const auto& c : cases) {
+    const std::string stored = c.enciphered ? Test_Encipher(kKey, c.number, 0, xml) : xml;
+    PDF_Object* object = Add(std::to_string(c.number) + " 0 obj <</Type /Metadata /Subtype /XML /Length " +
+                             std::to_string(stored.size()) + ">>\nstream\n" + stored + "\nendstream");
+    ASSERT_EQ(PDF_Object_Load(object), 0) << c.number;
+    EXPECT_EQ(Data(object->value), c.expected) << c.number;
+    EXPECT_EQ(file->metadata_is_plain, c.plain_flag_after) << c.number;
+  }
+}
+
+TEST_F(Object_Table, EncryptTypeSetBeforeLoadingDoesNotKeepTheBodyClear) {
+  // The trailer's Encrypt entry marks an object that was loaded at open; one
+  // marked while still pending is classified anew on load and decrypted.
+  file->encrypted = 1;
+  Test_Install_Key(file, kKey);
+  PDF_Object* object = Add("3 0 obj <</Filter /Standard /O " + Hex(kKey, 3, 0, "owner") + ">>");
+  ASSERT_EQ(PDF_Object_Set_Type(object, PDF_Object_Type_Encrypt), 0);
+  ASSERT_EQ(PDF_Object_Load(object), 0);
+  EXPECT_EQ(object->type, PDF_Object_Type_Dictionary);
+  EXPECT_EQ(Show(Find(object->value, "O")), "(owner)");
+}
+
+TEST_F(Object_Table, NoKeyStateFailsObjectsThatNeedTheCipher) {
+  file->encrypted = 1;
+  const struct {
+    const char* text;
+    PDF_Result result;
+  } cases[] = {
+      {"1 0 obj <</A 1 /B [2 /N]>>", PDF_RESULT_OK},
+      {"2 0 obj [() <>]", PDF_RESULT_OK},  // empty strings need no key
+      {"3 0 obj <</S [(x)]>>", PDF_RESULT_INVALID_ARGUMENT},
+      {"4 0 obj (x)", PDF_RESULT_INVALID_ARGUMENT},
+      {"5 0 obj <</Length 3>>\nstream\nabc\nendstream", PDF_RESULT_INVALID_ARGUMENT},
+      {"6 0 obj <</Length 0>>\nstream\n\nendstream", PDF_RESULT_INVALID_ARGUMENT},
+      {"7 0 obj <</Type /XRef /Length 3 /ID [(x)]>>\nstream\nabc\nendstream", PDF_RESULT_OK},
+  };
+  for (const auto& c : cases) {
+    PDF_Object* object = Add(c.text);
+    EXPECT_EQ(PDF_Object_Load(object), c.result) << c.text;
+    if (c.result != PDF_RESULT_OK) {
+      EXPECT_NE(object->source_reader, nullptr) << c.text << ": stays pending";
+      EXPECT_EQ(object->value, nullptr) << c.text;
+      EXPECT_EQ(PDF_Object_Get_Type(object), PDF_Object_Type_Unknown) << c.text;
+      EXPECT_EQ(PDF_Object_Load(object), c.result) << c.text << ": fails the same way again";
+    }
+  }
+  // An object left pending loads once a key is in place.
+  PDF_Object* pending = Add("14 0 obj " + Literal(kKey, 14, 0, "late"));
+  EXPECT_EQ(PDF_Object_Load(pending), PDF_RESULT_INVALID_ARGUMENT);
+  Test_Install_Key(file, kKey);
+  ASSERT_EQ(PDF_Object_Load(pending), 0);
+  EXPECT_EQ(Show(pending->value), "(late)");
+}
+
+TEST_F(Object_Table, ObjectsFromABufferAreNeverDecrypted) {
+  // The container stream of an object stream was decrypted as a whole.
+  file->encrypted = 1;
+  Test_Install_Key(file, kKey);
+  PDF_Object* object = nullptr;
+  ASSERT_EQ(PDF_Object_Create(&object, file, nullptr, 5, 0, 0), 0);
+  const char* body = "<</T (plain) /H <4 1>>>";
+  ASSERT_EQ(PDF_Object_Read_From_Buffer(object, file, reinterpret_cast<const uint8_t*>(body), strlen(body)), 0);
+  EXPECT_EQ(Show(object->value), "<</T (plain) /H <4 1>>>");
+  EXPECT_EQ(PDF_Object_Delete(&object, file, PDF_DELETE_MODE_RELEASE), 0);
 }
 
 TEST_F(Object_Table, ReadFromBuffer) {

@@ -14,6 +14,7 @@
 #include "objects/pdf_object_reference.h"
 #include "objects/pdf_string.h"
 #include "reader/pdf_xref_table.h"
+#include "support/test_cipher.h"
 #include "support/test_objects.h"
 #include "support/test_show.h"
 
@@ -68,7 +69,9 @@ TEST_F(Ownership, NullAndBadArguments) {
 }
 
 TEST_F(Ownership, CopiesAreNewTreesAndDecryptTouchesStringsOnly) {
-  PDF_Data_Object* source = Value("<</N /A#42 /H <41> /A [1 2.5 true null [/X]] /D <</E 5 0 R>>>>");
+  // H holds "A" enciphered for object 5 under the key installed below.
+  const std::string h = Test_Spaced_Hex(Test_Encipher("key-5", 5, 0, "A"));
+  PDF_Data_Object* source = Value("<</N /A#42 /H <" + h + "> /A [1 2.5 true null [/X]] /D <</E 5 0 R>>>>");
   const std::string shown = Show(source);
   PDF_Data_Object* copy = nullptr;
   ASSERT_EQ(PDF_Data_Object_Copy(&copy, file, source, false, PDF_COPY_MODE_AS_IS), 0);
@@ -76,11 +79,15 @@ TEST_F(Ownership, CopiesAreNewTreesAndDecryptTouchesStringsOnly) {
   // Deleting the source leaves the copy whole (the sanitizers watch this).
   Delete(&source);
   EXPECT_EQ(Show(copy), shown);
-  EXPECT_EQ(PDF_Data_Object_Decrypt(Find(copy, "N"), file, nullptr), 0);
+  PDF_Object* container = nullptr;
+  ASSERT_EQ(PDF_Object_Create(&container, file, nullptr, 5, 0, 0), 0);
+  Test_Install_Key(file, "key-5");
+  EXPECT_EQ(PDF_Data_Object_Decrypt(Find(copy, "N"), file, container), 0);
   EXPECT_EQ(static_cast<PDF_String*>(Find(copy, "N")->value)->decrypted, 0);
-  EXPECT_EQ(PDF_Data_Object_Decrypt(Find(copy, "H"), file, nullptr), 0);
+  EXPECT_EQ(PDF_Data_Object_Decrypt(Find(copy, "H"), file, container), 0);
   EXPECT_EQ(Show(Find(copy, "H")), "(A)");
   Delete(&copy);
+  EXPECT_EQ(PDF_Object_Delete(&container, file, PDF_DELETE_MODE_RELEASE), 0);
 }
 
 // Runs an operation with the nth allocation failing, for n = 1, 2, ... until
@@ -162,14 +169,17 @@ TEST_F(Ownership, SettersAndStringsUnderAllocationFailure) {
   EXPECT_EQ(PDF_Object_Get_Reference_Count(object), 0u);
   EXPECT_EQ(PDF_Array_Delete(&array, file, 0), 0);
   EXPECT_EQ(PDF_Dictionary_Delete(&dictionary, file, 0), 0);
-  EXPECT_EQ(PDF_Object_Delete(&object, file, 0), 0);
 
+  // The ciphertext of "aA(b)" in octal escapes, decrypted for object 3.
+  Test_Install_Key(file, "key-3");
+  const std::string raw = Test_Octal_Literal(Test_Encipher("key-3", 3, 0, "aA(b)"));
   PDF_String* string = nullptr;
   Fail_Each_Request(
       this,
       [&] {
-        return PDF_String_Create(&string, file, reinterpret_cast<const uint8_t*>("a\\101(b)"), 1, 8, false) == 0 &&
-               PDF_String_Decrypt(string, file, nullptr) == 0;
+        return PDF_String_Create(&string, file, reinterpret_cast<const uint8_t*>(raw.data()), 1, raw.size(),
+                                 false) == 0 &&
+               PDF_String_Decrypt(string, file, object) == 0;
       },
       [&](bool ok) {
         if (ok) {
@@ -177,6 +187,7 @@ TEST_F(Ownership, SettersAndStringsUnderAllocationFailure) {
         }
         if (string != nullptr) PDF_String_Delete(&string, file);
       });
+  EXPECT_EQ(PDF_Object_Delete(&object, file, 0), 0);
 }
 
 TEST_F(Ownership, ObjectsUnderAllocationFailure) {
@@ -185,6 +196,7 @@ TEST_F(Ownership, ObjectsUnderAllocationFailure) {
   ASSERT_EQ(PDF_Body_Create(&file->xref_table, file, table, nullptr, false), 0);
   PDF_Read_Data* reader = Input("4 0 obj <</K [(a\\101) <42>] /R 4 0 R>> endobj");
   file->encrypted = 1;
+  Test_Install_Key(file, "key-4");
   PDF_Object* object = nullptr;
   Fail_Each_Request(
       this, [&] { return PDF_Object_Read(&object, file, reader, 0) != 0 && PDF_Object_Load(object) == 0; },

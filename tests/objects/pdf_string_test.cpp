@@ -6,7 +6,9 @@
 #include <string>
 
 #include "objects/pdf_name.h"
+#include "objects/pdf_object.h"
 #include "objects/pdf_string.h"
+#include "support/test_cipher.h"
 #include "support/test_objects.h"
 
 namespace {
@@ -160,27 +162,39 @@ TEST_F(String_Ops, NamesCreateCompareAndGetText) {
 }
 
 TEST_F(String_Ops, DecryptDecodesIntoLiteralFormOnce) {
+  // The file wrote the ciphertext of `plain` in hexadecimal with spaces
+  // between the digits, or in literal form as octal escapes (with a line
+  // continuation in the middle); decryption leaves the plain bytes in the
+  // literal form.
+  const std::string key = "\x01\x23\x45\x67\x89";
+  PDF_Object* container = nullptr;
+  ASSERT_EQ(PDF_Object_Create(&container, file, nullptr, 7, 2, 0), 0);
+  Test_Install_Key(file, key);
   const struct {
-    const char* raw;
+    std::string plain;
     uint32_t kind;
     std::string content;
   } cases[] = {
-      {"4 1", 2, "A"}, {"28 29 5c", 2, "\\(\\)\\\\"}, {"0a", 2, "\\n"}, {"a\\101\\)", 1, "aA\\)"},
-      {"x\\\ny", 1, "xy"}, {"", 2, ""},
+      {"A", 2, "A"}, {"()\\", 2, "\\(\\)\\\\"}, {"\n", 2, "\\n"}, {"aA)", 1, "aA\\)"}, {"xy", 1, "xy"},
+      {"", 2, ""},
   };
   for (const auto& c : cases) {
-    PDF_String* string = Make(c.raw, c.kind);
+    const std::string cipher = Test_Encipher(key, 7, 2, c.plain);
+    std::string raw = c.kind == 2 ? Test_Spaced_Hex(cipher) : Test_Octal_Literal(cipher);
+    if (c.kind == 1) raw.insert(raw.size() / 2 / 4 * 4, "\\\n");
+    PDF_String* string = Make(raw.c_str(), c.kind);
     for (int pass = 0; pass < 2; ++pass) {  // a second walk is harmless
-      ASSERT_EQ(PDF_String_Decrypt(string, file, nullptr), 0) << c.raw;
-      EXPECT_EQ(Content(string), c.content) << c.raw;
+      ASSERT_EQ(PDF_String_Decrypt(string, file, container), 0) << c.plain;
+      EXPECT_EQ(Content(string), c.content) << c.plain;
     }
     EXPECT_EQ(string->kind, c.content.empty() ? c.kind : 1u) << "stored in the literal form";
     EXPECT_EQ(string->decrypted, 1);
     PDF_String_Delete(&string, file);
   }
   PDF_String* name = Make("N", 0);
-  EXPECT_EQ(PDF_String_Decrypt(name, file, nullptr), -500) << "kind 0 can't be decrypted";
+  EXPECT_EQ(PDF_String_Decrypt(name, file, container), -500) << "kind 0 can't be decrypted";
   PDF_String_Delete(&name, file);
+  EXPECT_EQ(PDF_Object_Delete(&container, file, PDF_DELETE_MODE_RELEASE), 0);
 }
 
 TEST_F(String_Ops, NullArguments) {

@@ -1,0 +1,201 @@
+// The per-object cipher: its keys, its refusals, and the read and write key
+// records, checked against an RC4 and key derivation written in the tests.
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "objects/pdf_object.h"
+#include "objects/pdf_string.h"
+#include "security/pdf_security.h"
+#include "support/test_cipher.h"
+#include "support/test_objects.h"
+
+namespace {
+
+std::string From_Hex(const std::string& hex) {
+  std::string out;
+  for (size_t i = 0; i + 1 < hex.size(); i += 2) out += static_cast<char>(std::stoi(hex.substr(i, 2), nullptr, 16));
+  return out;
+}
+
+uint8_t* Bytes(std::string* text) { return reinterpret_cast<uint8_t*>(&(*text)[0]); }
+
+TEST(Test_Cipher, HelpersMatchPublishedVectors) {
+  // The comparisons below rest on these helpers, so they are checked first.
+  const struct {
+    const char* key;
+    const char* plain;
+    const char* cipher;
+  } rc4[] = {
+      {"Key", "Plaintext", "bbf316e8d940af0ad3"},
+      {"Wiki", "pedia", "1021bf0420"},
+      {"Secret", "Attack at dawn", "45a01f645fc35b383552544b9bf5"},
+  };
+  for (const auto& c : rc4) EXPECT_EQ(Test_RC4(c.key, c.plain), From_Hex(c.cipher)) << c.key;
+  EXPECT_EQ(Test_MD5(""), From_Hex("d41d8cd98f00b204e9800998ecf8427e"));
+  EXPECT_EQ(Test_MD5("message digest"), From_Hex("f96b697d7cb7938d525a2f31aaf161d0"));
+}
+
+class Security : public Objects_Fixture {
+ protected:
+  PDF_Object* Object(uint64_t number, uint64_t generation) {
+    PDF_Object* object = nullptr;
+    EXPECT_EQ(PDF_Object_Create(&object, file, nullptr, number, generation, 0), 0);
+    made.push_back(object);
+    return object;
+  }
+  void TearDown() override {
+    for (PDF_Object*& object : made) EXPECT_EQ(PDF_Object_Delete(&object, file, PDF_DELETE_MODE_RELEASE), 0);
+    Objects_Fixture::TearDown();
+  }
+  std::vector<PDF_Object*> made;
+};
+
+TEST_F(Security, KnownAnswerWithoutAnyHashOfOurOwn) {
+  // The file key "message d" with number 'i' 'g' 'e' and generation 's' 't'
+  // (low byte first) makes the MD5 input "message digest", whose digest is
+  // published; the RC4 key is its first 9 + 5 bytes.
+  uint8_t key[16] = {'m', 'e', 's', 's', 'a', 'g', 'e', ' ', 'd'};
+  PDF_Object* object = Object(0x656769, 0x7473);
+  const std::string rc4_key = From_Hex("f96b697d7cb7938d525a2f31aaf1");
+  std::string data = "Attack at dawn";
+  ASSERT_EQ(PDF_Security_Crypt(key, 9, object, Bytes(&data), data.size()), 0);
+  EXPECT_EQ(data, Test_RC4(rc4_key, "Attack at dawn"));
+  ASSERT_EQ(PDF_Security_Crypt(key, 9, object, Bytes(&data), data.size()), 0);
+  EXPECT_EQ(data, "Attack at dawn") << "the same call deciphers";
+}
+
+TEST_F(Security, ObjectKeyLengthsAndNumberBytes) {
+  const struct {
+    std::string key;
+    uint64_t number;
+    uint64_t generation;
+    uint32_t key_number;  // the number and generation that the key is made from
+    uint32_t key_generation;
+  } cases[] = {
+      {"\x01\x02\x03\x04\x05", 1, 0, 1, 0},              // 40 bits: a 10-byte RC4 key
+      {"0123456789a", 300, 2, 300, 2},                   // 11 + 5: exactly 16
+      {"0123456789ab", 70000, 65535, 70000, 65535},      // 12 + 5: cut to 16
+      {"0123456789abcdef", 12, 0, 12, 0},                // 128 bits
+      {"0123456789abcdef0123", 12, 0, 12, 0},            // longer keys are hashed whole
+      {"k\x01", 0x01020304, 0x50006, 0x020304, 0x0006},  // only 3 and 2 low bytes count
+  };
+  const std::string plain = "The quick brown fox jumps over the lazy dog";
+  for (const auto& c : cases) {
+    uint8_t key[64] = {};
+    memcpy(key, c.key.data(), c.key.size());
+    std::string data = plain;
+    ASSERT_EQ(PDF_Security_Crypt(key, static_cast<uint8_t>(c.key.size()), Object(c.number, c.generation), Bytes(&data),
+                                 data.size()),
+              0);
+    EXPECT_EQ(data, Test_Encipher(c.key, c.key_number, c.key_generation, plain)) << c.key.size() << " key bytes";
+    EXPECT_NE(data, Test_Encipher(c.key, c.key_number + 1, c.key_generation, plain)) << "the number counts";
+  }
+}
+
+TEST_F(Security, CryptRefusalsLeaveTheDataAlone) {
+  uint8_t key[32] = {'k', 'e', 'y'};
+  uint8_t zero[32] = {};
+  uint8_t short_zero[32] = {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 7};  // set only behind a 5-byte key
+  uint8_t late[32] = {};
+  late[16] = 1;  // set only behind the first 16 bytes
+  PDF_Object* object = Object(4, 0);
+  const struct {
+    const char* name;
+    const uint8_t* key;
+    uint8_t key_length;
+    bool with_object;
+    bool with_data;
+    uint64_t length;
+    PDF_Result result;
+  } cases[] = {
+      {"null key", nullptr, 3, true, true, 3, PDF_RESULT_INVALID_ARGUMENT},
+      {"null key, nothing to do", nullptr, 3, true, true, 0, PDF_RESULT_INVALID_ARGUMENT},
+      {"null object", key, 3, false, true, 3, PDF_RESULT_INVALID_ARGUMENT},
+      {"null data", key, 3, true, false, 3, PDF_RESULT_INVALID_ARGUMENT},
+      {"null data, length 0", key, 3, true, false, 0, PDF_RESULT_OK},
+      {"more than 32 bits of length", key, 3, true, true, 0x100000000ull, PDF_RESULT_INVALID_ARGUMENT},
+      {"all-zero key", zero, 5, true, true, 3, PDF_RESULT_INVALID_ARGUMENT},
+      {"all-zero key, length 0", zero, 5, true, true, 0, PDF_RESULT_OK},
+      {"zero 5-byte key with a set byte behind it", short_zero, 5, true, true, 3, PDF_RESULT_OK},
+      {"set byte only after the first 16", late, 20, true, true, 3, PDF_RESULT_INVALID_ARGUMENT},
+  };
+  for (const auto& c : cases) {
+    std::string data = "abc";
+    PDF_Result result = PDF_Security_Crypt(c.key, c.key_length, c.with_object ? object : nullptr,
+                                           c.with_data ? Bytes(&data) : nullptr, c.length);
+    EXPECT_EQ(result, c.result) << c.name;
+    if (result != PDF_RESULT_OK || c.length == 0) {
+      EXPECT_EQ(data, "abc") << c.name;
+    } else {
+      EXPECT_EQ(data, Test_Encipher(std::string(reinterpret_cast<const char*>(c.key), c.key_length), 4, 0, "abc"))
+          << c.name;
+    }
+  }
+}
+
+TEST_F(Security, ReadAndWriteKeyRecords) {
+  PDF_Object* object = Object(9, 1);
+  PDF_Write_Key write_key = {};
+  write_key.length = 5;
+  memcpy(write_key.bytes, "write", 5);
+  const struct {
+    const char* name;
+    bool with_file;
+    const char* read_key;  // installed on the file; null for none
+    bool decrypt;          // else encrypt with the write record
+    bool with_write_key;
+    PDF_Result result;
+    std::string expected;  // from "plain text"
+  } cases[] = {
+      {"no file", false, "read!", true, false, PDF_RESULT_INVALID_ARGUMENT, "plain text"},
+      {"no key", true, nullptr, true, false, PDF_RESULT_INVALID_ARGUMENT, "plain text"},
+      {"read key", true, "read!", true, false, PDF_RESULT_OK, Test_Encipher("read!", 9, 1, "plain text")},
+      {"no write key", true, "read!", false, false, PDF_RESULT_INVALID_ARGUMENT, "plain text"},
+      {"write key, not the read key", true, "read!", false, true, PDF_RESULT_OK,
+       Test_Encipher("write", 9, 1, "plain text")},
+  };
+  for (const auto& c : cases) {
+    if (file->key != nullptr) PDF_Memory_Free(file->memory, &file->key);
+    if (c.read_key != nullptr) Test_Install_Key(file, c.read_key);
+    std::string data = "plain text";
+    PDF_Result result =
+        c.decrypt
+            ? PDF_Security_Decrypt_Bytes(c.with_file ? file : nullptr, object, Bytes(&data), data.size())
+            : PDF_Security_Encrypt_Bytes(c.with_write_key ? &write_key : nullptr, object, Bytes(&data), data.size());
+    EXPECT_EQ(result, c.result) << c.name;
+    EXPECT_EQ(data, c.expected) << c.name;
+  }
+}
+
+TEST_F(Security, StringsEncryptWithTheWriteRecord) {
+  PDF_Object* object = Object(3, 0);
+  PDF_Write_Key* write_key = static_cast<PDF_Write_Key*>(PDF_Memory_Alloc(&memory, sizeof(PDF_Write_Key)));
+  ASSERT_NE(write_key, nullptr);
+  memset(write_key, 0, sizeof(PDF_Write_Key));
+  write_key->length = 5;
+  memcpy(write_key->bytes, "write", 5);
+  file->write_security = write_key;  // released with the file
+  Test_Install_Key(file, "write");   // the same key on the read side
+
+  PDF_String* string = nullptr;
+  ASSERT_EQ(PDF_String_Create(&string, file, reinterpret_cast<const uint8_t*>("a\\(b"), 1, 4, false), 0);
+  ASSERT_EQ(PDF_String_Encrypt(string, object, file), 0);
+  EXPECT_EQ(string->kind, 1u);
+  EXPECT_EQ(string->decrypted, 0) << "encryption doesn't consult or set the flag";
+  const uint64_t enciphered_length = string->length;
+  ASSERT_EQ(PDF_String_Decrypt(string, file, object), 0);
+  EXPECT_EQ(std::string(reinterpret_cast<char*>(string->bytes), string->length), "a\\(b");
+
+  // Measuring enciphers, measures and enciphers back; not for the Encrypt
+  // dictionary's own object.
+  EXPECT_EQ(PDF_String_Get_Written_Length(string, file, object), enciphered_length + 2);
+  EXPECT_EQ(std::string(reinterpret_cast<char*>(string->bytes), string->length), "a\\(b");
+  ASSERT_EQ(PDF_Object_Set_Type(object, PDF_Object_Type_Encrypt), 0);
+  EXPECT_EQ(PDF_String_Get_Written_Length(string, file, object), 6u);
+  PDF_String_Delete(&string, file);
+}
+
+}  // namespace
