@@ -245,6 +245,29 @@ Seeds Open_Seeds() {
   return seeds;
 }
 
+Seeds Xml_Seeds() {
+  // First byte: even, one piece through ZUGF_Read_Invoice_Info; odd, pieces
+  // of (byte / 2) + 1 bytes through the handlers.
+  const std::string xml = Invoice_Sample_Xml();
+  std::string entity = xml;
+  entity.replace(entity.find("RE-2026-0042"), 12, "RE&amp;2026&#x2D;0042");
+  std::string unknown = xml;
+  unknown.replace(unknown.find("<ram:Name>"), 0, "<ram:Note><ram:ID>not this</ram:ID></ram:Note>\n    ");
+  std::string long_text = xml;
+  long_text.replace(long_text.find("RE-2026-0042"), 12, std::string(300, 'x'));
+  std::string other_root = xml;
+  other_root.replace(other_root.find("urn:ferd:CrossIndustryDocument:invoice:1p0\""), 43, "urn:example:other");
+  return {{"sample", std::string(1, 0) + xml},
+          {"sample-pieces-of-7", std::string(1, 12) + xml},
+          {"sample-pieces-of-1", std::string(1, 1) + xml},
+          {"entity", std::string(1, 0) + entity},
+          {"entity-pieces", std::string(1, 5) + entity},
+          {"unknown-element", std::string(1, 0) + unknown},
+          {"long-text", std::string(1, 0) + long_text},
+          {"other-root", std::string(1, 0) + other_root},
+          {"cut", std::string(1, 0) + xml.substr(0, xml.size() / 2)}};
+}
+
 bool Write_Seeds(const std::string& folder, const std::string& target, const Seeds& seeds) {
   const std::string path = folder + "/" + target;
   mkdir(folder.c_str(), 0755);
@@ -269,7 +292,7 @@ int main(int argc, char** argv) {
   const std::map<std::string, Seeds> targets = {
       {"fuzz_flate", Flate_Seeds()},   {"fuzz_lzw", Lzw_Seeds()},   {"fuzz_predictor", Predictor_Seeds()},
       {"fuzz_parser", Parser_Seeds()}, {"fuzz_text", Text_Seeds()}, {"fuzz_xmp", Xmp_Seeds()},
-      {"fuzz_xref", Xref_Seeds()},     {"fuzz_open", Open_Seeds()},
+      {"fuzz_xref", Xref_Seeds()},     {"fuzz_open", Open_Seeds()}, {"fuzz_xml", Xml_Seeds()},
   };
   for (const auto& target : targets) {
     if (!Write_Seeds(folder, target.first, target.second)) return 1;
