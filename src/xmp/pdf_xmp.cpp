@@ -178,7 +178,7 @@ PDF_Pdfa_Flavour PDF_XMP_Get_Pdfa_Level(PDF_XMP* xmp, uint32_t* out_part, char* 
     return PDF_PDFA_UNKNOWN;
   }
 
-  // Outside the guard: an empty conformance makes at() throw
+  // Kept: outside the guard, an empty conformance makes at() throw
   // std::out_of_range, which nothing in the library catches.
   if (out_part != nullptr) *out_part = static_cast<uint32_t>(atol(part.c_str()));
   if (out_conformance != nullptr) *out_conformance = conformance.at(0);
