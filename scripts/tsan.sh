@@ -8,6 +8,7 @@ bash scripts/setup.sh
 cmake -S . -B build-tsan -DCMAKE_BUILD_TYPE=RelWithDebInfo -DINVOICE_EXTRACT_TSAN=ON >/dev/null
 cmake --build build-tsan -j"$(nproc)" --target invoice_extract_tests invoice_extract
 
-export TSAN_OPTIONS="halt_on_error=1:second_deadlock_stack=1:suppressions=$PWD/tests/tsan.supp"
+# No suppressions: Exempi is not instrumented, and nothing of it is reported.
+export TSAN_OPTIONS="halt_on_error=1:second_deadlock_stack=1"
 cd build-tsan
 ctest --output-on-failure -R '^Threads\.' --timeout 900
