@@ -242,6 +242,16 @@ Seeds Open_Seeds() {
   seeds.push_back({"hazard-empty-conformance", Level(3) + Hazard_Empty_Conformance_Pdf()});
   seeds.push_back({"hazard-deep-nesting", Level(3) + Hazard_Deep_Nesting_Pdf(3000)});
   seeds.push_back({"hazard-flate-bomb", Level(3) + Hazard_Flate_Bomb_Pdf(2u << 20)});
+  // Damaged nesting at a tolerant level: each dictionary that fails is read
+  // again from inside, so the time doubles with each level (bounded here by
+  // the harness's read budget).
+  std::string nested = "<< /Type /Catalog";
+  for (int i = 0; i < 40; ++i) nested += " /K <<";
+  Pdf_Builder damaged;
+  Pdf_Builder_Header(&damaged);
+  Pdf_Builder_Object(&damaged, 1, nested + " x");
+  Pdf_Builder_Finish(&damaged, "/Root 1 0 R");
+  seeds.push_back({"tolerant-damaged-nesting", Level(3) + damaged.bytes});
   return seeds;
 }
 
