@@ -219,6 +219,8 @@ uint64_t PDF_Array_Read(PDF_Array** out_array, PDF_File* file, PDF_Read_Data* re
       return total + end;
     }
     PDF_Data_Object* value = nullptr;
+    // Kept: no depth counter; nested arrays recurse here and only the stack
+    // bounds them.
     uint64_t count = PDF_Data_Object_Read(&value, file, reader, position + total);
     if (count == 0) break;  // one unreadable element fails the whole array
     total += count;

@@ -333,6 +333,8 @@ uint64_t PDF_Dictionary_Read(PDF_Dictionary** out_dictionary, PDF_File* file, PD
     if (count == 0) break;  // a key that isn't a name fails at every level
     total += count;
     PDF_Data_Object* value = nullptr;
+    // Kept: no depth counter; nested values recurse here and only the stack
+    // bounds them.
     count = PDF_Data_Object_Read(&value, file, reader, position + total);
     if (count != 0) {
       total += count;

@@ -80,7 +80,10 @@ PDF_Result PDF_File_Read_Xref_Chain(PDF_Body** out_body, PDF_File* file, PDF_Rea
     result = Merge_Stream(table, &trailer, file, reader, stream_offset, nullptr);
   }
 
-  // Older sections, newest first. Nothing guards against a Prev cycle.
+  // Older sections, newest first.
+  // Kept: nothing guards against a Prev cycle; a chain that returns to a section
+  // already read is walked for ever. Callers facing hostile files bound it from
+  // outside (a time limit, or a read callback that stops answering).
   uint32_t prev = result == PDF_RESULT_OK ? PDF_Trailer_Get_Prev(trailer) : 0;
   while (result == PDF_RESULT_OK && prev != 0) {
     stream_offset = 0;

@@ -1,0 +1,210 @@
+// The hazards that the library keeps on hostile input, each pinned in a child
+// process: a Prev chain that loops runs until killed, deep nesting and a Kids
+// cycle exhaust the stack, an empty pdfaid conformance throws through the C
+// entry point, and a Flate bomb grows until allocation fails.
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <functional>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "invoice_extract.h"
+#include "support/hazard_pdfs.h"
+#include "support/pdf_builder.h"
+
+#if defined(__SANITIZE_ADDRESS__)
+#define HAZARD_UNDER_ASAN 1
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define HAZARD_UNDER_ASAN 1
+#endif
+#endif
+#ifndef HAZARD_UNDER_ASAN
+#define HAZARD_UNDER_ASAN 0
+#endif
+
+namespace {
+
+// Exit codes of the child for the outcomes of a call.
+const int kReturned = 10;        // the call returned (its result follows in the low bits)
+const int kOutOfRange = 3;       // std::out_of_range left the call
+const int kOtherException = 4;   // anything else left the call
+const int kStackExhausted = 5;   // a fault far below the child's first frame
+
+// Where the child's stack stood when its body began.
+uintptr_t child_stack_start = 0;
+
+// A segmentation fault more than 6 MiB below the start of the body, of the
+// 8 MiB that the child's stack may take, is the stack running out; any other
+// fault goes on to the default action.
+void On_Segmentation_Fault(int, siginfo_t* info, void*) {
+  uintptr_t fault = reinterpret_cast<uintptr_t>(info->si_addr);
+  if (fault < child_stack_start && child_stack_start - fault > (6u << 20)) _exit(kStackExhausted);
+  signal(SIGSEGV, SIG_DFL);
+}
+
+// Catches the fault of an exhausted stack on a stack of its own.
+void Watch_For_Stack_Exhaustion() {
+  static char alternate[1 << 16];
+  stack_t stack = {};
+  stack.ss_sp = alternate;
+  stack.ss_size = sizeof(alternate);
+  sigaltstack(&stack, nullptr);
+  struct sigaction action = {};
+  action.sa_sigaction = On_Segmentation_Fault;
+  action.sa_flags = SA_SIGINFO | SA_ONSTACK;
+  sigaction(SIGSEGV, &action, nullptr);
+  char here = 0;
+  child_stack_start = reinterpret_cast<uintptr_t>(&here);
+}
+
+struct Child_End {
+  bool signalled;
+  int signal;     // when signalled
+  int exit_code;  // otherwise
+  std::string errors;  // what the child wrote to its standard error
+};
+
+// Runs body in a forked child with its standard error in a pipe, an alarm
+// after alarm_seconds and an 8 MiB stack; body's value is the exit code.
+Child_End Run_Child(unsigned alarm_seconds, const std::function<int()>& body) {
+  int pipe_ends[2];
+  if (pipe(pipe_ends) != 0) return {false, 0, -1, "pipe failed"};
+  fflush(nullptr);
+  pid_t child = fork();
+  if (child == 0) {
+    close(pipe_ends[0]);
+    dup2(pipe_ends[1], 2);
+    rlimit stack = {8u << 20, 8u << 20};
+    getrlimit(RLIMIT_STACK, &stack);
+    stack.rlim_cur = 8u << 20;
+    setrlimit(RLIMIT_STACK, &stack);
+    alarm(alarm_seconds);
+    _exit(body());
+  }
+  close(pipe_ends[1]);
+  std::string errors;
+  char buffer[4096];
+  ssize_t count;
+  while ((count = read(pipe_ends[0], buffer, sizeof(buffer))) > 0) errors.append(buffer, static_cast<size_t>(count));
+  close(pipe_ends[0]);
+  int status = 0;
+  waitpid(child, &status, 0);
+  if (WIFSIGNALED(status)) return {true, WTERMSIG(status), 0, errors};
+  return {false, 0, WEXITSTATUS(status), errors};
+}
+
+// The exported check on the bytes, written to a file of this process.
+int Check_In_Child(const std::string& pdf) {
+  try {
+    int32_t result = ZUGF_Check_Zugferd(pdf.c_str());
+    return kReturned + (result < 0 ? -result : result) % 100;
+  } catch (const std::out_of_range&) {
+    return kOutOfRange;
+  } catch (...) {
+    return kOtherException;
+  }
+}
+
+class Hazard : public ::testing::Test {
+ protected:
+  std::string Write(const std::string& name, const std::string& bytes) {
+    std::string path = Test_Temp_Path(name);
+    EXPECT_TRUE(Test_Write_File(path, bytes));
+    paths_.push_back(path);
+    return path;
+  }
+  void TearDown() override {
+    for (const std::string& path : paths_) remove(path.c_str());
+  }
+
+ private:
+  std::vector<std::string> paths_;
+};
+
+// The check in a child that must end with its stack exhausted: a fault deep
+// below its first frame, or AddressSanitizer's report of a stack overflow
+// (AddressSanitizer keeps the fault handler to itself).
+void Expect_Stack_Exhausted(const std::string& pdf, const char* what) {
+  Child_End end = Run_Child(120, [&] {
+    if (!HAZARD_UNDER_ASAN) Watch_For_Stack_Exhaustion();
+    return Check_In_Child(pdf);
+  });
+  if (HAZARD_UNDER_ASAN) {
+    EXPECT_NE(end.errors.find("stack-overflow"), std::string::npos) << what << ":\n" << end.errors.substr(0, 2000);
+    return;
+  }
+  EXPECT_TRUE(!end.signalled && end.exit_code == kStackExhausted)
+      << what << ": signalled " << end.signalled << ", signal " << end.signal << ", exit " << end.exit_code << "\n"
+      << end.errors.substr(0, 2000);
+}
+
+TEST_F(Hazard, PrevCycleRunsUntilStopped) {
+  const std::string pdf = Write("prev-cycle.pdf", Hazard_Prev_Cycle_Pdf());
+  Child_End end = Run_Child(3, [&] { return Check_In_Child(pdf); });
+  EXPECT_TRUE(end.signalled && end.signal == SIGALRM)
+      << "the walk must still be running after 3 s; exit " << end.exit_code << "\n" << end.errors;
+}
+
+TEST_F(Hazard, DeepNestingExhaustsTheStack) {
+  const std::string pdf = Write("deep-nesting.pdf", Hazard_Deep_Nesting_Pdf(1000000));
+  Expect_Stack_Exhausted(pdf, "deep nesting");
+}
+
+TEST_F(Hazard, KidsCycleExhaustsTheStack) {
+  const std::string pdf = Write("kids-cycle.pdf", Hazard_Kids_Cycle_Pdf());
+  Expect_Stack_Exhausted(pdf, "Kids cycle");
+}
+
+TEST_F(Hazard, EmptyConformanceThrowsThroughBothEntryPoints) {
+  const std::string pdf = Write("empty-conformance.pdf", Hazard_Empty_Conformance_Pdf());
+  const std::string xml = Test_Temp_Path("empty-conformance.xml");
+  Child_End check = Run_Child(60, [&] { return Check_In_Child(pdf); });
+  EXPECT_FALSE(check.signalled) << check.errors;
+  EXPECT_EQ(check.exit_code, kOutOfRange) << check.errors;
+  Child_End extract = Run_Child(60, [&] {
+    try {
+      ZUGF_Extract_Zugferd(pdf.c_str(), xml.c_str());
+      return kReturned;
+    } catch (const std::out_of_range&) {
+      return kOutOfRange;
+    } catch (...) {
+      return kOtherException;
+    }
+  });
+  EXPECT_FALSE(extract.signalled) << extract.errors;
+  EXPECT_EQ(extract.exit_code, kOutOfRange) << extract.errors;
+  std::string written;
+  EXPECT_FALSE(Test_Read_File(xml, &written)) << "nothing is written before the level query";
+}
+
+TEST_F(Hazard, FlateBombGrowsUntilAllocationFails) {
+  if (HAZARD_UNDER_ASAN) {
+    GTEST_SKIP() << "AddressSanitizer reserves far more address space than the limit that bounds this test";
+  }
+  // 512 MiB of decoded zeros against 256 MiB of address space: checking never
+  // decodes the attachment, extracting grows the buffer until malloc fails.
+  const std::string pdf = Write("flate-bomb.pdf", Hazard_Flate_Bomb_Pdf(512ull << 20));
+  const std::string xml = Test_Temp_Path("flate-bomb.xml");
+  Child_End end = Run_Child(120, [&] {
+    rlimit memory = {256u << 20, 256u << 20};
+    if (setrlimit(RLIMIT_AS, &memory) != 0) return 1;
+    if (ZUGF_Check_Zugferd(pdf.c_str()) != ZUGF_RESULT_INVOICE) return 2;
+    int32_t result = ZUGF_Extract_Zugferd(pdf.c_str(), xml.c_str());
+    remove(xml.c_str());
+    return result == ZUGF_RESULT_OUT_OF_MEMORY ? 0 : kReturned + (-result) % 100;
+  });
+  EXPECT_FALSE(end.signalled) << "signal " << end.signal << "\n" << end.errors;
+  EXPECT_EQ(end.exit_code, 0) << "1: no limit could be set, 2: the check failed, other: extraction gave "
+                              << end.exit_code - kReturned << " instead of -12";
+}
+
+}  // namespace
