@@ -126,7 +126,7 @@ Seeds Xmp_Seeds() {
   std::string packet = Invoice_Xmp_Packet(Invoice_Options());
   return {{"invoice", packet},
           {"attributes", Invoice_Xmp_Packet(attributes)},
-          {"part2", Invoice_Xmp_Packet(part2)},
+          {"pdfa-2u", Invoice_Xmp_Packet(part2)},
           {"lower-case", Invoice_Xmp_Packet(lower)},
           {"shapes", Invoice_Xmp_Packet(shapes)},
           {"empty-conformance", Invoice_Xmp_Packet(empty_conformance)},

@@ -1,6 +1,6 @@
 #include "explain.h"
 
-#include "inspect.h"
+#include "examine.h"
 #include "invoice_extract.h"
 #include "runtime/pdf_result.h"
 

@@ -17,7 +17,7 @@
 #include <typeinfo>
 
 #include "explain.h"
-#include "inspect.h"
+#include "examine.h"
 #include "invoice_extract.h"
 
 namespace tool {

@@ -5,8 +5,8 @@
 //
 // The library's hazards on hostile input (an endless Prev chain, deep nesting)
 // reach this code too: it runs in a worker process like the verdict.
-#ifndef INVOICE_EXTRACT_TOOL_INSPECT_H
-#define INVOICE_EXTRACT_TOOL_INSPECT_H
+#ifndef INVOICE_EXTRACT_TOOL_EXAMINE_H
+#define INVOICE_EXTRACT_TOOL_EXAMINE_H
 
 #include <string>
 

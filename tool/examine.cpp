@@ -1,4 +1,4 @@
-#include "inspect.h"
+#include "examine.h"
 
 #include <exempi/xmp.h>
 #include <fcntl.h>
