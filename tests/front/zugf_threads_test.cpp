@@ -5,44 +5,17 @@
 
 #include <atomic>
 #include <cstdio>
-#include <fstream>
-#include <sstream>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "invoice_extract.h"
+#include "support/corpus.h"
 #include "support/pdf_builder.h"
 
 namespace {
 
-const std::string kCorpus = std::string(INVOICE_EXTRACT_SOURCE_DIR) + "/../shared/corpus/";
 const int kThreads = 8;
-
-struct Sample {
-  std::string file;
-  int32_t check;
-  int32_t extract;
-};
-
-std::vector<Sample> Read_Samples() {
-  std::vector<Sample> samples;
-  std::ifstream table(kCorpus + "expected.tsv");
-  std::string line;
-  while (std::getline(table, line)) {
-    if (line.empty() || line[0] == '#') continue;
-    std::istringstream fields(line);
-    Sample sample;
-    std::string check, extract;
-    std::getline(fields, sample.file, '\t');
-    std::getline(fields, check, '\t');
-    std::getline(fields, extract, '\t');
-    sample.check = std::stoi(check);
-    sample.extract = std::stoi(extract);
-    samples.push_back(sample);
-  }
-  return samples;
-}
 
 // One call of each kind; the XML written, or "none".
 struct Outcome {
@@ -62,7 +35,7 @@ Outcome Run_Both(const std::string& pdf, const std::string& xml_path) {
 }
 
 TEST(Threads, EightThreadsGetTheSingleThreadResults) {
-  const std::vector<Sample> samples = Read_Samples();
+  const std::vector<Corpus_Row> samples = Read_Expected();
   ASSERT_GE(samples.size(), 10u) << "expected.tsv not found under " << kCorpus;
 
   // All threads at once first, so that their first calls into the library
@@ -86,7 +59,7 @@ TEST(Threads, EightThreadsGetTheSingleThreadResults) {
 
   // Then one thread alone: the published results, and the XML to compare with.
   for (size_t i = 0; i < samples.size(); ++i) {
-    const Sample& sample = samples[i];
+    const Corpus_Row& sample = samples[i];
     Outcome alone = Run_Both(kCorpus + sample.file, Test_Temp_Path("alone.xml"));
     EXPECT_EQ(alone.check, sample.check) << sample.file;
     EXPECT_EQ(alone.extract, sample.extract) << sample.file;

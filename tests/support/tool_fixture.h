@@ -4,7 +4,6 @@
 #define INVOICE_EXTRACT_TOOL_FIXTURE_H
 
 #include <gtest/gtest.h>
-#include <nettle/sha2.h>
 
 #include <cstdint>
 #include <fstream>
@@ -13,53 +12,14 @@
 #include <string>
 #include <vector>
 
+#include "support/corpus.h"
 #include "support/json_reader.h"
 #include "support/program_runner.h"
 
 const std::string kTool = INVOICE_EXTRACT_TOOL;
-const std::string kCorpus = std::string(INVOICE_EXTRACT_SOURCE_DIR) + "/../shared/corpus/";
 
 inline Program_Run Run_Tool(const std::vector<std::string>& arguments, const std::string& input = "") {
   return Run_Program(kTool, arguments, input);
-}
-
-// The rows of a tab-separated table, without comment lines, each keyed by
-// its first column.
-inline std::map<std::string, std::vector<std::string>> Read_Table(const std::string& path) {
-  std::map<std::string, std::vector<std::string>> rows;
-  std::ifstream table(path);
-  std::string line;
-  while (std::getline(table, line)) {
-    if (line.empty() || line[0] == '#') continue;
-    std::vector<std::string> fields;
-    std::istringstream cells(line);
-    std::string cell;
-    while (std::getline(cells, cell, '\t')) fields.push_back(cell);
-    rows[fields[0]] = fields;
-  }
-  return rows;
-}
-
-// Columns of expected.tsv and flavours.tsv.
-enum { kExpected_Check = 1, kExpected_Extract = 2, kExpected_Sha256 = 3 };
-enum {
-  kFlavour_Pdfa = 1, kFlavour_Standard, kFlavour_Type, kFlavour_File_Name, kFlavour_Version, kFlavour_Level,
-  kFlavour_Attachments, kFlavour_Sha256,
-};
-
-inline std::string Sha256_Hex(const std::string& bytes) {
-  sha256_ctx context;
-  sha256_init(&context);
-  sha256_update(&context, bytes.size(), reinterpret_cast<const uint8_t*>(bytes.data()));
-  uint8_t digest[SHA256_DIGEST_SIZE];
-  sha256_digest(&context, sizeof(digest), digest);
-  static const char* const hex = "0123456789abcdef";
-  std::string text;
-  for (uint8_t byte : digest) {
-    text += hex[byte >> 4];
-    text += hex[byte & 15];
-  }
-  return text;
 }
 
 // Every line of the output as a JSON value; a line that doesn't parse fails
