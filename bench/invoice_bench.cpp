@@ -380,7 +380,7 @@ typedef PDF_Result (*Decoder)(PDF_Memory*, const uint8_t*, uint64_t, uint8_t**, 
 bool Decode_Run(const char* name, Decoder decoder, const std::string& encoded, const std::string& original,
                 int rounds) {
   Decode_Counter counter = {0};
-  PDF_Memory memory = {Decode_Alloc, &counter, Decode_Free, nullptr};
+  PDF_Memory memory = {Decode_Alloc, &counter, Decode_Free, nullptr, 0};
   const uint8_t* input = reinterpret_cast<const uint8_t*>(encoded.data());
   uint8_t* buffer = nullptr;
   uint64_t length = 0;

@@ -11,6 +11,7 @@
 #include "runtime/pdf_result.h"
 
 struct PDF_Body;
+struct PDF_Dictionary_Failures;
 struct PDF_Header;
 struct PDF_Key;
 struct PDF_Metadata_Cache;
@@ -39,6 +40,8 @@ struct PDF_File {
   void* extra_block_2;
   PDF_Metadata_Cache* metadata_cache;  // the parsed metadata packet, reused by queries; owned
   PDF_Object_Stream_Cache* object_streams;  // pairs of the object streams read so far; owned, may be null
+  uint32_t dictionary_depth;   // dictionary reads under way, nested
+  PDF_Dictionary_Failures* dictionary_failures;  // positions that failed in the outermost read under way; may be null
 };
 
 PDF_Result PDF_File_New(PDF_File** out_file, PDF_Memory* memory, PDF_Message* message);

@@ -1,5 +1,7 @@
 #include "objects/pdf_dictionary.h"
 
+#include <cstdlib>
+
 #include "objects/pdf_array.h"
 #include "objects/pdf_boolean.h"
 #include "objects/pdf_number.h"
@@ -313,11 +315,89 @@ uint64_t PDF_Dictionary_Read_End(PDF_Read_Data* reader, uint64_t position) {
   return Read_Marker(reader, position, '>');
 }
 
+// The positions where a dictionary failed to parse during the outermost
+// dictionary read under way. From tolerance level 2 a damaged value is skipped
+// up to the next "/" or ">", which may lie inside a nested dictionary that
+// already failed; without this record each level of nesting would parse its
+// inner dictionaries again, doubling the time per level. A dictionary read
+// depends only on the bytes, the tolerance level and the allocator, so a
+// position that failed without an allocation failure fails again: the record
+// changes no result, only the work. It lives in plain heap memory, apart from
+// the document's allocator, whose calls stay as they were; without memory it
+// is simply not kept.
+struct PDF_Dictionary_Failures {
+  PDF_Read_Data* reader;  // the reader of the outermost read
+  uint64_t* slots;        // open addressing, position + 1, 0 for free
+  uint64_t capacity;      // a power of two
+  uint64_t count;
+};
+
+static uint64_t Failure_Slot(const PDF_Dictionary_Failures* failures, uint64_t position) {
+  uint64_t slot = (position * 0x9E3779B97F4A7C15ULL) & (failures->capacity - 1);
+  while (failures->slots[slot] != 0 && failures->slots[slot] != position + 1) {
+    slot = (slot + 1) & (failures->capacity - 1);
+  }
+  return slot;
+}
+
+static bool Failed_Before(const PDF_File* file, PDF_Read_Data* reader, uint64_t position) {
+  const PDF_Dictionary_Failures* failures = file->dictionary_failures;
+  if (failures == nullptr || failures->count == 0 || failures->reader != reader) return false;
+  return failures->slots[Failure_Slot(failures, position)] != 0;
+}
+
+static void Record_Failure(PDF_File* file, PDF_Read_Data* reader, uint64_t position) {
+  if (file->dictionary_failures == nullptr) {
+    file->dictionary_failures = static_cast<PDF_Dictionary_Failures*>(std::calloc(1, sizeof(PDF_Dictionary_Failures)));
+    if (file->dictionary_failures == nullptr) return;
+    file->dictionary_failures->reader = reader;
+  }
+  PDF_Dictionary_Failures* failures = file->dictionary_failures;
+  if (failures->reader != reader) return;
+  if (2 * (failures->count + 1) > failures->capacity) {
+    uint64_t capacity = failures->capacity == 0 ? 64 : 2 * failures->capacity;
+    uint64_t* slots = static_cast<uint64_t*>(std::calloc(capacity, sizeof(uint64_t)));
+    if (slots == nullptr) return;
+    PDF_Dictionary_Failures grown = {reader, slots, capacity, failures->count};
+    for (uint64_t i = 0; i < failures->capacity; ++i) {
+      if (failures->slots[i] != 0) slots[Failure_Slot(&grown, failures->slots[i] - 1)] = failures->slots[i];
+    }
+    std::free(failures->slots);
+    *failures = grown;
+  }
+  uint64_t slot = Failure_Slot(failures, position);
+  if (failures->slots[slot] == 0) {
+    failures->slots[slot] = position + 1;
+    ++failures->count;
+  }
+}
+
+static uint64_t Read_Dictionary(PDF_Dictionary** out_dictionary, PDF_File* file, PDF_Read_Data* reader,
+                                uint64_t position);
+
 uint64_t PDF_Dictionary_Read(PDF_Dictionary** out_dictionary, PDF_File* file, PDF_Read_Data* reader,
                              uint64_t position) {
   if (out_dictionary == nullptr) return PDF_READ_INVALID_ARGUMENT;
   *out_dictionary = nullptr;
   if (file == nullptr) return 0;
+  if (Failed_Before(file, reader, position)) return 0;
+  uint64_t allocation_failures = file->memory != nullptr ? file->memory->failures : 0;
+  ++file->dictionary_depth;
+  uint64_t total = Read_Dictionary(out_dictionary, file, reader, position);
+  --file->dictionary_depth;
+  if (total == 0 && (file->memory == nullptr || file->memory->failures == allocation_failures)) {
+    Record_Failure(file, reader, position);
+  }
+  if (file->dictionary_depth == 0 && file->dictionary_failures != nullptr) {
+    std::free(file->dictionary_failures->slots);
+    std::free(file->dictionary_failures);
+    file->dictionary_failures = nullptr;
+  }
+  return total;
+}
+
+static uint64_t Read_Dictionary(PDF_Dictionary** out_dictionary, PDF_File* file, PDF_Read_Data* reader,
+                                uint64_t position) {
   uint64_t total = PDF_Dictionary_Read_Begin(reader, position);
   if (total == 0) return 0;
   PDF_Dictionary* dictionary = nullptr;

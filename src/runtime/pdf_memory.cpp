@@ -13,6 +13,7 @@ PDF_Result PDF_Memory_Create(PDF_Memory** out_memory, PDF_Alloc_Callback alloc, 
   memory->alloc_data = alloc_data;
   memory->free = free;
   memory->free_data = free_data;
+  memory->failures = 0;
   *out_memory = memory;
   return PDF_RESULT_OK;
 }
@@ -22,7 +23,9 @@ void* PDF_Memory_Alloc(PDF_Memory* memory, uint64_t size) {
   // every length taken from a file must treat an empty payload apart (an
   // empty Flate stream fails as out of memory because of it).
   if (memory == nullptr || memory->alloc == nullptr || size == 0) return nullptr;
-  return memory->alloc(size, memory->alloc_data);
+  void* block = memory->alloc(size, memory->alloc_data);
+  if (block == nullptr) ++memory->failures;
+  return block;
 }
 
 PDF_Result PDF_Memory_Free(PDF_Memory* memory, void** holder) {

@@ -15,6 +15,7 @@ struct PDF_Memory {
   void* alloc_data;
   PDF_Free_Callback free;
   void* free_data;
+  uint64_t failures;  // allocations the callback refused so far
 };
 
 PDF_Result PDF_Memory_Create(PDF_Memory** out_memory, PDF_Alloc_Callback alloc, void* alloc_data,

@@ -130,6 +130,30 @@ TEST_F(Value_Parser, ArraysFailWholeAtEveryLevelAndNestWithoutLimit) {
   Delete(&object);
 }
 
+// From level 2 a damaged value inside a dictionary is skipped to the next "/",
+// which may lie inside a nested dictionary that already failed. Each level of
+// nesting used to parse its inner dictionaries again, doubling the work per
+// level; a failed position is now parsed once per outermost read. The answer
+// stays a failure that leaves nothing behind.
+TEST_F(Value_Parser, NestedFailedDictionariesAreParsedOncePerRead) {
+  const int depth = 14;  // 2^14 parses of the innermost dictionary without the record
+  for (const std::string& level_text : {std::string("<</K "), std::string("<</K ["), std::string("<</K <</L 1 /M ")}) {
+    std::string text;
+    for (int i = 0; i < depth; ++i) text += level_text;
+    for (int8_t level = 2; level <= 4; ++level) {
+      file->tolerance_level = level;
+      std::set<void*> before = Snapshot();
+      uint64_t requests = arena.requests;
+      PDF_Data_Object* object = nullptr;
+      EXPECT_EQ(Parse(text, &object), 0u) << level_text << " at level " << int(level);
+      EXPECT_EQ(object, nullptr);
+      EXPECT_EQ(Free_Since(before), 0u);
+      EXPECT_LT(arena.requests - requests, 40u * depth * depth) << level_text << " at level " << int(level);
+      EXPECT_EQ(file->dictionary_failures, nullptr) << "the record ends with the outermost read";
+    }
+  }
+}
+
 TEST_F(Value_Parser, NameKeepsOnlyTheBytesAfterItsLastFull512) {
   for (auto c : {std::pair<size_t, size_t>{511, 511}, {512, 0}, {600, 88}, {1030, 6}}) {
     std::string body;
