@@ -13,7 +13,11 @@ over the same tree test the same mutants, and runs over two versions of the
 tree test samples drawn the same way.
 
     python3 scripts/mutation_check.py [--mutants 200] [--seed 17] [--build build-mutation]
-                                      [--report mutation-report.tsv]
+                                      [--report mutation-report.tsv] [--recheck OLD-REPORT.tsv]
+
+With --recheck, the mutants that an earlier report lists as caught are tested
+again instead of a new sample (for a change to the tests over the same src/):
+every one of them must still be caught.
 
 The working tree is restored after every mutant (also on Ctrl-C). Expect about
 ten seconds per mutant on two cores.
@@ -111,6 +115,7 @@ def main():
     parser.add_argument("--build", default="build-mutation")
     parser.add_argument("--report", default="mutation-report.tsv")
     parser.add_argument("--test-timeout", type=int, default=120)
+    parser.add_argument("--recheck", help="report of an earlier run; test again the mutants it lists as caught")
     arguments = parser.parse_args()
 
     build = os.path.join(ROOT, arguments.build)
@@ -123,18 +128,27 @@ def main():
         sys.exit("the unmutated tree does not build or pass its tests")
 
     pool = candidates()
-    order = list(range(len(pool)))
-    random.Random(arguments.seed).shuffle(order)
-    print(f"{len(pool)} candidate mutants in src/; testing {arguments.mutants}", flush=True)
-
-    # Mutants of one file run one after another, so that each costs one compile.
-    # The sample is padded for the mutants that will not compile.
-    chosen = sorted(order[: arguments.mutants * 5 // 4])
-    chosen += order[arguments.mutants * 5 // 4:]
+    if arguments.recheck:
+        with open(arguments.recheck, encoding="utf-8") as handle:
+            rows = [line.rstrip("\n").split("\t") for line in handle][1:]
+        wanted = {(row[0], int(row[1]), int(row[2]), row[3], row[4]) for row in rows if row[5] == "caught"}
+        chosen = [index for index, mutant in enumerate(pool) if mutant in wanted]
+        if len(chosen) != len(wanted):
+            sys.exit(f"{len(wanted) - len(chosen)} mutants of the report no longer match src/")
+        arguments.mutants = len(chosen)
+        print(f"testing again the {len(chosen)} mutants caught before", flush=True)
+    else:
+        order = list(range(len(pool)))
+        random.Random(arguments.seed).shuffle(order)
+        print(f"{len(pool)} candidate mutants in src/; testing {arguments.mutants}", flush=True)
+        # Mutants of one file run one after another, so that each costs one
+        # compile. The sample is padded for the mutants that will not compile.
+        chosen = sorted(order[: arguments.mutants * 5 // 4])
+        chosen += order[arguments.mutants * 5 // 4:]
 
     outcomes = []
     report = open(os.path.join(ROOT, arguments.report), "w", encoding="utf-8")
-    report.write("file\tline\tfrom\tto\toutcome\n")
+    report.write("file\tline\tcolumn\tfrom\tto\toutcome\n")
     try:
         for index in chosen:
             if len(outcomes) == arguments.mutants:
@@ -159,7 +173,7 @@ def main():
             finally:
                 with open(full, "w", encoding="utf-8") as handle:
                     handle.write(original)
-            report.write(f"{path}\t{number}\t{old}\t{new}\t{outcome}\n")
+            report.write(f"{path}\t{number}\t{column}\t{old}\t{new}\t{outcome}\n")
             report.flush()
             if outcome != "no-build":
                 outcomes.append(outcome)
