@@ -7,11 +7,13 @@ cd "$(dirname "$0")/.."
 
 bash scripts/setup.sh
 
+# CI sets INVOICE_EXTRACT_WERROR=ON, so that a new warning fails the run.
+werror=-DINVOICE_EXTRACT_WERROR=${INVOICE_EXTRACT_WERROR:-OFF}
 build=build
-options=(-DCMAKE_BUILD_TYPE=RelWithDebInfo)
+options=(-DCMAKE_BUILD_TYPE=RelWithDebInfo "$werror")
 if [ "${1:-}" = "--sanitize" ]; then
   build=build-sanitize
-  options=(-DCMAKE_BUILD_TYPE=Debug -DINVOICE_EXTRACT_SANITIZE=ON)
+  options=(-DCMAKE_BUILD_TYPE=Debug -DINVOICE_EXTRACT_SANITIZE=ON "$werror")
   export ASAN_OPTIONS="allocator_may_return_null=1:detect_leaks=1:abort_on_error=1:strict_string_checks=1:detect_stack_use_after_return=1"
   export UBSAN_OPTIONS="print_stacktrace=1:halt_on_error=1"
   export LSAN_OPTIONS="suppressions=$PWD/tests/lsan.supp:print_suppressions=0"

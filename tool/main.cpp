@@ -137,7 +137,7 @@ class Run {
     const std::string& final_path = results_[index].output_path;
     if (!options_.force && access(final_path.c_str(), F_OK) == 0) return final_path + " exists; --force replaces it";
     if (temporary_[index].empty()) {
-      const std::string error = Make_Temp_File(final_path, &temporary_[index]);
+      std::string error = Make_Temp_File(final_path, &temporary_[index]);
       if (!error.empty()) return error;
     }
     job->temp_output = temporary_[index];

@@ -3,6 +3,7 @@
 #include <sys/ioctl.h>
 #include <unistd.h>
 
+#include <cmath>
 #include <chrono>
 #include <cstdio>
 #include <vector>
@@ -390,7 +391,7 @@ void Progress_Bar::Update(size_t done, bool force) {
   const double rate = elapsed > 0 ? done_ / elapsed : 0;
   char tail[96];
   if (rate > 0 && done_ < total_) {
-    long left = static_cast<long>((total_ - done_) / rate + 0.5);
+    long left = std::lround((total_ - done_) / rate);
     snprintf(tail, sizeof(tail), " %zu/%zu  %.1f files/s  %ld:%02ld left", done_, total_, rate, left / 60, left % 60);
   } else {
     snprintf(tail, sizeof(tail), " %zu/%zu  %.1f files/s", done_, total_, rate);

@@ -12,6 +12,7 @@ const uint32_t PDF_LZW_NO_INPUT = 0xFFFFFFFFu;
 // first code has been seen. It is only ever compared, never dereferenced, so
 // it is formed as an address rather than by pointer arithmetic.
 PDF_LZW_Code* PDF_LZW_Before_Table(PDF_LZW_Code* table) {
+  // NOLINTNEXTLINE(performance-no-int-to-ptr): formed only to be compared, as said above
   return reinterpret_cast<PDF_LZW_Code*>(reinterpret_cast<uintptr_t>(table) - sizeof(PDF_LZW_Code));
 }
 

@@ -358,12 +358,14 @@ static void Record_Failure(PDF_File* file, PDF_Read_Data* reader, uint64_t posit
     uint64_t capacity = failures->capacity == 0 ? 64 : 2 * failures->capacity;
     uint64_t* slots = static_cast<uint64_t*>(std::calloc(capacity, sizeof(uint64_t)));
     if (slots == nullptr) return;
-    PDF_Dictionary_Failures grown = {reader, slots, capacity, failures->count};
-    for (uint64_t i = 0; i < failures->capacity; ++i) {
-      if (failures->slots[i] != 0) slots[Failure_Slot(&grown, failures->slots[i] - 1)] = failures->slots[i];
+    uint64_t* old_slots = failures->slots;
+    uint64_t old_capacity = failures->capacity;
+    failures->slots = slots;
+    failures->capacity = capacity;
+    for (uint64_t i = 0; i < old_capacity; ++i) {
+      if (old_slots[i] != 0) slots[Failure_Slot(failures, old_slots[i] - 1)] = old_slots[i];
     }
-    std::free(failures->slots);
-    *failures = grown;
+    std::free(old_slots);
   }
   uint64_t slot = Failure_Slot(failures, position);
   if (failures->slots[slot] == 0) {

@@ -1,0 +1,31 @@
+#!/usr/bin/env bash
+# Formats every C and C++ file of the project with .clang-format.
+#   bash scripts/format.sh          rewrites the files in place
+#   bash scripts/format.sh --check  changes nothing; fails and lists the files that differ
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+if ! command -v clang-format >/dev/null 2>&1; then
+  echo "format: installing clang-format"
+  sudo=""
+  if [ "$(id -u)" -ne 0 ]; then sudo="sudo"; fi
+  export DEBIAN_FRONTEND=noninteractive
+  $sudo apt-get update -q
+  $sudo apt-get install -y -q --no-install-recommends clang-format </dev/null
+fi
+
+mapfile -t files < <(git ls-files '*.c' '*.cpp' '*.h')
+if [ "${1:-}" = "--check" ]; then
+  differ=()
+  for file in "${files[@]}"; do
+    if ! clang-format "$file" | cmp -s - "$file"; then differ+=("$file"); fi
+  done
+  if [ "${#differ[@]}" -gt 0 ]; then
+    echo "format: these files differ from .clang-format (run bash scripts/format.sh):" >&2
+    printf '  %s\n' "${differ[@]}" >&2
+    exit 1
+  fi
+  echo "format: ${#files[@]} files as .clang-format has them"
+else
+  clang-format -i "${files[@]}"
+fi
