@@ -12,8 +12,8 @@
 #include <vector>
 
 #include "document/pdf_catalog.h"
-#include "document/pdf_file.h"
-#include "filters/pdf_stream.h"
+#include "reader/pdf_file.h"
+#include "objects/pdf_stream.h"
 #include "objects/pdf_array.h"
 #include "objects/pdf_data_object.h"
 #include "objects/pdf_dictionary.h"

@@ -3,7 +3,7 @@
 #ifndef INVOICE_EXTRACT_PDF_CATALOG_H
 #define INVOICE_EXTRACT_PDF_CATALOG_H
 
-#include "document/pdf_file.h"
+#include "reader/pdf_file.h"
 #include "objects/pdf_dictionary.h"
 #include "objects/pdf_object.h"
 #include "runtime/pdf_result.h"

@@ -6,7 +6,7 @@
 
 #include <cstdint>
 
-#include "document/pdf_file.h"
+#include "reader/pdf_file.h"
 #include "reader/pdf_read_data.h"
 #include "runtime/pdf_memory.h"
 #include "runtime/pdf_message.h"

@@ -4,9 +4,9 @@
 #include <initializer_list>
 
 #include "document/pdf_catalog.h"
-#include "filters/pdf_filter.h"
-#include "filters/pdf_stream.h"
-#include "filters/pdf_stream_decode.h"
+#include "objects/pdf_filter.h"
+#include "objects/pdf_stream.h"
+#include "objects/pdf_stream_decode.h"
 #include "objects/pdf_data_object.h"
 #include "objects/pdf_object_reference.h"
 #include "reader/pdf_xref_table.h"

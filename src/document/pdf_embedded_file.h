@@ -5,7 +5,7 @@
 
 #include <cstdint>
 
-#include "document/pdf_file.h"
+#include "reader/pdf_file.h"
 #include "objects/pdf_data_object.h"
 #include "objects/pdf_object.h"
 #include "runtime/pdf_result.h"

@@ -3,8 +3,8 @@
 #include <cstring>
 
 #include "document/pdf_catalog.h"
-#include "filters/pdf_stream.h"
-#include "filters/pdf_stream_decode.h"
+#include "objects/pdf_stream.h"
+#include "objects/pdf_stream_decode.h"
 #include "objects/pdf_data_object.h"
 #include "xmp/pdf_xmp.h"
 

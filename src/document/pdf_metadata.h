@@ -11,7 +11,7 @@
 
 #include <cstdint>
 
-#include "document/pdf_file.h"
+#include "reader/pdf_file.h"
 #include "runtime/pdf_result.h"
 
 struct PDF_XMP;

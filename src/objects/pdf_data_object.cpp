@@ -1,6 +1,6 @@
 #include "objects/pdf_data_object.h"
 
-#include "filters/pdf_stream.h"
+#include "objects/pdf_stream.h"
 #include "objects/pdf_array.h"
 #include "objects/pdf_boolean.h"
 #include "objects/pdf_dictionary.h"

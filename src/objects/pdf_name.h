@@ -4,7 +4,7 @@
 
 #include <cstdint>
 
-#include "document/pdf_file.h"
+#include "reader/pdf_file.h"
 #include "objects/pdf_data_object.h"
 #include "objects/pdf_string.h"
 #include "reader/pdf_read_data.h"

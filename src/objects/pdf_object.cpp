@@ -1,6 +1,6 @@
 #include "objects/pdf_object.h"
 
-#include "filters/pdf_stream.h"
+#include "objects/pdf_stream.h"
 #include "objects/pdf_dictionary.h"
 #include "objects/pdf_name.h"
 

@@ -4,7 +4,7 @@
 
 #include <cstdint>
 
-#include "document/pdf_file.h"
+#include "reader/pdf_file.h"
 #include "reader/pdf_read_data.h"
 #include "runtime/pdf_result.h"
 

@@ -2,8 +2,8 @@
 
 #include <cstdlib>
 
-#include "filters/pdf_stream.h"
-#include "filters/pdf_stream_decode.h"
+#include "objects/pdf_stream.h"
+#include "objects/pdf_stream_decode.h"
 #include "objects/pdf_number.h"
 #include "objects/pdf_object.h"
 #include "reader/pdf_read_data.h"

@@ -2,7 +2,7 @@
 
 #include <cstdint>
 
-#include "filters/pdf_stream_decode.h"
+#include "objects/pdf_stream_decode.h"
 #include "objects/pdf_array.h"
 #include "objects/pdf_name.h"
 #include "objects/pdf_number.h"

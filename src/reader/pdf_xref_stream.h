@@ -3,8 +3,8 @@
 #ifndef INVOICE_EXTRACT_PDF_XREF_STREAM_H
 #define INVOICE_EXTRACT_PDF_XREF_STREAM_H
 
-#include "document/pdf_file.h"
-#include "filters/pdf_stream.h"
+#include "reader/pdf_file.h"
+#include "objects/pdf_stream.h"
 #include "reader/pdf_read_data.h"
 #include "reader/pdf_xref_table.h"
 

@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "document/pdf_document.h"
-#include "filters/pdf_stream.h"
+#include "objects/pdf_stream.h"
 #include "objects/pdf_data_object.h"
 #include "support/invoice_builder.h"
 #include "support/opened_document.h"

@@ -6,8 +6,8 @@
 #include <string>
 
 #include "filters/filter_test_support.h"
-#include "filters/pdf_stream.h"
-#include "filters/pdf_stream_decode.h"
+#include "objects/pdf_stream.h"
+#include "objects/pdf_stream_decode.h"
 #include "objects/pdf_array.h"
 #include "objects/pdf_dictionary.h"
 #include "objects/pdf_number.h"

@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "document/pdf_file.h"
+#include "reader/pdf_file.h"
 #include "reader/pdf_header.h"
 #include "support/test_memory.h"
 

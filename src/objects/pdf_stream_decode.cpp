@@ -1,4 +1,4 @@
-#include "filters/pdf_stream_decode.h"
+#include "objects/pdf_stream_decode.h"
 
 #include "filters/pdf_flate.h"
 #include "filters/pdf_lzw.h"

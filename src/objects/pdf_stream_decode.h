@@ -5,8 +5,8 @@
 
 #include <cstdint>
 
-#include "filters/pdf_filter.h"
-#include "filters/pdf_stream.h"
+#include "objects/pdf_filter.h"
+#include "objects/pdf_stream.h"
 #include "objects/pdf_array.h"
 #include "runtime/pdf_result.h"
 

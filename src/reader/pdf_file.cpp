@@ -1,4 +1,4 @@
-#include "document/pdf_file.h"
+#include "reader/pdf_file.h"
 
 #include "document/pdf_catalog.h"
 #include "document/pdf_metadata.h"
@@ -10,7 +10,7 @@
 #include "reader/pdf_xref_chain.h"
 #include "reader/pdf_xref_section.h"
 #include "reader/pdf_xref_table.h"
-#include "security/pdf_permissions.h"
+#include "reader/pdf_permissions.h"
 
 PDF_Result PDF_File_New(PDF_File** out_file, PDF_Memory* memory, PDF_Message* message) {
   if (out_file == nullptr) return PDF_RESULT_INVALID_ARGUMENT;

@@ -6,7 +6,7 @@
 
 #include <cstdint>
 
-#include "filters/pdf_stream.h"
+#include "objects/pdf_stream.h"
 #include "objects/pdf_dictionary.h"
 #include "objects/pdf_name.h"
 #include "runtime/pdf_result.h"

@@ -1,12 +1,12 @@
-#include "filters/pdf_stream.h"
+#include "objects/pdf_stream.h"
 
 #include <cstring>
 
 #include "objects/pdf_number.h"
 #include "objects/pdf_object.h"
 #include "objects/pdf_object_reference.h"
-#include "filters/pdf_filter.h"
-#include "filters/pdf_stream_decode.h"
+#include "objects/pdf_filter.h"
+#include "objects/pdf_stream_decode.h"
 #include "security/pdf_security.h"
 #include "text/pdf_text.h"
 

@@ -1,4 +1,4 @@
-#include "filters/pdf_filter.h"
+#include "objects/pdf_filter.h"
 
 #include "objects/pdf_array.h"
 #include "objects/pdf_boolean.h"

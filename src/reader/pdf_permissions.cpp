@@ -1,4 +1,4 @@
-#include "security/pdf_permissions.h"
+#include "reader/pdf_permissions.h"
 
 #include "objects/pdf_data_object.h"
 #include "objects/pdf_name.h"
