@@ -27,6 +27,7 @@
 #include "objects/pdf_name.h"
 #include "objects/pdf_object.h"
 #include "objects/pdf_string.h"
+#include "reader/pdf_file.h"
 #include "text/pdf_text.h"
 #include "xmp/pdf_xmp.h"
 

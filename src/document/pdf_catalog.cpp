@@ -4,6 +4,7 @@
 #include "objects/pdf_data_object.h"
 #include "objects/pdf_object_reference.h"
 #include "objects/pdf_string.h"
+#include "reader/pdf_file.h"
 #include "reader/pdf_trailer.h"
 #include "reader/pdf_xref_table.h"
 #include "text/pdf_text.h"

@@ -4,6 +4,7 @@
 
 #include "document/pdf_embedded_file.h"
 #include "document/pdf_metadata.h"
+#include "reader/pdf_file.h"
 #include "xmp/pdf_xmp_lock.h"
 
 PDF_Result PDF_Document_Create(PDF_Document** out_document, PDF_Alloc_Callback alloc, void* alloc_data,

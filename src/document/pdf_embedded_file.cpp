@@ -4,11 +4,12 @@
 #include <initializer_list>
 
 #include "document/pdf_catalog.h"
+#include "objects/pdf_data_object.h"
 #include "objects/pdf_filter.h"
+#include "objects/pdf_object_reference.h"
 #include "objects/pdf_stream.h"
 #include "objects/pdf_stream_decode.h"
-#include "objects/pdf_data_object.h"
-#include "objects/pdf_object_reference.h"
+#include "reader/pdf_file.h"
 #include "reader/pdf_xref_table.h"
 #include "text/pdf_text.h"
 

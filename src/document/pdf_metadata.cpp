@@ -3,9 +3,10 @@
 #include <cstring>
 
 #include "document/pdf_catalog.h"
+#include "objects/pdf_data_object.h"
 #include "objects/pdf_stream.h"
 #include "objects/pdf_stream_decode.h"
-#include "objects/pdf_data_object.h"
+#include "reader/pdf_file.h"
 #include "xmp/pdf_xmp.h"
 
 // The no-key state: encrypted, and no key installed.
@@ -28,6 +29,7 @@ static bool Keep_Packet(PDF_File* file, PDF_XMP* xmp, const uint8_t* bytes, uint
     cache = PDF_Memory_Alloc_Zeroed<PDF_Metadata_Cache>(file->memory);
     if (cache == nullptr) return false;
     file->metadata_cache = cache;
+    file->release_metadata_cache = PDF_File_Release_Metadata_Cache;
   }
   uint8_t* copy = static_cast<uint8_t*>(PDF_Memory_Alloc(file->memory, length == 0 ? 1 : length));
   if (copy == nullptr) return false;

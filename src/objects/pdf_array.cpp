@@ -6,6 +6,8 @@
 #include "objects/pdf_object.h"
 #include "objects/pdf_object_reference.h"
 #include "objects/pdf_string.h"
+#include "reader/pdf_file.h"
+#include "reader/pdf_read_data.h"
 
 static void Report_Allocation_Failure(PDF_File* file) {
   PDF_Message_Report(file->message, PDF_RESULT_OUT_OF_MEMORY, PDF_LEVEL_RESOURCE,

@@ -6,11 +6,11 @@
 
 #include <cstdint>
 
-#include "reader/pdf_file.h"
-#include "reader/pdf_read_data.h"
 #include "runtime/pdf_result.h"
 
+struct PDF_File;
 struct PDF_Object;
+struct PDF_Read_Data;
 
 // Tags of a variant. 0 is only ever returned for a null variant.
 enum PDF_Data_Type : int32_t {

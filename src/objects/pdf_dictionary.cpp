@@ -8,6 +8,8 @@
 #include "objects/pdf_object.h"
 #include "objects/pdf_object_reference.h"
 #include "objects/pdf_string.h"
+#include "reader/pdf_file.h"
+#include "reader/pdf_read_data.h"
 
 PDF_Result PDF_Dictionary_Create(PDF_Dictionary** out_dictionary, PDF_File* file) {
   if (out_dictionary == nullptr || file == nullptr) return PDF_RESULT_INVALID_ARGUMENT;

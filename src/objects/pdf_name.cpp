@@ -2,6 +2,9 @@
 
 #include <cstring>
 
+#include "reader/pdf_file.h"
+#include "reader/pdf_read_data.h"
+
 // Bytes that end a name in the file and may not stand in a created name.
 static bool Ends_Name(uint8_t byte) {
   switch (byte) {

@@ -4,11 +4,12 @@
 
 #include <cstdint>
 
-#include "reader/pdf_file.h"
 #include "objects/pdf_data_object.h"
 #include "objects/pdf_string.h"
-#include "reader/pdf_read_data.h"
 #include "runtime/pdf_result.h"
+
+struct PDF_File;
+struct PDF_Read_Data;
 
 typedef PDF_String PDF_Name;
 

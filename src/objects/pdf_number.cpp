@@ -3,6 +3,9 @@
 #include <cmath>
 #include <limits>
 
+#include "reader/pdf_file.h"
+#include "reader/pdf_read_data.h"
+
 PDF_Result PDF_Number_Create(PDF_Number** out_number, PDF_File* file, uint8_t decimals, double value) {
   if (out_number == nullptr || file == nullptr) return PDF_RESULT_INVALID_ARGUMENT;
   *out_number = nullptr;

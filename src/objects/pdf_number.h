@@ -5,10 +5,11 @@
 
 #include <cstdint>
 
-#include "reader/pdf_file.h"
 #include "objects/pdf_data_object.h"
-#include "reader/pdf_read_data.h"
 #include "runtime/pdf_result.h"
+
+struct PDF_File;
+struct PDF_Read_Data;
 
 struct PDF_Number {
   PDF_Data_Object* owner;  // wrapping variant; owns nothing

@@ -1,8 +1,10 @@
 #include "objects/pdf_object.h"
 
-#include "objects/pdf_stream.h"
 #include "objects/pdf_dictionary.h"
 #include "objects/pdf_name.h"
+#include "objects/pdf_stream.h"
+#include "reader/pdf_file.h"
+#include "reader/pdf_read_data.h"
 
 PDF_Result PDF_Object_Create(PDF_Object** out_object, PDF_File* file, PDF_Data_Object* value, uint64_t number,
                              uint64_t generation, int32_t type) {

@@ -6,11 +6,12 @@
 
 #include <cstdint>
 
-#include "reader/pdf_file.h"
 #include "objects/pdf_data_object.h"
 #include "objects/pdf_number.h"
-#include "reader/pdf_read_data.h"
 #include "runtime/pdf_result.h"
+
+struct PDF_File;
+struct PDF_Read_Data;
 
 // Classification of an object's body; 1 to 9 are the variant tags.
 enum PDF_Object_Type : int32_t {

@@ -1,5 +1,7 @@
 #include "objects/pdf_object_reference.h"
 
+#include "reader/pdf_file.h"
+#include "reader/pdf_read_data.h"
 #include "reader/pdf_xref_table.h"
 
 PDF_Result PDF_Object_Reference_Create(PDF_Object_Reference** out_reference, PDF_File* file, PDF_Object* object,

@@ -2,12 +2,14 @@
 
 #include <cstring>
 
+#include "objects/pdf_filter.h"
 #include "objects/pdf_number.h"
 #include "objects/pdf_object.h"
 #include "objects/pdf_object_reference.h"
-#include "objects/pdf_filter.h"
+#include "objects/pdf_object_security.h"
 #include "objects/pdf_stream_decode.h"
-#include "security/pdf_security.h"
+#include "reader/pdf_file.h"
+#include "reader/pdf_read_data.h"
 #include "text/pdf_text.h"
 
 static void Report_Allocation_Failure(PDF_File* file) {

@@ -4,6 +4,7 @@
 #include "filters/pdf_lzw.h"
 #include "filters/pdf_predictor.h"
 #include "objects/pdf_dictionary.h"
+#include "reader/pdf_file.h"
 #include "runtime/pdf_memory.h"
 #include "runtime/pdf_message.h"
 

@@ -170,7 +170,9 @@ PDF_Result PDF_File_Delete(PDF_File** holder) {
   if (file->write_security != nullptr) Keep_First(&first, PDF_Memory_Free(memory, &file->write_security));
   if (file->extra_block_1 != nullptr) Keep_First(&first, PDF_Memory_Free(memory, &file->extra_block_1));
   if (file->extra_block_2 != nullptr) Keep_First(&first, PDF_Memory_Free(memory, &file->extra_block_2));
-  if (file->metadata_cache != nullptr) Keep_First(&first, PDF_File_Release_Metadata_Cache(file));
+  if (file->metadata_cache != nullptr && file->release_metadata_cache != nullptr) {
+    Keep_First(&first, file->release_metadata_cache(file));
+  }
   PDF_Object_Stream_Cache_Delete(file);
   PDF_Result released = PDF_Memory_Free(memory, holder);
   return first != PDF_RESULT_OK ? first : released;

@@ -5,7 +5,6 @@
 
 #include <cstdint>
 
-#include "reader/pdf_read_data.h"
 #include "runtime/pdf_memory.h"
 #include "runtime/pdf_message.h"
 #include "runtime/pdf_result.h"
@@ -16,6 +15,7 @@ struct PDF_Header;
 struct PDF_Key;
 struct PDF_Metadata_Cache;
 struct PDF_Object_Stream_Cache;
+struct PDF_Read_Data;
 
 struct PDF_File {
   uint32_t next_object_id;     // counter behind object ids, from 1
@@ -39,6 +39,9 @@ struct PDF_File {
   void* extra_block_1;         // further blocks of the writing side; owned when set
   void* extra_block_2;
   PDF_Metadata_Cache* metadata_cache;  // the parsed metadata packet, reused by queries; owned
+  // Releases metadata_cache; set with it by the metadata queries, which know
+  // the packet's type, so that the file can release it without knowing it.
+  PDF_Result (*release_metadata_cache)(PDF_File* file);
   PDF_Object_Stream_Cache* object_streams;  // pairs of the object streams read so far; owned, may be null
   uint32_t dictionary_depth;   // dictionary reads under way, nested
   PDF_Dictionary_Failures* dictionary_failures;  // positions that failed in the outermost read under way; may be null

@@ -3,6 +3,9 @@
 #include <cmath>
 #include <cstring>
 
+#include "reader/pdf_file.h"
+#include "reader/pdf_read_data.h"
+
 PDF_Result PDF_Header_Create(PDF_Header** out_header, PDF_File* file, int8_t level) {
   if (out_header == nullptr) return PDF_RESULT_INVALID_ARGUMENT;
   *out_header = nullptr;

@@ -4,6 +4,8 @@
 
 #include "objects/pdf_number.h"
 #include "objects/pdf_object_reference.h"
+#include "reader/pdf_file.h"
+#include "reader/pdf_read_data.h"
 
 static bool Is_Trailer_Keyword(uint64_t count, const char* keyword, uint64_t length) {
   return count != 0 && count != PDF_READ_INVALID_ARGUMENT && length == 7 && memcmp(keyword, "trailer", 7) == 0;

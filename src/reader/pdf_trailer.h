@@ -4,11 +4,12 @@
 
 #include <cstdint>
 
-#include "reader/pdf_file.h"
 #include "objects/pdf_data_object.h"
 #include "objects/pdf_dictionary.h"
 #include "objects/pdf_object.h"
 #include "reader/pdf_xref_table.h"
+
+struct PDF_File;
 
 // "trailer" and the dictionary behind it; bytes used, 0 on failure.
 uint64_t PDF_Trailer_Read(PDF_Trailer** out_trailer, PDF_File* file, PDF_Read_Data* reader, uint64_t position);

@@ -1,7 +1,9 @@
 #include "reader/pdf_xref_chain.h"
 
 #include "objects/pdf_object.h"
+#include "reader/pdf_file.h"
 #include "reader/pdf_header.h"
+#include "reader/pdf_read_data.h"
 #include "reader/pdf_trailer.h"
 #include "reader/pdf_xref_section.h"
 #include "reader/pdf_xref_stream.h"

@@ -2,9 +2,11 @@
 
 #include <cstring>
 
-#include "objects/pdf_number.h"
 #include "objects/pdf_name.h"
+#include "objects/pdf_number.h"
 #include "objects/pdf_object.h"
+#include "reader/pdf_file.h"
+#include "reader/pdf_read_data.h"
 
 namespace {
 

@@ -6,9 +6,10 @@
 
 #include <cstdint>
 
-#include "reader/pdf_file.h"
-#include "reader/pdf_read_data.h"
 #include "reader/pdf_xref_table.h"
+
+struct PDF_File;
+struct PDF_Read_Data;
 
 // Bytes of the "xref" keyword at position, 0 if it is not there.
 uint64_t PDF_Xref_Table_Match_Keyword(PDF_Xref_Table* table, PDF_Read_Data* reader, uint64_t position);
@@ -27,8 +28,6 @@ uint64_t PDF_Xref_Section_Merge(PDF_Xref_Table* table, PDF_File* file, PDF_Read_
 uint64_t PDF_Xref_Entry_Read(PDF_Xref_Entry** out_entry, PDF_File* file, PDF_Read_Data* reader, uint64_t position);
 uint64_t PDF_Xref_Entry_Merge(PDF_Xref_Table* table, PDF_File* file, PDF_Read_Data* reader, uint64_t position,
                               uint32_t number);
-
-
 
 // Walks every entry in section order, loading each object, and returns the
 // first whose dictionary has the direct name Type (and Subtype, if given).

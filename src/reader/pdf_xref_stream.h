@@ -3,10 +3,11 @@
 #ifndef INVOICE_EXTRACT_PDF_XREF_STREAM_H
 #define INVOICE_EXTRACT_PDF_XREF_STREAM_H
 
-#include "reader/pdf_file.h"
 #include "objects/pdf_stream.h"
-#include "reader/pdf_read_data.h"
 #include "reader/pdf_xref_table.h"
+
+struct PDF_File;
+struct PDF_Read_Data;
 
 PDF_Result PDF_Xref_Table_Read_Stream(PDF_Xref_Table* table, PDF_Stream* stream, PDF_File* file,
                                       PDF_Read_Data* reader);

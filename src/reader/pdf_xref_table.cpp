@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdlib>
 
+#include "reader/pdf_file.h"
 #include "reader/pdf_object_stream.h"
 
 static uint32_t Section_First(const PDF_Xref_Section* section) {

@@ -14,6 +14,7 @@
 #include "support/opened_document.h"
 #include "support/pdf_builder.h"
 #include "support/test_memory.h"
+#include "reader/pdf_file.h"
 
 namespace {
 

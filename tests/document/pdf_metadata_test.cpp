@@ -15,6 +15,7 @@
 #include "support/opened_document.h"
 #include "support/pdf_builder.h"
 #include "support/pdf_xref_stream_builder.h"
+#include "reader/pdf_file.h"
 
 namespace {
 
