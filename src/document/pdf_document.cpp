@@ -4,6 +4,7 @@
 
 #include "document/pdf_embedded_file.h"
 #include "document/pdf_metadata.h"
+#include "document/pdf_new_document.h"
 #include "reader/pdf_file.h"
 #include "xmp/pdf_xmp_lock.h"
 

@@ -1,7 +1,5 @@
 #include "reader/pdf_file.h"
 
-#include "document/pdf_catalog.h"
-#include "document/pdf_metadata.h"
 #include "objects/pdf_object.h"
 #include "objects/pdf_object_reference.h"
 #include "reader/pdf_header.h"
@@ -100,55 +98,6 @@ PDF_Result PDF_File_Check_Root(PDF_Body* body, PDF_File* file) {
   }
   if (file->tolerance_level <= 0) return PDF_RESULT_BAD_INFO;
   return PDF_Dictionary_Remove_Entry(dictionary, file, "Info", 0);
-}
-
-PDF_Result PDF_File_Create_Empty(PDF_File** out_file, PDF_Memory* memory, PDF_Message* message) {
-  if (out_file == nullptr) return PDF_RESULT_INVALID_ARGUMENT;
-  PDF_File* file = nullptr;
-  PDF_Result result = PDF_File_New(&file, memory, message);
-  if (result != PDF_RESULT_OK) return result;
-  PDF_Object* pages = nullptr;
-  PDF_Object* catalog = nullptr;
-  PDF_Xref_Table* table = nullptr;
-  PDF_Dictionary* dictionary = nullptr;
-  PDF_Trailer* trailer = nullptr;
-  result = PDF_Header_Create(&file->header, file, 4);
-  if (result == PDF_RESULT_OK) result = PDF_Pages_Create(&pages, file, nullptr);
-  if (result == PDF_RESULT_OK) result = PDF_Catalog_Create(&catalog, file, pages);
-  // The chain over the catalog; then the catalog and the pages go into it.
-  if (result == PDF_RESULT_OK) result = PDF_Xref_Table_Create(&table, file, true);
-  if (result == PDF_RESULT_OK) result = PDF_Dictionary_Create(&dictionary, file);
-  if (result == PDF_RESULT_OK) {
-    result = PDF_Trailer_Create(&trailer, file, dictionary);
-    if (result == PDF_RESULT_OK) dictionary = nullptr;
-  }
-  if (result == PDF_RESULT_OK) result = PDF_Trailer_Set_Root(trailer, file, catalog);
-  if (result == PDF_RESULT_OK) result = PDF_Body_Create(&file->xref_table, file, table, trailer, false);
-  if (result == PDF_RESULT_OK) {
-    table = nullptr;
-    trailer = nullptr;
-    result = PDF_Xref_Table_Add_Entry(file->xref_table->table, file, catalog, 0, 0, 0, 'n');
-  }
-  if (result == PDF_RESULT_OK) {
-    catalog = nullptr;
-    result = PDF_Xref_Table_Add_Entry(file->xref_table->table, file, pages, 0, 0, 0, 'n');
-  }
-  if (result == PDF_RESULT_OK) {
-    pages = nullptr;
-    file->all_objects_read = 1;
-    *out_file = file;
-    return PDF_RESULT_OK;
-  }
-  // Referrers go before what they refer to, since releasing a reference
-  // touches its target: trailer, then catalog, then pages.
-  if (file->xref_table != nullptr) PDF_Body_Delete(&file->xref_table, file);
-  if (trailer != nullptr) PDF_Trailer_Delete(&trailer, file);
-  if (table != nullptr) PDF_Xref_Table_Delete(&table, file);
-  if (dictionary != nullptr) PDF_Dictionary_Delete(&dictionary, file, 0);
-  if (catalog != nullptr) PDF_Object_Delete(&catalog, file, 0);
-  if (pages != nullptr) PDF_Object_Delete(&pages, file, 0);
-  PDF_File_Delete(&file);
-  return result;
 }
 
 // Keeps the first failure of a release sequence.

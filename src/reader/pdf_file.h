@@ -50,7 +50,6 @@ struct PDF_File {
 PDF_Result PDF_File_New(PDF_File** out_file, PDF_Memory* memory, PDF_Message* message);
 PDF_Result PDF_File_Open(PDF_File** out_file, PDF_Memory* memory, PDF_Read_Data* reader, PDF_Message* message,
                          int8_t tolerance_level);
-PDF_Result PDF_File_Create_Empty(PDF_File** out_file, PDF_Memory* memory, PDF_Message* message);
 PDF_Result PDF_File_Delete(PDF_File** holder);
 // After the walk: a missing Root is searched for among the plain objects (from
 // level 2), and an Info of a bad kind is repaired or refused by level.
