@@ -10,6 +10,7 @@
 #include "objects/pdf_stream.h"
 #include "objects/pdf_stream_decode.h"
 #include "reader/pdf_file.h"
+#include "reader/pdf_trailer.h"
 #include "reader/pdf_xref_table.h"
 #include "text/pdf_text.h"
 

@@ -2,8 +2,12 @@
 
 #include <cstring>
 
+#include "objects/pdf_data_object.h"
+#include "objects/pdf_dictionary.h"
 #include "objects/pdf_number.h"
+#include "objects/pdf_object.h"
 #include "objects/pdf_object_reference.h"
+#include "objects/pdf_stream.h"
 #include "reader/pdf_file.h"
 #include "reader/pdf_read_data.h"
 
@@ -88,4 +92,55 @@ PDF_Dictionary* PDF_Trailer_Get_Encrypt(PDF_Trailer* trailer, PDF_File*) {
       static_cast<PDF_Dictionary*>(PDF_Data_Object_Get_Direct_Value(value, PDF_Object_Type_Dictionary));
   if (encrypt != nullptr && last != nullptr) PDF_Object_Set_Type(last, PDF_Object_Type_Encrypt);
   return encrypt;
+}
+
+PDF_Result PDF_Trailer_Create(PDF_Trailer** out_trailer, PDF_File* file, PDF_Dictionary* dictionary) {
+  if (out_trailer == nullptr || file == nullptr) return PDF_RESULT_INVALID_ARGUMENT;
+  *out_trailer = nullptr;
+  PDF_Trailer* trailer = PDF_Memory_Alloc_Zeroed<PDF_Trailer>(file->memory);
+  if (trailer == nullptr) return PDF_RESULT_OUT_OF_MEMORY;
+  trailer->dictionary = dictionary;
+  *out_trailer = trailer;
+  return PDF_RESULT_OK;
+}
+
+PDF_Result PDF_Trailer_Delete(PDF_Trailer** holder, PDF_File* file) {
+  if (holder == nullptr || *holder == nullptr || file == nullptr) return PDF_RESULT_INVALID_ARGUMENT;
+  PDF_Trailer* trailer = *holder;
+  if (trailer->dictionary != nullptr) {
+    PDF_Result result = PDF_Dictionary_Delete(&trailer->dictionary, file, PDF_DELETE_MODE_KEEP);
+    if (result != PDF_RESULT_OK) return result;
+  }
+  return PDF_Memory_Free(file->memory, holder);
+}
+
+PDF_Result PDF_Trailer_Create_From_Xref_Stream(PDF_Trailer** out_trailer, PDF_File* file, PDF_Stream* stream) {
+  if (out_trailer == nullptr) return PDF_RESULT_INVALID_ARGUMENT;
+  *out_trailer = nullptr;
+  if (file == nullptr || stream == nullptr) return PDF_RESULT_INVALID_ARGUMENT;
+
+  static const char* const kKeys[] = {"Size", "Prev", "Root", "Encrypt", "Info", "ID"};
+  PDF_Dictionary* dictionary = nullptr;
+  PDF_Result result = PDF_Dictionary_Create(&dictionary, file);
+  if (result != PDF_RESULT_OK) return result;
+  for (const char* key : kKeys) {
+    PDF_Data_Object* value = PDF_Stream_Find_Value(stream, key);
+    if (value == nullptr) {
+      if (key == kKeys[0]) {
+        result = PDF_RESULT_MISSING_ROOT_OR_SIZE;
+        break;
+      }
+      continue;
+    }
+    PDF_Data_Object* copy = nullptr;
+    result = PDF_Data_Object_Copy(&copy, file, value, false, PDF_COPY_MODE_AS_IS);
+    if (result == PDF_RESULT_OK) result = PDF_Dictionary_Set_Value(dictionary, file, key, copy);
+    if (result != PDF_RESULT_OK) {
+      if (copy != nullptr) PDF_Data_Object_Delete(&copy, file, PDF_DELETE_MODE_RELEASE);
+      break;
+    }
+  }
+  if (result == PDF_RESULT_OK) result = PDF_Trailer_Create(out_trailer, file, dictionary);
+  if (result != PDF_RESULT_OK) PDF_Dictionary_Delete(&dictionary, file, PDF_DELETE_MODE_RELEASE);
+  return result;
 }

@@ -259,34 +259,3 @@ PDF_Result PDF_Xref_Table_Read_Stream(PDF_Xref_Table* table, PDF_Stream* stream,
     }
   }
 }
-
-PDF_Result PDF_Trailer_Create_From_Xref_Stream(PDF_Trailer** out_trailer, PDF_File* file, PDF_Stream* stream) {
-  if (out_trailer == nullptr) return PDF_RESULT_INVALID_ARGUMENT;
-  *out_trailer = nullptr;
-  if (file == nullptr || stream == nullptr) return PDF_RESULT_INVALID_ARGUMENT;
-
-  static const char* const kKeys[] = {"Size", "Prev", "Root", "Encrypt", "Info", "ID"};
-  PDF_Dictionary* dictionary = nullptr;
-  PDF_Result result = PDF_Dictionary_Create(&dictionary, file);
-  if (result != PDF_RESULT_OK) return result;
-  for (const char* key : kKeys) {
-    PDF_Data_Object* value = PDF_Stream_Find_Value(stream, key);
-    if (value == nullptr) {
-      if (key == kKeys[0]) {
-        result = PDF_RESULT_MISSING_ROOT_OR_SIZE;
-        break;
-      }
-      continue;
-    }
-    PDF_Data_Object* copy = nullptr;
-    result = PDF_Data_Object_Copy(&copy, file, value, false, PDF_COPY_MODE_AS_IS);
-    if (result == PDF_RESULT_OK) result = PDF_Dictionary_Set_Value(dictionary, file, key, copy);
-    if (result != PDF_RESULT_OK) {
-      if (copy != nullptr) PDF_Data_Object_Delete(&copy, file, PDF_DELETE_MODE_RELEASE);
-      break;
-    }
-  }
-  if (result == PDF_RESULT_OK) result = PDF_Trailer_Create(out_trailer, file, dictionary);
-  if (result != PDF_RESULT_OK) PDF_Dictionary_Delete(&dictionary, file, PDF_DELETE_MODE_RELEASE);
-  return result;
-}

@@ -1,5 +1,4 @@
-// Cross-reference streams merged into the object table, and the trailer of a
-// file that has no classic one.
+// Cross-reference streams merged into the object table.
 #ifndef INVOICE_EXTRACT_PDF_XREF_STREAM_H
 #define INVOICE_EXTRACT_PDF_XREF_STREAM_H
 
@@ -11,6 +10,5 @@ struct PDF_Read_Data;
 
 PDF_Result PDF_Xref_Table_Read_Stream(PDF_Xref_Table* table, PDF_Stream* stream, PDF_File* file,
                                       PDF_Read_Data* reader);
-PDF_Result PDF_Trailer_Create_From_Xref_Stream(PDF_Trailer** out_trailer, PDF_File* file, PDF_Stream* stream);
 
 #endif

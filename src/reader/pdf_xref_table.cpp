@@ -5,6 +5,7 @@
 
 #include "reader/pdf_file.h"
 #include "reader/pdf_object_stream.h"
+#include "reader/pdf_trailer.h"
 
 static uint32_t Section_First(const PDF_Xref_Section* section) {
   return static_cast<uint32_t>(PDF_Number_Get_Long(section->first_number));
@@ -424,26 +425,6 @@ PDF_Result PDF_Xref_Table_Remove_Object(PDF_Xref_Table* table, PDF_File* file, P
     }
   }
   return PDF_RESULT_OBJECT_MISSING;
-}
-
-PDF_Result PDF_Trailer_Create(PDF_Trailer** out_trailer, PDF_File* file, PDF_Dictionary* dictionary) {
-  if (out_trailer == nullptr || file == nullptr) return PDF_RESULT_INVALID_ARGUMENT;
-  *out_trailer = nullptr;
-  PDF_Trailer* trailer = PDF_Memory_Alloc_Zeroed<PDF_Trailer>(file->memory);
-  if (trailer == nullptr) return PDF_RESULT_OUT_OF_MEMORY;
-  trailer->dictionary = dictionary;
-  *out_trailer = trailer;
-  return PDF_RESULT_OK;
-}
-
-PDF_Result PDF_Trailer_Delete(PDF_Trailer** holder, PDF_File* file) {
-  if (holder == nullptr || *holder == nullptr || file == nullptr) return PDF_RESULT_INVALID_ARGUMENT;
-  PDF_Trailer* trailer = *holder;
-  if (trailer->dictionary != nullptr) {
-    PDF_Result result = PDF_Dictionary_Delete(&trailer->dictionary, file, PDF_DELETE_MODE_KEEP);
-    if (result != PDF_RESULT_OK) return result;
-  }
-  return PDF_Memory_Free(file->memory, holder);
 }
 
 PDF_Result PDF_Body_Create(PDF_Body** out_body, PDF_File* file, PDF_Xref_Table* table, PDF_Trailer* trailer,

@@ -1,6 +1,6 @@
 // The object table: cross-reference sections of consecutive object numbers,
 // each entry holding the indirect object it describes, and the body that ties
-// the table to the trailer. The table owns every PDF_Object in it.
+// the table to the trailer (reader/pdf_trailer.h). The table owns every PDF_Object in it.
 #ifndef INVOICE_EXTRACT_PDF_XREF_TABLE_H
 #define INVOICE_EXTRACT_PDF_XREF_TABLE_H
 
@@ -24,6 +24,7 @@ struct PDF_Xref_Entry {
   PDF_Xref_Entry* next;
 };
 
+struct PDF_Trailer;
 struct PDF_Xref_Section_Index;
 struct PDF_Xref_Table_Index;
 
@@ -83,11 +84,6 @@ struct PDF_Xref_Table_Index {
   PDF_Xref_Range* ranges;  // ascending, disjoint; numbers in none lie in no section
 };
 
-struct PDF_Trailer {
-  PDF_Dictionary* dictionary;  // owned
-  void* reserved;              // null
-};
-
 struct PDF_Body {
   void* link;  // null
   PDF_Xref_Table* table;    // owned
@@ -123,10 +119,6 @@ bool PDF_Xref_Table_Has_Number(const PDF_Xref_Table* table, uint32_t number);
 // deletes it with the delete mode. -91 if no entry holds the object.
 PDF_Result PDF_Xref_Table_Remove_Object(PDF_Xref_Table* table, PDF_File* file, PDF_Object* object,
                                         uint32_t delete_mode);
-
-// Takes ownership of the dictionary on success.
-PDF_Result PDF_Trailer_Create(PDF_Trailer** out_trailer, PDF_File* file, PDF_Dictionary* dictionary);
-PDF_Result PDF_Trailer_Delete(PDF_Trailer** holder, PDF_File* file);
 
 // Takes ownership of table and trailer (either may be null) on success.
 PDF_Result PDF_Body_Create(PDF_Body** out_body, PDF_File* file, PDF_Xref_Table* table, PDF_Trailer* trailer,
