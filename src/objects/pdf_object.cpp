@@ -124,6 +124,9 @@ PDF_Result PDF_Object_Load_All(PDF_Object* object, PDF_File* file) {
   if (result != PDF_RESULT_OK) return result;
   object->traversed = 1;
   if (object->value == nullptr) return PDF_RESULT_OK;
+  // Kept: the walk recurses through values and references with no depth
+  // limit; the traversed flag stops cycles, not depth, so a long enough chain
+  // of objects that refer on to the next exhausts the stack.
   return PDF_Data_Object_Load_All(object->value, file);
 }
 

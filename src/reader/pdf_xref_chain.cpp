@@ -4,6 +4,7 @@
 #include "reader/pdf_file.h"
 #include "reader/pdf_header.h"
 #include "reader/pdf_read_data.h"
+#include "reader/pdf_startxref.h"
 #include "reader/pdf_trailer.h"
 #include "reader/pdf_xref_section.h"
 #include "reader/pdf_xref_stream.h"

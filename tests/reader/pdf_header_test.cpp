@@ -4,6 +4,7 @@
 
 #include "reader/pdf_file.h"
 #include "reader/pdf_header.h"
+#include "reader/pdf_startxref.h"
 #include "support/test_memory.h"
 
 namespace {
