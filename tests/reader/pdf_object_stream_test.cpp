@@ -7,6 +7,7 @@
 #include "objects/pdf_object.h"
 #include "objects/pdf_object_reference.h"
 #include "reader/pdf_object_stream.h"
+#include "reader/pdf_read_data.h"
 #include "reader/pdf_trailer.h"
 #include "support/opened_document.h"
 #include "support/pdf_builder.h"
