@@ -11,17 +11,6 @@
 
 namespace {
 
-// A number truncated toward zero and held within 2^48 either way, so that a
-// sum of it and a 32-bit offset cannot overflow.
-int64_t Bounded_Long(const PDF_Number* number) {
-  const double limit = 281474976710656.0;
-  double value = PDF_Number_Get_Real(number);
-  if (!(value == value)) return 0;
-  if (value >= limit) return static_cast<int64_t>(limit);
-  if (value <= -limit) return -static_cast<int64_t>(limit);
-  return static_cast<int64_t>(value);
-}
-
 // One pair of object number and offset from the head of the object stream.
 bool Read_Pair(const uint8_t* data, uint64_t length, uint64_t* at, int32_t* number, int32_t* offset) {
   uint64_t used = PDF_Text_Read_Integer(data + *at, length - *at, number);
@@ -141,12 +130,12 @@ PDF_Result Load_From_Container(PDF_Xref_Entry* entry, PDF_File* file) {
   PDF_Number* n = static_cast<PDF_Number*>(
       PDF_Data_Object_Get_Typed_Value(PDF_Stream_Find_Value(stream, "N"), PDF_Data_Type_Number));
   if (n == nullptr) return PDF_RESULT_OBJECT_UNREADABLE;
-  const int64_t count = Bounded_Long(n);
+  const int64_t count = PDF_Number_To_Bounded_Long(PDF_Number_Get_Real(n));
   if (count <= 0 || entry->offset >= static_cast<uint64_t>(count)) return PDF_RESULT_OBJECT_UNREADABLE;
   PDF_Number* first_number = static_cast<PDF_Number*>(
       PDF_Data_Object_Get_Typed_Value(PDF_Stream_Find_Value(stream, "First"), PDF_Data_Type_Number));
   if (first_number == nullptr) return PDF_RESULT_OBJECT_UNREADABLE;
-  const int64_t first = Bounded_Long(first_number);
+  const int64_t first = PDF_Number_To_Bounded_Long(PDF_Number_Get_Real(first_number));
 
   PDF_Result result = PDF_Stream_Decode(stream, true);
   if (result != PDF_RESULT_OK) return result;

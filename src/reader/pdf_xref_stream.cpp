@@ -13,16 +13,6 @@
 
 namespace {
 
-// Truncation of a number toward zero, held within 2^48 either way so that
-// sums and differences of two of them cannot overflow (NaN is 0).
-int64_t To_Long(double value) {
-  const double limit = 281474976710656.0;
-  if (!(value == value)) return 0;
-  if (value >= limit) return static_cast<int64_t>(limit);
-  if (value <= -limit) return -static_cast<int64_t>(limit);
-  return static_cast<int64_t>(value);
-}
-
 // A chain of new entries of consecutive numbers, not yet in the table.
 struct Run {
   uint32_t first;
@@ -145,7 +135,7 @@ PDF_Result PDF_Xref_Table_Read_Stream(PDF_Xref_Table* table, PDF_Stream* stream,
   PDF_Number* size_number = static_cast<PDF_Number*>(
       PDF_Data_Object_Get_Direct_Value(PDF_Stream_Find_Value(stream, "Size"), PDF_Data_Type_Number));
   if (size_number == nullptr) return PDF_RESULT_MALFORMED_XREF;
-  const int64_t size = To_Long(PDF_Number_Get_Real(size_number));
+  const int64_t size = PDF_Number_To_Bounded_Long(PDF_Number_Get_Real(size_number));
 
   PDF_Array* w = static_cast<PDF_Array*>(
       PDF_Data_Object_Get_Direct_Value(PDF_Stream_Find_Value(stream, "W"), PDF_Data_Type_Array));
@@ -187,13 +177,13 @@ PDF_Result PDF_Xref_Table_Read_Stream(PDF_Xref_Table* table, PDF_Stream* stream,
       double first_value = 0, count_value = 0;
       result = Array_Number(index, pair * 2, &first_value);
       if (result == PDF_RESULT_OK) {
-        current = To_Long(first_value);
+        current = PDF_Number_To_Bounded_Long(first_value);
       } else if (result != PDF_RESULT_INDEX_OUT_OF_RANGE) {
         return result;
       }
       result = Array_Number(index, pair * 2 + 1, &count_value);
       if (result == PDF_RESULT_OK) {
-        count = static_cast<uint32_t>(static_cast<uint64_t>(To_Long(count_value)));
+        count = static_cast<uint32_t>(static_cast<uint64_t>(PDF_Number_To_Bounded_Long(count_value)));
       } else if (result != PDF_RESULT_INDEX_OUT_OF_RANGE) {
         return result;
       }
