@@ -12,13 +12,13 @@
 PDF_Dictionary* PDF_Catalog_Get_Dictionary(PDF_Object* catalog) {
   if (PDF_Object_Get_Type(catalog) != PDF_Object_Type_Catalog) return nullptr;
   return static_cast<PDF_Dictionary*>(
-      PDF_Data_Object_Get_Direct_Value(PDF_Object_Get_Value(catalog), PDF_Object_Type_Dictionary));
+      PDF_Data_Object_Get_Direct_Value(PDF_Object_Get_Value(catalog), PDF_Data_Type_Dictionary));
 }
 
 PDF_Dictionary* PDF_Catalog_Get_Names(PDF_Object* catalog) {
   if (catalog == nullptr) return nullptr;
   PDF_Data_Object* names = PDF_Dictionary_Find_Value(PDF_Catalog_Get_Dictionary(catalog), "Names");
-  return static_cast<PDF_Dictionary*>(PDF_Data_Object_Get_Typed_Value(names, PDF_Object_Type_Dictionary));
+  return static_cast<PDF_Dictionary*>(PDF_Data_Object_Get_Typed_Value(names, PDF_Data_Type_Dictionary));
 }
 
 PDF_Object* PDF_Catalog_Get_Metadata(PDF_Object* catalog, PDF_File* file) {
@@ -30,7 +30,7 @@ PDF_Object* PDF_Catalog_Get_Metadata(PDF_Object* catalog, PDF_File* file) {
   // Kept: unlike Names, Metadata must be a reference; a direct dictionary
   // counts as no metadata at all, and such a file reads as no PDF/A.
   PDF_Object_Reference* reference = static_cast<PDF_Object_Reference*>(
-      PDF_Data_Object_Get_Direct_Value(metadata, PDF_Object_Type_Reference));
+      PDF_Data_Object_Get_Direct_Value(metadata, PDF_Data_Type_Reference));
   return PDF_Object_Reference_Get_Object(reference);
 }
 
@@ -38,14 +38,14 @@ PDF_Object* PDF_File_Get_Catalog(PDF_File* file) {
   if (file == nullptr || file->xref_table == nullptr) return nullptr;
   PDF_Data_Object* root = PDF_Trailer_Get_Root(file->xref_table->trailer);
   PDF_Object_Reference* reference =
-      static_cast<PDF_Object_Reference*>(PDF_Data_Object_Get_Direct_Value(root, PDF_Object_Type_Reference));
+      static_cast<PDF_Object_Reference*>(PDF_Data_Object_Get_Direct_Value(root, PDF_Data_Type_Reference));
   return PDF_Object_Reference_Get_Object(reference);
 }
 
 PDF_Object* PDF_Names_Find_Embedded_File(PDF_Dictionary* names, const char* name) {
   if (names == nullptr) return nullptr;
   PDF_Data_Object* files = PDF_Dictionary_Find_Value(names, "EmbeddedFiles");
-  PDF_Dictionary* root = static_cast<PDF_Dictionary*>(PDF_Data_Object_Get_Typed_Value(files, PDF_Object_Type_Dictionary));
+  PDF_Dictionary* root = static_cast<PDF_Dictionary*>(PDF_Data_Object_Get_Typed_Value(files, PDF_Data_Type_Dictionary));
   if (root == nullptr) return nullptr;
   return PDF_Name_Tree_Find(root, name);
 }
@@ -64,11 +64,11 @@ PDF_Object* PDF_Name_Tree_Find(PDF_Dictionary* node, const char* name) {
     // beside it is never searched.
     // Kept: no guard against cycles and no depth limit: a Kids entry that
     // leads back to its own node recurses until the stack is exhausted.
-    PDF_Array* kids = static_cast<PDF_Array*>(PDF_Data_Object_Get_Typed_Value(kids_value, PDF_Object_Type_Array));
+    PDF_Array* kids = static_cast<PDF_Array*>(PDF_Data_Object_Get_Typed_Value(kids_value, PDF_Data_Type_Array));
     if (kids == nullptr) return nullptr;
     for (uint32_t i = 0; i < PDF_Array_Get_Count(kids); ++i) {
       PDF_Dictionary* kid = static_cast<PDF_Dictionary*>(
-          PDF_Data_Object_Get_Typed_Value(PDF_Array_Get_Value(kids, i), PDF_Object_Type_Dictionary));
+          PDF_Data_Object_Get_Typed_Value(PDF_Array_Get_Value(kids, i), PDF_Data_Type_Dictionary));
       // Kept: a kid that isn't a dictionary ends the whole search with
       // nothing found; the kids after it are not visited.
       if (kid == nullptr) return nullptr;
@@ -78,20 +78,20 @@ PDF_Object* PDF_Name_Tree_Find(PDF_Dictionary* node, const char* name) {
     return nullptr;
   }
   PDF_Array* pairs = static_cast<PDF_Array*>(
-      PDF_Data_Object_Get_Typed_Value(PDF_Dictionary_Find_Value(node, "Names"), PDF_Object_Type_Array));
+      PDF_Data_Object_Get_Typed_Value(PDF_Dictionary_Find_Value(node, "Names"), PDF_Data_Type_Array));
   if (pairs == nullptr) return nullptr;
   for (uint32_t i = 0;; i += 2) {
-    if (PDF_Data_Object_Get_Direct_Value(PDF_Array_Get_Value(pairs, i), PDF_Object_Type_String) == nullptr) {
+    if (PDF_Data_Object_Get_Direct_Value(PDF_Array_Get_Value(pairs, i), PDF_Data_Type_String) == nullptr) {
       return nullptr;
     }
     PDF_Data_Object* value = PDF_Array_Get_Value(pairs, i + 1);
     PDF_Object_Reference* reference = static_cast<PDF_Object_Reference*>(
-        PDF_Data_Object_Get_Direct_Value(value, PDF_Object_Type_Reference));
+        PDF_Data_Object_Get_Direct_Value(value, PDF_Data_Type_Reference));
     if (reference == nullptr) return nullptr;
     PDF_Dictionary* filespec =
-        static_cast<PDF_Dictionary*>(PDF_Data_Object_Get_Typed_Value(value, PDF_Object_Type_Dictionary));
+        static_cast<PDF_Dictionary*>(PDF_Data_Object_Get_Typed_Value(value, PDF_Data_Type_Dictionary));
     PDF_String* file_name = static_cast<PDF_String*>(
-        PDF_Data_Object_Get_Direct_Value(PDF_Dictionary_Find_Value(filespec, "F"), PDF_Object_Type_String));
+        PDF_Data_Object_Get_Direct_Value(PDF_Dictionary_Find_Value(filespec, "F"), PDF_Data_Type_String));
     // Kept: a value without a direct string F ends the search of this leaf,
     // so the pairs behind it are not seen.
     if (file_name == nullptr) return nullptr;

@@ -17,7 +17,7 @@ static PDF_Stream* Metadata_Stream(PDF_File* file) {
   PDF_Object* metadata = PDF_Catalog_Get_Metadata(PDF_File_Get_Catalog(file), file);
   PDF_Data_Object* value = PDF_Object_Get_Value(metadata);
   if (value == nullptr) return nullptr;
-  return static_cast<PDF_Stream*>(PDF_Data_Object_Get_Typed_Value(value, PDF_Object_Type_Stream));
+  return static_cast<PDF_Stream*>(PDF_Data_Object_Get_Typed_Value(value, PDF_Data_Type_Stream));
 }
 
 // Keeps a record that parsed from these bytes in place of the one kept

@@ -23,7 +23,7 @@ PDF_Result PDF_Pages_Create(PDF_Object** out_pages, PDF_File* file, PDF_Object* 
   }
   if (result == PDF_RESULT_OK) result = PDF_Array_Create(&kids, file);
   if (result == PDF_RESULT_OK) {
-    result = PDF_Data_Object_Create(&kids_value, file, PDF_Object_Type_Array, kids);
+    result = PDF_Data_Object_Create(&kids_value, file, PDF_Data_Type_Array, kids);
     if (result == PDF_RESULT_OK) kids = nullptr;
   }
   if (result == PDF_RESULT_OK) {
@@ -32,7 +32,7 @@ PDF_Result PDF_Pages_Create(PDF_Object** out_pages, PDF_File* file, PDF_Object* 
   }
   if (result == PDF_RESULT_OK) result = PDF_Dictionary_Set_Number(dictionary, file, "Count", 0, 0);
   if (result == PDF_RESULT_OK) {
-    result = PDF_Data_Object_Create(&value, file, PDF_Object_Type_Dictionary, dictionary);
+    result = PDF_Data_Object_Create(&value, file, PDF_Data_Type_Dictionary, dictionary);
     if (result == PDF_RESULT_OK) dictionary = nullptr;
   }
   if (result == PDF_RESULT_OK) {
@@ -55,7 +55,7 @@ PDF_Result PDF_Catalog_Create(PDF_Object** out_catalog, PDF_File* file, PDF_Obje
   if (result == PDF_RESULT_OK) result = PDF_Dictionary_Set_Name(dictionary, file, "Type", "Catalog");
   if (result == PDF_RESULT_OK) result = PDF_Dictionary_Set_Reference(dictionary, file, "Pages", pages);
   if (result == PDF_RESULT_OK) {
-    result = PDF_Data_Object_Create(&value, file, PDF_Object_Type_Dictionary, dictionary);
+    result = PDF_Data_Object_Create(&value, file, PDF_Data_Type_Dictionary, dictionary);
     if (result == PDF_RESULT_OK) dictionary = nullptr;
   }
   if (result == PDF_RESULT_OK) {

@@ -15,7 +15,7 @@
 static bool Is_Valid_Tag(int32_t type) { return type >= PDF_Data_Type_Null && type <= PDF_Data_Type_Stream; }
 
 int32_t PDF_Data_Object_Get_Type(const PDF_Data_Object* object) {
-  return object == nullptr ? PDF_Data_Type_None : object->type;
+  return object == nullptr ? PDF_Object_Type_Unknown : object->type;
 }
 
 void* PDF_Data_Object_Get_Value(const PDF_Data_Object* object) { return object == nullptr ? nullptr : object->value; }

@@ -143,7 +143,7 @@ PDF_Result PDF_Stream_Get_Filter_Count(PDF_Stream* stream, uint32_t* out_count) 
   if (stream == nullptr || out_count == nullptr) return PDF_RESULT_INVALID_ARGUMENT;
   PDF_Data_Object* filter = Find_Resolved(stream, "Filter");
   switch (PDF_Data_Object_Get_Type(filter)) {
-    case PDF_Data_Type_None:
+    case PDF_Object_Type_Unknown:
       *out_count = 0;
       return PDF_RESULT_OK;
     case PDF_Data_Type_Name:

@@ -155,7 +155,7 @@ int32_t PDF_Object_Classify(const PDF_Data_Object* value) {
   if (value->type <= PDF_Data_Type_Array) return value->type;
   if (value->type == PDF_Data_Type_Dictionary) {
     PDF_Name* type = PDF_Dictionary_Get_Type(static_cast<PDF_Dictionary*>(value->value));
-    if (type == nullptr) return PDF_Object_Type_Dictionary;
+    if (type == nullptr) return PDF_Data_Type_Dictionary;
     if (Is(type, "Catalog")) return PDF_Object_Type_Catalog;
     if (Is(type, "Pages")) return PDF_Object_Type_Pages;
     if (Is(type, "Page")) return PDF_Object_Type_Page;
@@ -164,7 +164,7 @@ int32_t PDF_Object_Classify(const PDF_Data_Object* value) {
     if (Is(type, "OCG")) return PDF_Object_Type_OCG;
     if (Is(type, "OCMD")) return PDF_Object_Type_OCMD;
     if (Is(type, "Filespec")) return PDF_Object_Type_Filespec;
-    return PDF_Object_Type_Dictionary;
+    return PDF_Data_Type_Dictionary;
   }
   const PDF_Stream* stream = static_cast<const PDF_Stream*>(value->value);
   PDF_Name* subtype = PDF_Stream_Get_Subtype(stream);
@@ -174,7 +174,7 @@ int32_t PDF_Object_Classify(const PDF_Data_Object* value) {
   if (Is(type, "Metadata")) return PDF_Object_Type_Metadata;
   if (Is(type, "ObjStm")) return PDF_Object_Type_Object_Stream;
   if (Is(type, "XRef")) return PDF_Object_Type_Xref_Stream;
-  return PDF_Object_Type_Stream;
+  return PDF_Data_Type_Stream;
 }
 
 int32_t PDF_Object_Get_Number(const PDF_Object* object) {

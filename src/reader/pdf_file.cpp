@@ -78,8 +78,8 @@ PDF_Result PDF_File_Check_Root(PDF_Body* body, PDF_File* file) {
   }
   PDF_Dictionary* dictionary = PDF_Trailer_Get_Dictionary(trailer);
   PDF_Data_Object* info = PDF_Dictionary_Find_Value(dictionary, "Info");
-  if (info == nullptr || PDF_Data_Object_Get_Type(info) == PDF_Object_Type_Reference) return PDF_RESULT_OK;
-  if (PDF_Data_Object_Get_Type(info) == PDF_Object_Type_Dictionary && file->tolerance_level >= 2) {
+  if (info == nullptr || PDF_Data_Object_Get_Type(info) == PDF_Data_Type_Reference) return PDF_RESULT_OK;
+  if (PDF_Data_Object_Get_Type(info) == PDF_Data_Type_Dictionary && file->tolerance_level >= 2) {
     // A direct Info dictionary becomes an object of its own.
     PDF_Result result = PDF_Dictionary_Remove_Entry(dictionary, file, "Info", 1);
     if (result != PDF_RESULT_OK) return result;

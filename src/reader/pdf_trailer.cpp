@@ -51,13 +51,13 @@ PDF_Data_Object* PDF_Trailer_Get_Root(PDF_Trailer* trailer) {
 
 uint32_t PDF_Trailer_Get_Prev(PDF_Trailer* trailer) {
   PDF_Number* prev = static_cast<PDF_Number*>(
-      PDF_Data_Object_Get_Direct_Value(PDF_Dictionary_Find_Value(PDF_Trailer_Get_Dictionary(trailer), "Prev"), 4));
+      PDF_Data_Object_Get_Direct_Value(PDF_Dictionary_Find_Value(PDF_Trailer_Get_Dictionary(trailer), "Prev"), PDF_Data_Type_Number));
   return static_cast<uint32_t>(static_cast<uint64_t>(PDF_Number_Get_Long(prev)));
 }
 
 int32_t PDF_Trailer_Get_XRefStm(PDF_Trailer* trailer) {
   PDF_Number* offset = static_cast<PDF_Number*>(PDF_Data_Object_Get_Direct_Value(
-      PDF_Dictionary_Find_Value(PDF_Trailer_Get_Dictionary(trailer), "XRefStm"), 4));
+      PDF_Dictionary_Find_Value(PDF_Trailer_Get_Dictionary(trailer), "XRefStm"), PDF_Data_Type_Number));
   return PDF_Number_Get_Integer(offset);
 }
 
@@ -81,7 +81,7 @@ PDF_Result PDF_Trailer_Set_Root(PDF_Trailer* trailer, PDF_File* file, PDF_Object
 PDF_Dictionary* PDF_Trailer_Get_Encrypt(PDF_Trailer* trailer, PDF_File*) {
   PDF_Data_Object* value = PDF_Dictionary_Find_Value(PDF_Trailer_Get_Dictionary(trailer), "Encrypt");
   PDF_Object* last = nullptr;
-  while (PDF_Data_Object_Get_Type(value) == PDF_Object_Type_Reference) {
+  while (PDF_Data_Object_Get_Type(value) == PDF_Data_Type_Reference) {
     PDF_Object* target = PDF_Object_Reference_Get_Object(
         static_cast<PDF_Object_Reference*>(PDF_Data_Object_Get_Value(value)));
     if (target == nullptr) return nullptr;
@@ -89,7 +89,7 @@ PDF_Dictionary* PDF_Trailer_Get_Encrypt(PDF_Trailer* trailer, PDF_File*) {
     value = PDF_Object_Get_Value(target);
   }
   PDF_Dictionary* encrypt =
-      static_cast<PDF_Dictionary*>(PDF_Data_Object_Get_Direct_Value(value, PDF_Object_Type_Dictionary));
+      static_cast<PDF_Dictionary*>(PDF_Data_Object_Get_Direct_Value(value, PDF_Data_Type_Dictionary));
   if (encrypt != nullptr && last != nullptr) PDF_Object_Set_Type(last, PDF_Object_Type_Encrypt);
   return encrypt;
 }

@@ -21,7 +21,7 @@ PDF_Result Merge_Stream(PDF_Xref_Table* table, PDF_Trailer** trailer, PDF_File* 
   PDF_Result result = PDF_RESULT_BAD_TRAILER;
   if (used != 0 && used != PDF_READ_INVALID_ARGUMENT && PDF_Object_Load(object) == PDF_RESULT_OK) {
     PDF_Stream* stream =
-        static_cast<PDF_Stream*>(PDF_Data_Object_Get_Direct_Value(PDF_Object_Get_Value(object), 9));
+        static_cast<PDF_Stream*>(PDF_Data_Object_Get_Direct_Value(PDF_Object_Get_Value(object), PDF_Data_Type_Stream));
     if (stream != nullptr) {
       result = PDF_Xref_Table_Read_Stream(table, stream, file, reader);
       if (result == PDF_RESULT_OK && *trailer == nullptr) {
@@ -31,7 +31,7 @@ PDF_Result Merge_Stream(PDF_Xref_Table* table, PDF_Trailer** trailer, PDF_File* 
         PDF_Data_Object* value = PDF_Stream_Find_Value(stream, "Prev");
         if (value != nullptr) {
           *prev = static_cast<uint32_t>(
-              PDF_Number_Get_Integer(static_cast<PDF_Number*>(PDF_Data_Object_Get_Direct_Value(value, 4))));
+              PDF_Number_Get_Integer(static_cast<PDF_Number*>(PDF_Data_Object_Get_Direct_Value(value, PDF_Data_Type_Number))));
         }
       }
     }

@@ -218,16 +218,16 @@ PDF_Object* PDF_Xref_Table_Find_By_Type(PDF_Xref_Table* table, const char* type,
       if (entry->object == nullptr || entry->type == 'c') continue;
       if (PDF_Object_Load(entry->object) != PDF_RESULT_OK) continue;
       PDF_Dictionary* dictionary = static_cast<PDF_Dictionary*>(
-          PDF_Data_Object_Get_Direct_Value(PDF_Object_Get_Value(entry->object), PDF_Object_Type_Dictionary));
+          PDF_Data_Object_Get_Direct_Value(PDF_Object_Get_Value(entry->object), PDF_Data_Type_Dictionary));
       if (dictionary == nullptr) continue;
       if (type != nullptr) {
         PDF_Name* name = static_cast<PDF_Name*>(
-            PDF_Data_Object_Get_Direct_Value(PDF_Dictionary_Find_Value(dictionary, "Type"), 6));
+            PDF_Data_Object_Get_Direct_Value(PDF_Dictionary_Find_Value(dictionary, "Type"), PDF_Data_Type_Name));
         if (name == nullptr || PDF_Name_Compare(name, type)) continue;
       }
       if (subtype != nullptr) {
         PDF_Name* name = static_cast<PDF_Name*>(
-            PDF_Data_Object_Get_Direct_Value(PDF_Dictionary_Find_Value(dictionary, "Subtype"), 6));
+            PDF_Data_Object_Get_Direct_Value(PDF_Dictionary_Find_Value(dictionary, "Subtype"), PDF_Data_Type_Name));
         if (name == nullptr || PDF_Name_Compare(name, subtype)) continue;
       }
       return entry->object;

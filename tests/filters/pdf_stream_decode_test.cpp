@@ -28,7 +28,7 @@ const std::string kPng_Decoded = "abcdbcde";
 std::string Describe(PDF_Data_Object* object) {
   std::string text;
   switch (PDF_Data_Object_Get_Type(object)) {
-    case PDF_Data_Type_None: return "";
+    case PDF_Object_Type_Unknown: return "";
     case PDF_Data_Type_Null: return "null";
     case PDF_Data_Type_Reference: return "R";
     case PDF_Data_Type_Number: return std::to_string(PDF_Number_Get_Long(static_cast<PDF_Number*>(object->value)));
