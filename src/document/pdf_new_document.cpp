@@ -39,10 +39,10 @@ PDF_Result PDF_Pages_Create(PDF_Object** out_pages, PDF_File* file, PDF_Object* 
     result = PDF_Object_Create(out_pages, file, value, 0, 0, PDF_Object_Type_Pages);
     if (result == PDF_RESULT_OK) value = nullptr;
   }
-  if (value != nullptr) PDF_Data_Object_Delete(&value, file, 0);
-  if (kids_value != nullptr) PDF_Data_Object_Delete(&kids_value, file, 0);
-  if (kids != nullptr) PDF_Array_Delete(&kids, file, 0);
-  if (dictionary != nullptr) PDF_Dictionary_Delete(&dictionary, file, 0);
+  if (value != nullptr) PDF_Data_Object_Delete(&value, file, PDF_DELETE_MODE_RELEASE);
+  if (kids_value != nullptr) PDF_Data_Object_Delete(&kids_value, file, PDF_DELETE_MODE_RELEASE);
+  if (kids != nullptr) PDF_Array_Delete(&kids, file, PDF_DELETE_MODE_RELEASE);
+  if (dictionary != nullptr) PDF_Dictionary_Delete(&dictionary, file, PDF_DELETE_MODE_RELEASE);
   return result;
 }
 
@@ -62,8 +62,8 @@ PDF_Result PDF_Catalog_Create(PDF_Object** out_catalog, PDF_File* file, PDF_Obje
     result = PDF_Object_Create(out_catalog, file, value, 0, 0, PDF_Object_Type_Catalog);
     if (result == PDF_RESULT_OK) value = nullptr;
   }
-  if (value != nullptr) PDF_Data_Object_Delete(&value, file, 0);
-  if (dictionary != nullptr) PDF_Dictionary_Delete(&dictionary, file, 0);
+  if (value != nullptr) PDF_Data_Object_Delete(&value, file, PDF_DELETE_MODE_RELEASE);
+  if (dictionary != nullptr) PDF_Dictionary_Delete(&dictionary, file, PDF_DELETE_MODE_RELEASE);
   return result;
 }
 
@@ -109,9 +109,9 @@ PDF_Result PDF_File_Create_Empty(PDF_File** out_file, PDF_Memory* memory, PDF_Me
   if (file->xref_table != nullptr) PDF_Body_Delete(&file->xref_table, file);
   if (trailer != nullptr) PDF_Trailer_Delete(&trailer, file);
   if (table != nullptr) PDF_Xref_Table_Delete(&table, file);
-  if (dictionary != nullptr) PDF_Dictionary_Delete(&dictionary, file, 0);
-  if (catalog != nullptr) PDF_Object_Delete(&catalog, file, 0);
-  if (pages != nullptr) PDF_Object_Delete(&pages, file, 0);
+  if (dictionary != nullptr) PDF_Dictionary_Delete(&dictionary, file, PDF_DELETE_MODE_RELEASE);
+  if (catalog != nullptr) PDF_Object_Delete(&catalog, file, PDF_DELETE_MODE_RELEASE);
+  if (pages != nullptr) PDF_Object_Delete(&pages, file, PDF_DELETE_MODE_RELEASE);
   PDF_File_Delete(&file);
   return result;
 }

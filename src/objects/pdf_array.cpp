@@ -286,7 +286,7 @@ PDF_Result PDF_Array_Load_All(PDF_Array* array, PDF_File* file) {
   if (array == nullptr || file == nullptr) return PDF_RESULT_INVALID_ARGUMENT;
   for (PDF_Array_Element* element = array->first; element != nullptr; element = element->next) {
     PDF_Result result = PDF_Data_Object_Load_All(element->value, file);
-    if (result == PDF_RESULT_OBJECT_MISSING && file->tolerance_level >= 2) {
+    if (result == PDF_RESULT_OBJECT_MISSING && file->tolerance_level >= PDF_TOLERANCE_REPAIR) {
       // A dangling reference becomes a null in place, keeping every index.
       result = PDF_Data_Object_Delete(&element->value, file, PDF_DELETE_MODE_RELEASE);
       if (result == PDF_RESULT_OK) result = PDF_Data_Object_Create(&element->value, file, PDF_Data_Type_Null, nullptr);

@@ -437,7 +437,7 @@ static uint64_t Read_Dictionary(PDF_Dictionary** out_dictionary, PDF_File* file,
       continue;
     }
     PDF_Name_Delete(&key, file);
-    if (file->tolerance_level < 2) break;
+    if (file->tolerance_level < PDF_TOLERANCE_REPAIR) break;
     // Skip the damaged value up to the next "/" or ">", which stays unread.
     for (;;) {
       uint8_t byte = 0;
@@ -522,7 +522,7 @@ PDF_Result PDF_Dictionary_Load_All(PDF_Dictionary* dictionary, PDF_File* file) {
     const char* key = PDF_Name_Get_Text(entry->key);
     PDF_Dictionary_Entry* next = entry->next;
     PDF_Result result = PDF_Data_Object_Load_All(entry->value, file);
-    if (result == PDF_RESULT_OBJECT_MISSING && file->tolerance_level >= 2) {
+    if (result == PDF_RESULT_OBJECT_MISSING && file->tolerance_level >= PDF_TOLERANCE_REPAIR) {
       // A dangling reference: the key goes.
       result = PDF_Dictionary_Remove_Entry(dictionary, file, key, PDF_DELETE_MODE_RELEASE);
     }

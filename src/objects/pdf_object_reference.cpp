@@ -118,7 +118,7 @@ PDF_Result PDF_Object_Reference_Copy(PDF_Object_Reference** out_reference, PDF_F
   if (source == nullptr || file == nullptr) return PDF_RESULT_INVALID_ARGUMENT;
   if (copy_mode != PDF_COPY_MODE_AS_IS) {
     PDF_Result result = PDF_Object_Reference_Bind(source);
-    if (result == PDF_RESULT_OBJECT_MISSING && file->tolerance_level >= 2) {
+    if (result == PDF_RESULT_OBJECT_MISSING && file->tolerance_level >= PDF_TOLERANCE_REPAIR) {
       PDF_Message_Report(file->message, PDF_RESULT_REPAIRED, PDF_LEVEL_DOCUMENT,
                          "referenced object does not exist, replace by null.\n");
       copy_targets = false;

@@ -104,7 +104,7 @@ uint64_t PDF_Stream_Read(PDF_Stream** out_stream, PDF_Dictionary** out_dictionar
   if (PDF_Read_Data_Read(reader, &byte, position, 1) != 1) return Fail_Head(&stream);
   count += 1;
   position += 1;
-  if (file->tolerance_level >= 2 && byte == ' ') {
+  if (file->tolerance_level >= PDF_TOLERANCE_REPAIR && byte == ' ') {
     if (PDF_Read_Data_Read(reader, &byte, position, 1) != 1) return Fail_Head(&stream);
     count += 1;
     position += 1;
@@ -161,7 +161,7 @@ PDF_Result PDF_Stream_Read_Raw(PDF_Stream* stream, void* buffer) {
   uint64_t count = PDF_Read_Data_Read(stream->reader, buffer, stream->position, stream->length);
   // Kept: from level 3 a short read succeeds, and the caller's buffer holds
   // only part of the data, the rest as the caller left it.
-  if (count == 0 || (count < stream->length && stream->file->tolerance_level < 3)) return PDF_RESULT_UNREADABLE;
+  if (count == 0 || (count < stream->length && stream->file->tolerance_level < PDF_TOLERANCE_SHORT_STREAMS)) return PDF_RESULT_UNREADABLE;
   return PDF_RESULT_OK;
 }
 
@@ -209,7 +209,7 @@ PDF_Result PDF_Stream_Load(PDF_Stream* stream) {
     // Kept: after the -10 data stays allocated and the reader held, so a
     // second load finds data set and returns 0 with the partial buffer;
     // PDF_Stream_Get_Data is the caller that guards against it.
-    if (arrived < stream->length && (stream->file->tolerance_level < 3 || arrived == 0)) {
+    if (arrived < stream->length && (stream->file->tolerance_level < PDF_TOLERANCE_SHORT_STREAMS || arrived == 0)) {
       return PDF_RESULT_UNREADABLE;
     }
   }

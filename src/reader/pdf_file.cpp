@@ -33,7 +33,7 @@ PDF_Result PDF_File_Open(PDF_File** out_file, PDF_Memory* memory, PDF_Read_Data*
   PDF_Result result = PDF_File_New(&file, memory, message);
   if (result != PDF_RESULT_OK) return result;
   file->tolerance_level = tolerance_level;
-  file->tolerant = tolerance_level >= 4 ? 1 : 0;
+  file->tolerant = tolerance_level >= PDF_TOLERANCE_MAXIMUM ? 1 : 0;
 
   if (PDF_Header_Read(&file->header, file, reader, 0) == 0) {
     // No number near the start: go on with a default header. If even that
@@ -69,7 +69,7 @@ PDF_Result PDF_File_Check_Root(PDF_Body* body, PDF_File* file) {
   if (body == nullptr || file == nullptr) return PDF_RESULT_INVALID_ARGUMENT;
   PDF_Trailer* trailer = body->trailer;
   if (PDF_Trailer_Get_Root(trailer) == nullptr) {
-    if (file->tolerance_level < 2) return PDF_RESULT_MISSING_ROOT_OR_SIZE;
+    if (file->tolerance_level < PDF_TOLERANCE_REPAIR) return PDF_RESULT_MISSING_ROOT_OR_SIZE;
     PDF_Object* catalog = PDF_Xref_Table_Find_By_Type(body->table, "Catalog", nullptr);
     if (catalog != nullptr) {
       PDF_Result result = PDF_Trailer_Set_Root(trailer, file, catalog);
@@ -79,25 +79,25 @@ PDF_Result PDF_File_Check_Root(PDF_Body* body, PDF_File* file) {
   PDF_Dictionary* dictionary = PDF_Trailer_Get_Dictionary(trailer);
   PDF_Data_Object* info = PDF_Dictionary_Find_Value(dictionary, "Info");
   if (info == nullptr || PDF_Data_Object_Get_Type(info) == PDF_Data_Type_Reference) return PDF_RESULT_OK;
-  if (PDF_Data_Object_Get_Type(info) == PDF_Data_Type_Dictionary && file->tolerance_level >= 2) {
+  if (PDF_Data_Object_Get_Type(info) == PDF_Data_Type_Dictionary && file->tolerance_level >= PDF_TOLERANCE_REPAIR) {
     // A direct Info dictionary becomes an object of its own.
     PDF_Result result = PDF_Dictionary_Remove_Entry(dictionary, file, "Info", 1);
     if (result != PDF_RESULT_OK) return result;
     PDF_Object* object = nullptr;
     result = PDF_Object_Create(&object, file, info, 0, 0, PDF_Object_Type_Reserved);
     if (result != PDF_RESULT_OK) {
-      PDF_Data_Object_Delete(&info, file, 0);
+      PDF_Data_Object_Delete(&info, file, PDF_DELETE_MODE_RELEASE);
       return result;
     }
     result = PDF_Xref_Table_Add_Entry(body->table, file, object, 0, 0, 0, 'n');
     if (result != PDF_RESULT_OK) {
-      PDF_Object_Delete(&object, file, 0);
+      PDF_Object_Delete(&object, file, PDF_DELETE_MODE_RELEASE);
       return result;
     }
     return PDF_Dictionary_Set_Reference(dictionary, file, "Info", object);
   }
-  if (file->tolerance_level <= 0) return PDF_RESULT_BAD_INFO;
-  return PDF_Dictionary_Remove_Entry(dictionary, file, "Info", 0);
+  if (file->tolerance_level <= PDF_TOLERANCE_STRICT) return PDF_RESULT_BAD_INFO;
+  return PDF_Dictionary_Remove_Entry(dictionary, file, "Info", PDF_DELETE_MODE_RELEASE);
 }
 
 // Keeps the first failure of a release sequence.

@@ -17,6 +17,16 @@ struct PDF_Metadata_Cache;
 struct PDF_Object_Stream_Cache;
 struct PDF_Read_Data;
 
+// Tolerance levels: each names the lowest level at which a kind of damage is
+// forgiven; a file's level forgives its own kind and every kind below it.
+enum : int8_t {
+  PDF_TOLERANCE_STRICT = 0,         // nothing forgiven
+  PDF_TOLERANCE_SKIP_DAMAGE = 1,    // a damaged entry, keyword or classification is skipped or accepted
+  PDF_TOLERANCE_REPAIR = 2,         // repairs: Root searched, Info made indirect, missing targets read as null
+  PDF_TOLERANCE_SHORT_STREAMS = 3,  // stream data shorter than its Length is kept; what the front end passes
+  PDF_TOLERANCE_MAXIMUM = 4,        // the highest level accepted; sets tolerant
+};
+
 struct PDF_File {
   uint32_t next_object_id;     // counter behind object ids, from 1
   PDF_Body* xref_table;        // the cross-reference chain; owned
@@ -33,7 +43,7 @@ struct PDF_File {
   int32_t metadata_failure;    // last tolerant metadata failure, 0 if none
   PDF_Header* header;          // owned
   PDF_Body* second_xref_table; // searched after the first; owned
-  uint8_t tolerant;            // tolerance_level >= 4
+  uint8_t tolerant;            // tolerance_level >= PDF_TOLERANCE_MAXIMUM
   uint8_t writable;            // starts at 1
   void* write_security;        // further record of the writing side; owned when set
   void* extra_block_1;         // further blocks of the writing side; owned when set

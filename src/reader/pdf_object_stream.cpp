@@ -120,7 +120,7 @@ int Cached_Pair(PDF_Object_Stream_Pairs* record, uint64_t index, int32_t* number
 PDF_Result Load_From_Container(PDF_Xref_Entry* entry, PDF_File* file) {
   PDF_Object* container = PDF_Body_Find_Object(file->xref_table, entry->container, 0);
   if (container == nullptr) return PDF_RESULT_OBJECT_MISSING;
-  if (file->tolerance_level == 0 && PDF_Object_Get_Type(container) != PDF_Object_Type_Object_Stream) {
+  if (file->tolerance_level == PDF_TOLERANCE_STRICT && PDF_Object_Get_Type(container) != PDF_Object_Type_Object_Stream) {
     return PDF_RESULT_NOT_OBJECT_STREAM;
   }
   PDF_Stream* stream =
@@ -154,7 +154,7 @@ PDF_Result Load_From_Container(PDF_Xref_Entry* entry, PDF_File* file) {
   for (uint64_t i = 0; cached < 0 && i <= entry->offset; ++i) {
     if (!Read_Pair(data, length, &at, &number, &offset)) return PDF_RESULT_OBJECT_UNREADABLE;
   }
-  if (file->tolerance_level == 0 && number != PDF_Object_Get_Number(entry->object)) {
+  if (file->tolerance_level == PDF_TOLERANCE_STRICT && number != PDF_Object_Get_Number(entry->object)) {
     return PDF_RESULT_OBJECT_UNREADABLE;
   }
   // A negative offset passes as long as First makes up for it.

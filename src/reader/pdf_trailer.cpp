@@ -26,7 +26,7 @@ uint64_t PDF_Trailer_Read(PDF_Trailer** out_trailer, PDF_File* file, PDF_Read_Da
   if (!Is_Trailer_Keyword(count, keyword, length)) {
     PDF_Message_Report(file->message, PDF_RESULT_REPAIRED, PDF_LEVEL_DOCUMENT,
                        "Unable to find trailer keyword, try to ignore it.\n");
-    if (file->tolerance_level < 1) return 0;
+    if (file->tolerance_level < PDF_TOLERANCE_SKIP_DAMAGE) return 0;
     length = sizeof(keyword);
     count = PDF_Read_Data_Read_Keyword(reader, keyword, &length, at);
     if (Is_Trailer_Keyword(count, keyword, length)) at += count;
@@ -35,7 +35,7 @@ uint64_t PDF_Trailer_Read(PDF_Trailer** out_trailer, PDF_File* file, PDF_Read_Da
   uint64_t used = PDF_Dictionary_Read(&dictionary, file, reader, at);
   if (used == 0 || used == PDF_READ_INVALID_ARGUMENT || dictionary == nullptr) return 0;
   if (PDF_Trailer_Create(out_trailer, file, dictionary) != PDF_RESULT_OK) {
-    PDF_Dictionary_Delete(&dictionary, file, 0);
+    PDF_Dictionary_Delete(&dictionary, file, PDF_DELETE_MODE_RELEASE);
     return 0;
   }
   return at + used - position;
@@ -64,13 +64,13 @@ int32_t PDF_Trailer_Get_XRefStm(PDF_Trailer* trailer) {
 PDF_Result PDF_Trailer_Clear_Prev(PDF_Trailer* trailer, PDF_File* file) {
   if (trailer == nullptr || trailer->dictionary == nullptr) return PDF_RESULT_INVALID_ARGUMENT;
   if (!PDF_Dictionary_Has_Key(trailer->dictionary, "Prev")) return PDF_RESULT_OK;
-  return PDF_Dictionary_Remove_Entry(trailer->dictionary, file, "Prev", 0);
+  return PDF_Dictionary_Remove_Entry(trailer->dictionary, file, "Prev", PDF_DELETE_MODE_RELEASE);
 }
 
 PDF_Result PDF_Trailer_Clear_XRefStm(PDF_Trailer* trailer, PDF_File* file) {
   if (trailer == nullptr || trailer->dictionary == nullptr) return PDF_RESULT_INVALID_ARGUMENT;
   if (!PDF_Dictionary_Has_Key(trailer->dictionary, "XRefStm")) return PDF_RESULT_OK;
-  return PDF_Dictionary_Remove_Entry(trailer->dictionary, file, "XRefStm", 0);
+  return PDF_Dictionary_Remove_Entry(trailer->dictionary, file, "XRefStm", PDF_DELETE_MODE_RELEASE);
 }
 
 PDF_Result PDF_Trailer_Set_Root(PDF_Trailer* trailer, PDF_File* file, PDF_Object* root) {

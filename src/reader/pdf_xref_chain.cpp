@@ -36,7 +36,7 @@ PDF_Result Merge_Stream(PDF_Xref_Table* table, PDF_Trailer** trailer, PDF_File* 
       }
     }
   }
-  if (object != nullptr) PDF_Object_Delete(&object, file, 0);
+  if (object != nullptr) PDF_Object_Delete(&object, file, PDF_DELETE_MODE_RELEASE);
   return result;
 }
 

@@ -34,7 +34,7 @@ PDF_Object* Read_Object_Header(PDF_File* file, PDF_Read_Data* reader, uint64_t o
   PDF_Object* object = nullptr;
   uint64_t count = PDF_Object_Read(&object, file, reader, offset);
   if (count == 0 || count == PDF_READ_INVALID_ARGUMENT) {
-    if (object != nullptr) PDF_Object_Delete(&object, file, 0);
+    if (object != nullptr) PDF_Object_Delete(&object, file, PDF_DELETE_MODE_RELEASE);
     return nullptr;
   }
   return object;
@@ -80,7 +80,7 @@ uint64_t PDF_Xref_Entry_Read(PDF_Xref_Entry** out_entry, PDF_File* file, PDF_Rea
   }
   *out_entry = New_Entry(file, static_cast<uint8_t>(type), offset, static_cast<uint16_t>(generation), object);
   if (*out_entry == nullptr) {
-    if (object != nullptr) PDF_Object_Delete(&object, file, 0);
+    if (object != nullptr) PDF_Object_Delete(&object, file, PDF_DELETE_MODE_RELEASE);
     return 0;
   }
   return count;
@@ -174,10 +174,10 @@ uint64_t PDF_Xref_Entry_Merge(PDF_Xref_Table* table, PDF_File* file, PDF_Read_Da
     PDF_Object* object = Read_Object_Header(file, reader, offset);
     if (object == nullptr) {
       // An unreadable in-use entry of an older table is dropped silently.
-      return file->tolerance_level >= 1 ? count : 0;
+      return file->tolerance_level >= PDF_TOLERANCE_SKIP_DAMAGE ? count : 0;
     }
     result = PDF_Xref_Table_Add_Entry(table, file, object, number, offset, static_cast<uint16_t>(generation), 'n');
-    if (result != PDF_RESULT_OK) PDF_Object_Delete(&object, file, 0);
+    if (result != PDF_RESULT_OK) PDF_Object_Delete(&object, file, PDF_DELETE_MODE_RELEASE);
   } else {
     result = PDF_Xref_Table_Add_Entry(table, file, nullptr, number, offset, static_cast<uint16_t>(generation),
                                       static_cast<uint8_t>(type));

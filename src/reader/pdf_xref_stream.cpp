@@ -130,7 +130,7 @@ PDF_Result PDF_Xref_Table_Read_Stream(PDF_Xref_Table* table, PDF_Stream* stream,
 
   PDF_Name* type = PDF_Stream_Get_Type(stream);
   bool is_xref = type != nullptr && !PDF_Name_Compare(type, "XRef");
-  if (!is_xref && file->tolerance_level == 0) return PDF_RESULT_MALFORMED_XREF;
+  if (!is_xref && file->tolerance_level == PDF_TOLERANCE_STRICT) return PDF_RESULT_MALFORMED_XREF;
 
   PDF_Number* size_number = static_cast<PDF_Number*>(
       PDF_Data_Object_Get_Direct_Value(PDF_Stream_Find_Value(stream, "Size"), PDF_Data_Type_Number));
