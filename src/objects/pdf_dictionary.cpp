@@ -120,7 +120,7 @@ static PDF_Dictionary_Entry* Find_Entry(PDF_Dictionary* dictionary, const char* 
   if (dictionary == nullptr) return nullptr;
   uint32_t index = 0;
   for (PDF_Dictionary_Entry* entry = dictionary->first; entry != nullptr; entry = entry->next, ++index) {
-    if (!PDF_Name_Compare(entry->key, key)) {
+    if (PDF_Name_Is(entry->key, key)) {
       dictionary->cursor = entry;
       dictionary->cursor_index = index;
       return entry;
@@ -460,17 +460,17 @@ PDF_Result PDF_Dictionary_Copy(PDF_Dictionary** out_dictionary, PDF_File* file, 
   *out_dictionary = nullptr;
   if (source == nullptr) return PDF_RESULT_INVALID_ARGUMENT;
   PDF_Name* type = PDF_Dictionary_Get_Type(source);
-  bool page = type != nullptr && !PDF_Name_Compare(type, "Page");
+  bool page = type != nullptr && PDF_Name_Is(type, "Page");
   if (page && copy_mode == PDF_COPY_MODE_PAGE_NEIGHBOURHOOD) return PDF_RESULT_INVALID_ARGUMENT;
   PDF_Dictionary* dictionary = nullptr;
   PDF_Result result = PDF_Dictionary_Create(&dictionary, file);
   if (result != PDF_RESULT_OK) return result;
   for (PDF_Dictionary_Entry* entry = source->first; entry != nullptr; entry = entry->next) {
-    if (page && !PDF_Name_Compare(entry->key, "B")) continue;
-    if (copy_mode == PDF_COPY_MODE_PAGE_NEIGHBOURHOOD && !PDF_Name_Compare(entry->key, "SE")) continue;
+    if (page && PDF_Name_Is(entry->key, "B")) continue;
+    if (copy_mode == PDF_COPY_MODE_PAGE_NEIGHBOURHOOD && PDF_Name_Is(entry->key, "SE")) continue;
     int32_t value_mode = copy_mode;
     if (copy_mode == PDF_COPY_MODE_PAGE_NEIGHBOURHOOD &&
-        (!PDF_Name_Compare(entry->key, "Dest") || !PDF_Name_Compare(entry->key, "A"))) {
+        (PDF_Name_Is(entry->key, "Dest") || PDF_Name_Is(entry->key, "A"))) {
       value_mode = PDF_COPY_MODE_KEEP_PAGES;
     }
     PDF_Name* key = nullptr;

@@ -97,7 +97,7 @@ PDF_Data_Object* Find_Resolved(PDF_Stream* stream, const char* key) {
 PDF_Filter_Type PDF_Filter_Type_From_Name(const PDF_Name* name) {
   if (name == nullptr) return PDF_Filter_Type_None;
   for (const Filter_Name& entry : kFilter_Names) {
-    if (!PDF_Name_Compare(name, entry.text)) return entry.type;
+    if (PDF_Name_Is(name, entry.text)) return entry.type;
   }
   return PDF_Filter_Type_Unknown;
 }

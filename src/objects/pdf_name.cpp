@@ -64,6 +64,8 @@ bool PDF_Name_Compare(const PDF_Name* name, const char* text) {
   return PDF_String_Equals(name, reinterpret_cast<const uint8_t*>(text), PDF_STRING_KIND_NAME, strlen(text));
 }
 
+bool PDF_Name_Is(const PDF_Name* name, const char* text) { return !PDF_Name_Compare(name, text); }
+
 const char* PDF_Name_Get_Text(const PDF_Name* name) {
   return reinterpret_cast<const char*>(PDF_String_Get_Text(name));
 }

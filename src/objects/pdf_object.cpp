@@ -146,8 +146,6 @@ PDF_Result PDF_Object_Set_Type(PDF_Object* object, int32_t type) {
   return PDF_RESULT_OK;
 }
 
-static bool Is(const PDF_Name* name, const char* text) { return !PDF_Name_Compare(name, text); }
-
 int32_t PDF_Object_Classify(const PDF_Data_Object* value) {
   if (value == nullptr || value->type < PDF_Data_Type_Null || value->type > PDF_Data_Type_Stream) {
     return PDF_Object_Type_Unknown;
@@ -156,24 +154,24 @@ int32_t PDF_Object_Classify(const PDF_Data_Object* value) {
   if (value->type == PDF_Data_Type_Dictionary) {
     PDF_Name* type = PDF_Dictionary_Get_Type(static_cast<PDF_Dictionary*>(value->value));
     if (type == nullptr) return PDF_Data_Type_Dictionary;
-    if (Is(type, "Catalog")) return PDF_Object_Type_Catalog;
-    if (Is(type, "Pages")) return PDF_Object_Type_Pages;
-    if (Is(type, "Page")) return PDF_Object_Type_Page;
-    if (Is(type, "Font")) return PDF_Object_Type_Font;
-    if (Is(type, "FontDescriptor")) return PDF_Object_Type_Font_Descriptor;
-    if (Is(type, "OCG")) return PDF_Object_Type_OCG;
-    if (Is(type, "OCMD")) return PDF_Object_Type_OCMD;
-    if (Is(type, "Filespec")) return PDF_Object_Type_Filespec;
+    if (PDF_Name_Is(type, "Catalog")) return PDF_Object_Type_Catalog;
+    if (PDF_Name_Is(type, "Pages")) return PDF_Object_Type_Pages;
+    if (PDF_Name_Is(type, "Page")) return PDF_Object_Type_Page;
+    if (PDF_Name_Is(type, "Font")) return PDF_Object_Type_Font;
+    if (PDF_Name_Is(type, "FontDescriptor")) return PDF_Object_Type_Font_Descriptor;
+    if (PDF_Name_Is(type, "OCG")) return PDF_Object_Type_OCG;
+    if (PDF_Name_Is(type, "OCMD")) return PDF_Object_Type_OCMD;
+    if (PDF_Name_Is(type, "Filespec")) return PDF_Object_Type_Filespec;
     return PDF_Data_Type_Dictionary;
   }
   const PDF_Stream* stream = static_cast<const PDF_Stream*>(value->value);
   PDF_Name* subtype = PDF_Stream_Get_Subtype(stream);
-  if (Is(subtype, "Image")) return PDF_Object_Type_Image;
-  if (Is(subtype, "Form")) return PDF_Object_Type_Form;
+  if (PDF_Name_Is(subtype, "Image")) return PDF_Object_Type_Image;
+  if (PDF_Name_Is(subtype, "Form")) return PDF_Object_Type_Form;
   PDF_Name* type = PDF_Stream_Get_Type(stream);
-  if (Is(type, "Metadata")) return PDF_Object_Type_Metadata;
-  if (Is(type, "ObjStm")) return PDF_Object_Type_Object_Stream;
-  if (Is(type, "XRef")) return PDF_Object_Type_Xref_Stream;
+  if (PDF_Name_Is(type, "Metadata")) return PDF_Object_Type_Metadata;
+  if (PDF_Name_Is(type, "ObjStm")) return PDF_Object_Type_Object_Stream;
+  if (PDF_Name_Is(type, "XRef")) return PDF_Object_Type_Xref_Stream;
   return PDF_Data_Type_Stream;
 }
 

@@ -280,8 +280,6 @@ static uint32_t Count_High_Bytes(const PDF_Stream* stream) {
   return count;
 }
 
-static bool Is_Name(const PDF_Name* name, const char* text) { return name != nullptr && !PDF_Name_Compare(name, text); }
-
 PDF_Result PDF_Stream_Decrypt(PDF_Stream* stream, PDF_File* file, PDF_Object* container) {
   if (stream == nullptr || file == nullptr) return PDF_RESULT_INVALID_ARGUMENT;
   if (stream->decrypted) return PDF_RESULT_OK;
@@ -295,7 +293,7 @@ PDF_Result PDF_Stream_Decrypt(PDF_Stream* stream, PDF_File* file, PDF_Object* co
   result = PDF_Stream_Load(stream);
   if (result != PDF_RESULT_OK) return result;
   bool decrypt = true;
-  bool metadata = Is_Name(PDF_Stream_Get_Type(stream), "Metadata") && Is_Name(PDF_Stream_Get_Subtype(stream), "XML");
+  bool metadata = PDF_Name_Is(PDF_Stream_Get_Type(stream), "Metadata") && PDF_Name_Is(PDF_Stream_Get_Subtype(stream), "XML");
   // A metadata stream may have been left in the clear; no entry of the
   // encryption dictionary is read to find out.
   // Kept: once one was found plain, the flag ends the trial for all later

@@ -129,7 +129,7 @@ PDF_Result PDF_Xref_Table_Read_Stream(PDF_Xref_Table* table, PDF_Stream* stream,
   if (table == nullptr || stream == nullptr || file == nullptr) return PDF_RESULT_INVALID_ARGUMENT;
 
   PDF_Name* type = PDF_Stream_Get_Type(stream);
-  bool is_xref = type != nullptr && !PDF_Name_Compare(type, "XRef");
+  bool is_xref = type != nullptr && PDF_Name_Is(type, "XRef");
   if (!is_xref && file->tolerance_level == PDF_TOLERANCE_STRICT) return PDF_RESULT_MALFORMED_XREF;
 
   PDF_Number* size_number = static_cast<PDF_Number*>(
