@@ -46,17 +46,6 @@ PDF_Xref_Entry* New_Entry(PDF_File* file, uint8_t type, uint64_t offset, uint16_
   return entry;
 }
 
-void Append_Entry(PDF_Xref_Section* section, PDF_Xref_Entry* entry) {
-  entry->previous = section->tail;
-  entry->next = nullptr;
-  if (section->tail != nullptr) {
-    section->tail->next = entry;
-  } else {
-    section->head = entry;
-  }
-  section->tail = entry;
-}
-
 }  // namespace
 
 uint64_t PDF_Xref_Table_Match_Keyword(PDF_Xref_Table*, PDF_Read_Data* reader, uint64_t position) {
@@ -137,7 +126,7 @@ uint64_t PDF_Xref_Section_Read(PDF_Xref_Section** out_section, PDF_File* file, P
       }
       used = 20;
     }
-    Append_Entry(section, entry);
+    PDF_Xref_Section_Append_Entry(section, entry);
     linked += 1;
     at += used;
   }

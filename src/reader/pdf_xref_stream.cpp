@@ -13,55 +13,44 @@
 
 namespace {
 
-// A chain of new entries of consecutive numbers, not yet in the table.
+// A chain of new entries of consecutive numbers, not yet in the table. The
+// entries are linked into a section record on the stack; the section itself
+// is allocated only when the run is closed.
 struct Run {
   uint32_t first;
   uint32_t count;
-  PDF_Xref_Entry* head;
-  PDF_Xref_Entry* tail;
+  PDF_Xref_Section entries;  // head and tail alone are used
 };
 
 void Run_Append(Run* run, uint32_t number, PDF_Xref_Entry* entry) {
-  if (run->head == nullptr) {
-    run->first = number;
-    run->head = entry;
-  } else {
-    run->tail->next = entry;
-    entry->previous = run->tail;
-  }
-  run->tail = entry;
+  if (run->entries.head == nullptr) run->first = number;
+  PDF_Xref_Section_Append_Entry(&run->entries, entry);
   run->count += 1;
 }
 
 // Deletes the entries of the run and the objects they hold.
 void Run_Discard(Run* run, PDF_File* file) {
-  PDF_Xref_Entry* entry = run->head;
+  PDF_Xref_Entry* entry = run->entries.head;
   while (entry != nullptr) {
     PDF_Xref_Entry* next = entry->next;
     if (entry->object != nullptr) PDF_Object_Delete(&entry->object, file, PDF_DELETE_MODE_RELEASE);
     PDF_Memory_Free(file->memory, &entry);
     entry = next;
   }
-  *run = Run{0, 0, nullptr, nullptr};
+  *run = Run{};
 }
 
 // Wraps the run in a section and links it into the table. On failure the run
 // keeps its entries for the caller to discard.
 PDF_Result Run_Close(Run* run, PDF_Xref_Table* table, PDF_File* file) {
-  if (run->head == nullptr) return PDF_RESULT_OK;
-  PDF_Xref_Section* section = PDF_Memory_Alloc_Zeroed<PDF_Xref_Section>(file->memory);
-  if (section == nullptr) return PDF_RESULT_OUT_OF_MEMORY;
-  PDF_Result result = PDF_Number_Create(&section->first_number, file, 0, static_cast<double>(run->first));
-  if (result == PDF_RESULT_OK) result = PDF_Number_Create(&section->count, file, 0, static_cast<double>(run->count));
-  if (result != PDF_RESULT_OK) {
-    if (section->first_number != nullptr) PDF_Number_Delete(&section->first_number, file);
-    PDF_Memory_Free(file->memory, &section);
-    return result;
-  }
-  section->head = run->head;
-  section->tail = run->tail;
+  if (run->entries.head == nullptr) return PDF_RESULT_OK;
+  PDF_Xref_Section* section = nullptr;
+  PDF_Result result = PDF_Xref_Section_Create(&section, file, run->first, run->count);
+  if (result != PDF_RESULT_OK) return result;
+  section->head = run->entries.head;
+  section->tail = run->entries.tail;
   PDF_Xref_Table_Insert_Section(table, section);
-  *run = Run{0, 0, nullptr, nullptr};
+  *run = Run{};
   return PDF_RESULT_OK;
 }
 
@@ -99,17 +88,13 @@ PDF_Result Make_Entry(PDF_Xref_Entry** out_entry, PDF_File* file, PDF_Read_Data*
     type = 'f';
     generation = static_cast<uint16_t>(third);
   }
-  PDF_Xref_Entry* entry = PDF_Memory_Alloc_Zeroed<PDF_Xref_Entry>(file->memory);
-  if (entry == nullptr) {
+  PDF_Xref_Entry* entry = nullptr;
+  PDF_Result result = PDF_Xref_Entry_Create(&entry, file, object, offset, generation, type);
+  if (result != PDF_RESULT_OK) {
     if (object != nullptr) PDF_Object_Delete(&object, file, PDF_DELETE_MODE_RELEASE);
-    return PDF_RESULT_OUT_OF_MEMORY;
+    return result;
   }
-  entry->offset = offset;
-  entry->generation = generation;
   entry->container = container;
-  entry->type = type;
-  entry->file = file;
-  entry->object = object;
   *out_entry = entry;
   return PDF_RESULT_OK;
 }
@@ -165,7 +150,7 @@ PDF_Result PDF_Xref_Table_Read_Stream(PDF_Xref_Table* table, PDF_Stream* stream,
   int64_t current = 0;
   uint32_t pair = 0;
   bool first_pass = true;
-  Run run = {0, 0, nullptr, nullptr};
+  Run run = {};
   for (;;) {
     // Both ends are meant as they stand: an entry that would begin a new
     // pass as the very last of the data is not read, and once the numbers

@@ -191,6 +191,17 @@ PDF_Result PDF_Xref_Entry_Create(PDF_Xref_Entry** out_entry, PDF_File* file, PDF
   return PDF_RESULT_OK;
 }
 
+void PDF_Xref_Section_Append_Entry(PDF_Xref_Section* section, PDF_Xref_Entry* entry) {
+  entry->previous = section->tail;
+  entry->next = nullptr;
+  if (section->tail != nullptr) {
+    section->tail->next = entry;
+  } else {
+    section->head = entry;
+  }
+  section->tail = entry;
+}
+
 PDF_Result PDF_Xref_Section_Delete(PDF_Xref_Section** holder, PDF_File* file) {
   PDF_Xref_Section* section = *holder;
   PDF_Result first = PDF_RESULT_OK;
@@ -212,12 +223,13 @@ PDF_Result PDF_Xref_Section_Delete(PDF_Xref_Section** holder, PDF_File* file) {
   return first;
 }
 
-static PDF_Result Section_Create(PDF_Xref_Section** out_section, PDF_File* file, uint32_t first_number) {
+PDF_Result PDF_Xref_Section_Create(PDF_Xref_Section** out_section, PDF_File* file, uint32_t first_number,
+                                   uint32_t count) {
   *out_section = nullptr;
   PDF_Xref_Section* section = PDF_Memory_Alloc_Zeroed<PDF_Xref_Section>(file->memory);
   if (section == nullptr) return PDF_RESULT_OUT_OF_MEMORY;
-  PDF_Result result = PDF_Number_Create(&section->first_number, file, 0, first_number);
-  if (result == PDF_RESULT_OK) result = PDF_Number_Create(&section->count, file, 0, 0.0);
+  PDF_Result result = PDF_Number_Create(&section->first_number, file, 0, static_cast<double>(first_number));
+  if (result == PDF_RESULT_OK) result = PDF_Number_Create(&section->count, file, 0, static_cast<double>(count));
   if (result != PDF_RESULT_OK) {
     PDF_Xref_Section_Delete(&section, file);
     return result;
@@ -325,7 +337,7 @@ static PDF_Result Add_Numbered(PDF_Xref_Table* table, PDF_File* file, PDF_Object
     }
   }
   PDF_Xref_Section* section = nullptr;
-  result = Section_Create(&section, file, number);
+  result = PDF_Xref_Section_Create(&section, file, number, 0);
   if (result != PDF_RESULT_OK) {
     PDF_Memory_Free(file->memory, &entry);
     return result;

@@ -107,6 +107,12 @@ PDF_Result PDF_Xref_Table_Add_Entry(PDF_Xref_Table* table, PDF_File* file, PDF_O
 // A table entry; the entry owns the object, if one is given.
 PDF_Result PDF_Xref_Entry_Create(PDF_Xref_Entry** out_entry, PDF_File* file, PDF_Object* object, uint64_t offset,
                                  uint16_t generation, uint8_t type);
+// A section of count entries from first_number on, with no entries linked yet.
+PDF_Result PDF_Xref_Section_Create(PDF_Xref_Section** out_section, PDF_File* file, uint32_t first_number,
+                                   uint32_t count);
+// Links the entry behind the section's last one; first number and count are
+// left to the caller.
+void PDF_Xref_Section_Append_Entry(PDF_Xref_Section* section, PDF_Xref_Entry* entry);
 // Deletes a section with its entries and the objects they hold.
 PDF_Result PDF_Xref_Section_Delete(PDF_Xref_Section** holder, PDF_File* file);
 // Links a section in ascending order of first number, behind equal ones.
