@@ -2,6 +2,8 @@
 
 #include "objects/pdf_array.h"
 #include "objects/pdf_data_object.h"
+#include "objects/pdf_dictionary.h"
+#include "objects/pdf_object.h"
 #include "objects/pdf_object_reference.h"
 #include "objects/pdf_string.h"
 #include "reader/pdf_file.h"

@@ -3,11 +3,11 @@
 #ifndef INVOICE_EXTRACT_PDF_CATALOG_H
 #define INVOICE_EXTRACT_PDF_CATALOG_H
 
-#include "objects/pdf_dictionary.h"
-#include "objects/pdf_object.h"
 #include "runtime/pdf_result.h"
 
+struct PDF_Dictionary;
 struct PDF_File;
+struct PDF_Object;
 
 // The catalog's dictionary; null unless the object was classified as a catalog.
 PDF_Dictionary* PDF_Catalog_Get_Dictionary(PDF_Object* catalog);

@@ -5,13 +5,16 @@
 
 #include "document/pdf_catalog.h"
 #include "objects/pdf_data_object.h"
+#include "objects/pdf_dictionary.h"
 #include "objects/pdf_filter.h"
+#include "objects/pdf_object.h"
 #include "objects/pdf_object_reference.h"
 #include "objects/pdf_stream.h"
 #include "objects/pdf_stream_decode.h"
 #include "reader/pdf_file.h"
 #include "reader/pdf_trailer.h"
 #include "reader/pdf_xref_table.h"
+#include "runtime/pdf_memory.h"
 #include "text/pdf_text.h"
 
 namespace {

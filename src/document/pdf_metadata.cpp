@@ -4,9 +4,11 @@
 
 #include "document/pdf_catalog.h"
 #include "objects/pdf_data_object.h"
+#include "objects/pdf_object.h"
 #include "objects/pdf_stream.h"
 #include "objects/pdf_stream_decode.h"
 #include "reader/pdf_file.h"
+#include "runtime/pdf_memory.h"
 #include "xmp/pdf_xmp.h"
 
 // The no-key state: encrypted, and no key installed.

@@ -3,11 +3,11 @@
 #ifndef INVOICE_EXTRACT_PDF_NEW_DOCUMENT_H
 #define INVOICE_EXTRACT_PDF_NEW_DOCUMENT_H
 
-#include "runtime/pdf_memory.h"
-#include "runtime/pdf_message.h"
 #include "runtime/pdf_result.h"
 
 struct PDF_File;
+struct PDF_Memory;
+struct PDF_Message;
 struct PDF_Object;
 
 // A page tree node with Type Pages, empty Kids and Count 0, and Parent when

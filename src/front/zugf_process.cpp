@@ -3,6 +3,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "document/pdf_document.h"
 #include "document/pdf_embedded_file.h"
 #include "front/zugf_callbacks.h"
 #include "front/zugf_identify.h"

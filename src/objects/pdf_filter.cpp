@@ -2,9 +2,12 @@
 
 #include "objects/pdf_array.h"
 #include "objects/pdf_boolean.h"
+#include "objects/pdf_data_object.h"
+#include "objects/pdf_dictionary.h"
 #include "objects/pdf_number.h"
 #include "objects/pdf_object.h"
 #include "objects/pdf_object_reference.h"
+#include "objects/pdf_stream.h"
 
 namespace {
 

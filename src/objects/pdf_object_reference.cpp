@@ -1,8 +1,12 @@
 #include "objects/pdf_object_reference.h"
 
+#include "objects/pdf_data_object.h"
+#include "objects/pdf_object.h"
 #include "reader/pdf_file.h"
 #include "reader/pdf_read_data.h"
 #include "reader/pdf_xref_table.h"
+#include "runtime/pdf_memory.h"
+#include "runtime/pdf_message.h"
 
 PDF_Result PDF_Object_Reference_Create(PDF_Object_Reference** out_reference, PDF_File* file, PDF_Object* object,
                                        uint32_t number, uint32_t generation) {

@@ -7,10 +7,10 @@
 #include <cstdint>
 
 #include "objects/pdf_data_object.h"
-#include "objects/pdf_object.h"
 #include "runtime/pdf_result.h"
 
 struct PDF_File;
+struct PDF_Object;
 struct PDF_Read_Data;
 
 struct PDF_Object_Reference {

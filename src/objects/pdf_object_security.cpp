@@ -2,6 +2,7 @@
 
 #include "objects/pdf_object.h"
 #include "reader/pdf_file.h"
+#include "security/pdf_security.h"
 
 PDF_Result PDF_Security_Crypt(const uint8_t* key, uint8_t key_length, PDF_Object* object, uint8_t* data,
                               uint64_t length) {

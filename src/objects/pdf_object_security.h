@@ -7,10 +7,10 @@
 #include <cstdint>
 
 #include "runtime/pdf_result.h"
-#include "security/pdf_security.h"
 
 struct PDF_File;
 struct PDF_Object;
+struct PDF_Write_Key;
 
 // PDF_Security_Crypt_Data with the object's own number and generation (never
 // the table's). -500 for a null object, and for whatever the cipher refuses.

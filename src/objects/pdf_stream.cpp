@@ -2,6 +2,8 @@
 
 #include <cstring>
 
+#include "objects/pdf_data_object.h"
+#include "objects/pdf_dictionary.h"
 #include "objects/pdf_filter.h"
 #include "objects/pdf_number.h"
 #include "objects/pdf_object.h"
@@ -10,6 +12,8 @@
 #include "objects/pdf_stream_decode.h"
 #include "reader/pdf_file.h"
 #include "reader/pdf_read_data.h"
+#include "runtime/pdf_memory.h"
+#include "runtime/pdf_message.h"
 #include "text/pdf_text.h"
 
 static void Report_Allocation_Failure(PDF_File* file) {

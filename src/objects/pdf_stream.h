@@ -6,10 +6,10 @@
 #include <cstdint>
 
 #include "objects/pdf_data_object.h"
-#include "objects/pdf_dictionary.h"
 #include "objects/pdf_name.h"
 #include "runtime/pdf_result.h"
 
+struct PDF_Dictionary;
 struct PDF_File;
 struct PDF_Object;
 struct PDF_Read_Data;

@@ -1,5 +1,7 @@
 #include "reader/pdf_file.h"
 
+#include "objects/pdf_data_object.h"
+#include "objects/pdf_dictionary.h"
 #include "objects/pdf_object.h"
 #include "objects/pdf_object_reference.h"
 #include "reader/pdf_header.h"
@@ -9,6 +11,8 @@
 #include "reader/pdf_xref_section.h"
 #include "reader/pdf_xref_table.h"
 #include "reader/pdf_permissions.h"
+#include "runtime/pdf_memory.h"
+#include "runtime/pdf_message.h"
 
 PDF_Result PDF_File_New(PDF_File** out_file, PDF_Memory* memory, PDF_Message* message) {
   if (out_file == nullptr) return PDF_RESULT_INVALID_ARGUMENT;

@@ -2,12 +2,14 @@
 
 #include <cstdlib>
 
+#include "objects/pdf_data_object.h"
 #include "objects/pdf_number.h"
 #include "objects/pdf_object.h"
 #include "objects/pdf_stream.h"
 #include "objects/pdf_stream_decode.h"
 #include "reader/pdf_file.h"
 #include "reader/pdf_read_data.h"
+#include "reader/pdf_xref_table.h"
 
 namespace {
 

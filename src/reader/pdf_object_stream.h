@@ -5,8 +5,11 @@
 
 #include <cstdint>
 
-#include "reader/pdf_xref_table.h"
 #include "runtime/pdf_result.h"
+
+struct PDF_File;
+struct PDF_Object;
+struct PDF_Xref_Entry;
 
 // Turns a compressed entry into an ordinary in-use one: the container is
 // found and decoded, the entry's pair located, and the body parsed from the

@@ -1,6 +1,7 @@
 #include "reader/pdf_permissions.h"
 
 #include "objects/pdf_data_object.h"
+#include "objects/pdf_dictionary.h"
 #include "objects/pdf_name.h"
 #include "objects/pdf_number.h"
 

@@ -1,6 +1,9 @@
 #include "reader/pdf_xref_chain.h"
 
+#include "objects/pdf_data_object.h"
+#include "objects/pdf_number.h"
 #include "objects/pdf_object.h"
+#include "objects/pdf_stream.h"
 #include "reader/pdf_file.h"
 #include "reader/pdf_header.h"
 #include "reader/pdf_read_data.h"
@@ -8,6 +11,7 @@
 #include "reader/pdf_trailer.h"
 #include "reader/pdf_xref_section.h"
 #include "reader/pdf_xref_stream.h"
+#include "reader/pdf_xref_table.h"
 
 namespace {
 

@@ -2,11 +2,16 @@
 
 #include <cstring>
 
+#include "objects/pdf_data_object.h"
+#include "objects/pdf_dictionary.h"
 #include "objects/pdf_name.h"
 #include "objects/pdf_number.h"
 #include "objects/pdf_object.h"
 #include "reader/pdf_file.h"
 #include "reader/pdf_read_data.h"
+#include "reader/pdf_xref_table.h"
+#include "runtime/pdf_memory.h"
+#include "runtime/pdf_message.h"
 
 namespace {
 

@@ -6,10 +6,14 @@
 
 #include <cstdint>
 
-#include "reader/pdf_xref_table.h"
+#include "runtime/pdf_result.h"
 
 struct PDF_File;
+struct PDF_Object;
 struct PDF_Read_Data;
+struct PDF_Xref_Entry;
+struct PDF_Xref_Section;
+struct PDF_Xref_Table;
 
 // Bytes of the "xref" keyword at position, 0 if it is not there.
 uint64_t PDF_Xref_Table_Match_Keyword(PDF_Xref_Table* table, PDF_Read_Data* reader, uint64_t position);

@@ -3,13 +3,17 @@
 #include <cstdint>
 
 #include "objects/pdf_array.h"
+#include "objects/pdf_data_object.h"
 #include "objects/pdf_name.h"
 #include "objects/pdf_number.h"
 #include "objects/pdf_object.h"
+#include "objects/pdf_stream.h"
 #include "objects/pdf_stream_decode.h"
 #include "reader/pdf_file.h"
 #include "reader/pdf_read_data.h"
 #include "reader/pdf_xref_section.h"
+#include "reader/pdf_xref_table.h"
+#include "runtime/pdf_memory.h"
 
 namespace {
 

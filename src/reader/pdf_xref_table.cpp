@@ -3,9 +3,13 @@
 #include <algorithm>
 #include <cstdlib>
 
+#include "objects/pdf_data_object.h"
+#include "objects/pdf_number.h"
+#include "objects/pdf_object.h"
 #include "reader/pdf_file.h"
 #include "reader/pdf_object_stream.h"
 #include "reader/pdf_trailer.h"
+#include "runtime/pdf_memory.h"
 
 static uint32_t Section_First(const PDF_Xref_Section* section) {
   return static_cast<uint32_t>(PDF_Number_Get_Long(section->first_number));

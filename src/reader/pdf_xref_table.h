@@ -6,12 +6,11 @@
 
 #include <cstdint>
 
-#include "objects/pdf_dictionary.h"
-#include "objects/pdf_number.h"
-#include "objects/pdf_object.h"
 #include "runtime/pdf_result.h"
 
 struct PDF_File;
+struct PDF_Number;
+struct PDF_Object;
 
 struct PDF_Xref_Entry {
   uint64_t offset;      // for a compressed entry, the index inside the object stream

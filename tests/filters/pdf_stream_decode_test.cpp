@@ -6,11 +6,15 @@
 #include <string>
 
 #include "filters/filter_test_support.h"
+#include "objects/pdf_data_object.h"
+#include "objects/pdf_filter.h"
+#include "objects/pdf_object.h"
 #include "objects/pdf_stream.h"
 #include "objects/pdf_stream_decode.h"
 #include "objects/pdf_array.h"
 #include "objects/pdf_dictionary.h"
 #include "objects/pdf_number.h"
+#include "reader/pdf_xref_table.h"
 #include "support/lzw_encoder.h"
 
 namespace {
