@@ -85,7 +85,7 @@ PDF_Result PDF_File_Check_Root(PDF_Body* body, PDF_File* file) {
   if (info == nullptr || PDF_Data_Object_Get_Type(info) == PDF_Data_Type_Reference) return PDF_RESULT_OK;
   if (PDF_Data_Object_Get_Type(info) == PDF_Data_Type_Dictionary && file->tolerance_level >= PDF_TOLERANCE_REPAIR) {
     // A direct Info dictionary becomes an object of its own.
-    PDF_Result result = PDF_Dictionary_Remove_Entry(dictionary, file, "Info", 1);
+    PDF_Result result = PDF_Dictionary_Remove_Entry(dictionary, file, "Info", PDF_DELETE_MODE_KEEP);
     if (result != PDF_RESULT_OK) return result;
     PDF_Object* object = nullptr;
     result = PDF_Object_Create(&object, file, info, 0, 0, PDF_Object_Type_Reserved);

@@ -118,7 +118,7 @@ uint64_t PDF_Xref_Section_Read(PDF_Xref_Section** out_section, PDF_File* file, P
         PDF_Message_Report(file->message, PDF_RESULT_REPAIRED, PDF_LEVEL_DOCUMENT,
                            "Unable to read object %d (invalid offset in cross reference table).", number);
       }
-      int needed = number == first_value ? 2 : 1;
+      int needed = number == first_value ? PDF_TOLERANCE_REPAIR : PDF_TOLERANCE_SKIP_DAMAGE;
       if (file->tolerance_level < needed) {
         PDF_Xref_Section_Delete(&section, file);
         return 0;
