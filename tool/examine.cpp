@@ -437,7 +437,7 @@ void Inspect_File(const std::string& path, const Inspect_Request& request, Inspe
     return;
   }
   out->open_result = PDF_Document_Create(&open.document, Alloc_Block, nullptr, Free_Block, nullptr, Read_Block,
-                                         &open.descriptor, nullptr, nullptr, 3);
+                                         &open.descriptor, nullptr, nullptr, PDF_TOLERANCE_SHORT_STREAMS);
   if (out->open_result != PDF_RESULT_OK) return;
 
   // No key is ever installed: an encrypted document shows nothing more.
