@@ -12,8 +12,8 @@
 #include <vector>
 
 #include "document/pdf_catalog.h"
-#include "document/pdf_file.h"
-#include "filters/pdf_stream.h"
+#include "reader/pdf_file.h"
+#include "objects/pdf_stream.h"
 #include "objects/pdf_array.h"
 #include "objects/pdf_data_object.h"
 #include "objects/pdf_dictionary.h"
@@ -29,7 +29,7 @@ inline bool Fuzz_Conformance_Is_Empty(PDF_File* file) {
   PDF_Object* metadata = PDF_Catalog_Get_Metadata(PDF_File_Get_Catalog(file), file);
   PDF_Data_Object* value = PDF_Object_Get_Value(metadata);
   if (value == nullptr) return false;
-  PDF_Stream* stream = static_cast<PDF_Stream*>(PDF_Data_Object_Get_Typed_Value(value, PDF_Object_Type_Stream));
+  PDF_Stream* stream = static_cast<PDF_Stream*>(PDF_Data_Object_Get_Typed_Value(value, PDF_Data_Type_Stream));
   if (stream == nullptr) return false;
   PDF_XMP* xmp = nullptr;
   if (PDF_XMP_Create_From_Stream(&xmp, file->memory, stream) != 0 || xmp == nullptr) return false;
@@ -53,7 +53,7 @@ inline bool Fuzz_Name_Tree_Loops(PDF_File* file, size_t max_depth = 10000) {
   PDF_Dictionary* names = PDF_Catalog_Get_Names(PDF_File_Get_Catalog(file));
   if (names == nullptr) return false;
   PDF_Dictionary* root = static_cast<PDF_Dictionary*>(
-      PDF_Data_Object_Get_Typed_Value(PDF_Dictionary_Find_Value(names, "EmbeddedFiles"), PDF_Object_Type_Dictionary));
+      PDF_Data_Object_Get_Typed_Value(PDF_Dictionary_Find_Value(names, "EmbeddedFiles"), PDF_Data_Type_Dictionary));
   if (root == nullptr) return false;
   // Each frame: a node and the index of its next kid.
   std::vector<std::pair<PDF_Dictionary*, uint32_t>> path{{root, 0}};
@@ -62,7 +62,7 @@ inline bool Fuzz_Name_Tree_Loops(PDF_File* file, size_t max_depth = 10000) {
     if (path.size() > max_depth) return true;
     PDF_Dictionary* node = path.back().first;
     PDF_Array* kids = static_cast<PDF_Array*>(
-        PDF_Data_Object_Get_Typed_Value(PDF_Dictionary_Find_Value(node, "Kids"), PDF_Object_Type_Array));
+        PDF_Data_Object_Get_Typed_Value(PDF_Dictionary_Find_Value(node, "Kids"), PDF_Data_Type_Array));
     uint32_t index = path.back().second;
     if (kids == nullptr || index >= PDF_Array_Get_Count(kids)) {
       on_path.erase(node);
@@ -71,7 +71,7 @@ inline bool Fuzz_Name_Tree_Loops(PDF_File* file, size_t max_depth = 10000) {
     }
     path.back().second += 1;
     PDF_Dictionary* kid = static_cast<PDF_Dictionary*>(
-        PDF_Data_Object_Get_Typed_Value(PDF_Array_Get_Value(kids, index), PDF_Object_Type_Dictionary));
+        PDF_Data_Object_Get_Typed_Value(PDF_Array_Get_Value(kids, index), PDF_Data_Type_Dictionary));
     if (kid == nullptr) return false;  // the search ends here
     if (on_path.count(kid) != 0) return true;
     on_path.insert(kid);

@@ -15,9 +15,9 @@
 #include <cstdint>
 #include <vector>
 
-#include "document/pdf_file.h"
-#include "filters/pdf_stream.h"
-#include "filters/pdf_stream_decode.h"
+#include "reader/pdf_file.h"
+#include "objects/pdf_stream.h"
+#include "objects/pdf_stream_decode.h"
 #include "fuzz_common.h"
 #include "objects/pdf_data_object.h"
 #include "reader/pdf_read_data.h"

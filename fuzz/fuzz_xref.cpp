@@ -5,7 +5,7 @@
 // each object's value is loaded.
 #include <cstdint>
 
-#include "document/pdf_file.h"
+#include "reader/pdf_file.h"
 #include "fuzz_common.h"
 #include "objects/pdf_object.h"
 #include "reader/pdf_read_data.h"

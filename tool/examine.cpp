@@ -16,9 +16,9 @@
 #include "document/pdf_catalog.h"
 #include "document/pdf_document.h"
 #include "document/pdf_embedded_file.h"
-#include "filters/pdf_filter.h"
-#include "filters/pdf_stream.h"
-#include "filters/pdf_stream_decode.h"
+#include "objects/pdf_filter.h"
+#include "objects/pdf_stream.h"
+#include "objects/pdf_stream_decode.h"
 #include "front/zugf_identify.h"
 #include "front/zugf_xml.h"
 #include "objects/pdf_array.h"
@@ -27,6 +27,7 @@
 #include "objects/pdf_name.h"
 #include "objects/pdf_object.h"
 #include "objects/pdf_string.h"
+#include "reader/pdf_file.h"
 #include "text/pdf_text.h"
 #include "xmp/pdf_xmp.h"
 
@@ -436,7 +437,7 @@ void Inspect_File(const std::string& path, const Inspect_Request& request, Inspe
     return;
   }
   out->open_result = PDF_Document_Create(&open.document, Alloc_Block, nullptr, Free_Block, nullptr, Read_Block,
-                                         &open.descriptor, nullptr, nullptr, 3);
+                                         &open.descriptor, nullptr, nullptr, PDF_TOLERANCE_SHORT_STREAMS);
   if (out->open_result != PDF_RESULT_OK) return;
 
   // No key is ever installed: an encrypted document shows nothing more.

@@ -2,8 +2,11 @@
 
 #include "objects/pdf_array.h"
 #include "objects/pdf_data_object.h"
+#include "objects/pdf_dictionary.h"
+#include "objects/pdf_object.h"
 #include "objects/pdf_object_reference.h"
 #include "objects/pdf_string.h"
+#include "reader/pdf_file.h"
 #include "reader/pdf_trailer.h"
 #include "reader/pdf_xref_table.h"
 #include "text/pdf_text.h"
@@ -11,13 +14,13 @@
 PDF_Dictionary* PDF_Catalog_Get_Dictionary(PDF_Object* catalog) {
   if (PDF_Object_Get_Type(catalog) != PDF_Object_Type_Catalog) return nullptr;
   return static_cast<PDF_Dictionary*>(
-      PDF_Data_Object_Get_Direct_Value(PDF_Object_Get_Value(catalog), PDF_Object_Type_Dictionary));
+      PDF_Data_Object_Get_Direct_Value(PDF_Object_Get_Value(catalog), PDF_Data_Type_Dictionary));
 }
 
 PDF_Dictionary* PDF_Catalog_Get_Names(PDF_Object* catalog) {
   if (catalog == nullptr) return nullptr;
   PDF_Data_Object* names = PDF_Dictionary_Find_Value(PDF_Catalog_Get_Dictionary(catalog), "Names");
-  return static_cast<PDF_Dictionary*>(PDF_Data_Object_Get_Typed_Value(names, PDF_Object_Type_Dictionary));
+  return static_cast<PDF_Dictionary*>(PDF_Data_Object_Get_Typed_Value(names, PDF_Data_Type_Dictionary));
 }
 
 PDF_Object* PDF_Catalog_Get_Metadata(PDF_Object* catalog, PDF_File* file) {
@@ -29,7 +32,7 @@ PDF_Object* PDF_Catalog_Get_Metadata(PDF_Object* catalog, PDF_File* file) {
   // Kept: unlike Names, Metadata must be a reference; a direct dictionary
   // counts as no metadata at all, and such a file reads as no PDF/A.
   PDF_Object_Reference* reference = static_cast<PDF_Object_Reference*>(
-      PDF_Data_Object_Get_Direct_Value(metadata, PDF_Object_Type_Reference));
+      PDF_Data_Object_Get_Direct_Value(metadata, PDF_Data_Type_Reference));
   return PDF_Object_Reference_Get_Object(reference);
 }
 
@@ -37,14 +40,14 @@ PDF_Object* PDF_File_Get_Catalog(PDF_File* file) {
   if (file == nullptr || file->xref_table == nullptr) return nullptr;
   PDF_Data_Object* root = PDF_Trailer_Get_Root(file->xref_table->trailer);
   PDF_Object_Reference* reference =
-      static_cast<PDF_Object_Reference*>(PDF_Data_Object_Get_Direct_Value(root, PDF_Object_Type_Reference));
+      static_cast<PDF_Object_Reference*>(PDF_Data_Object_Get_Direct_Value(root, PDF_Data_Type_Reference));
   return PDF_Object_Reference_Get_Object(reference);
 }
 
 PDF_Object* PDF_Names_Find_Embedded_File(PDF_Dictionary* names, const char* name) {
   if (names == nullptr) return nullptr;
   PDF_Data_Object* files = PDF_Dictionary_Find_Value(names, "EmbeddedFiles");
-  PDF_Dictionary* root = static_cast<PDF_Dictionary*>(PDF_Data_Object_Get_Typed_Value(files, PDF_Object_Type_Dictionary));
+  PDF_Dictionary* root = static_cast<PDF_Dictionary*>(PDF_Data_Object_Get_Typed_Value(files, PDF_Data_Type_Dictionary));
   if (root == nullptr) return nullptr;
   return PDF_Name_Tree_Find(root, name);
 }
@@ -63,11 +66,11 @@ PDF_Object* PDF_Name_Tree_Find(PDF_Dictionary* node, const char* name) {
     // beside it is never searched.
     // Kept: no guard against cycles and no depth limit: a Kids entry that
     // leads back to its own node recurses until the stack is exhausted.
-    PDF_Array* kids = static_cast<PDF_Array*>(PDF_Data_Object_Get_Typed_Value(kids_value, PDF_Object_Type_Array));
+    PDF_Array* kids = static_cast<PDF_Array*>(PDF_Data_Object_Get_Typed_Value(kids_value, PDF_Data_Type_Array));
     if (kids == nullptr) return nullptr;
     for (uint32_t i = 0; i < PDF_Array_Get_Count(kids); ++i) {
       PDF_Dictionary* kid = static_cast<PDF_Dictionary*>(
-          PDF_Data_Object_Get_Typed_Value(PDF_Array_Get_Value(kids, i), PDF_Object_Type_Dictionary));
+          PDF_Data_Object_Get_Typed_Value(PDF_Array_Get_Value(kids, i), PDF_Data_Type_Dictionary));
       // Kept: a kid that isn't a dictionary ends the whole search with
       // nothing found; the kids after it are not visited.
       if (kid == nullptr) return nullptr;
@@ -77,20 +80,20 @@ PDF_Object* PDF_Name_Tree_Find(PDF_Dictionary* node, const char* name) {
     return nullptr;
   }
   PDF_Array* pairs = static_cast<PDF_Array*>(
-      PDF_Data_Object_Get_Typed_Value(PDF_Dictionary_Find_Value(node, "Names"), PDF_Object_Type_Array));
+      PDF_Data_Object_Get_Typed_Value(PDF_Dictionary_Find_Value(node, "Names"), PDF_Data_Type_Array));
   if (pairs == nullptr) return nullptr;
   for (uint32_t i = 0;; i += 2) {
-    if (PDF_Data_Object_Get_Direct_Value(PDF_Array_Get_Value(pairs, i), PDF_Object_Type_String) == nullptr) {
+    if (PDF_Data_Object_Get_Direct_Value(PDF_Array_Get_Value(pairs, i), PDF_Data_Type_String) == nullptr) {
       return nullptr;
     }
     PDF_Data_Object* value = PDF_Array_Get_Value(pairs, i + 1);
     PDF_Object_Reference* reference = static_cast<PDF_Object_Reference*>(
-        PDF_Data_Object_Get_Direct_Value(value, PDF_Object_Type_Reference));
+        PDF_Data_Object_Get_Direct_Value(value, PDF_Data_Type_Reference));
     if (reference == nullptr) return nullptr;
     PDF_Dictionary* filespec =
-        static_cast<PDF_Dictionary*>(PDF_Data_Object_Get_Typed_Value(value, PDF_Object_Type_Dictionary));
+        static_cast<PDF_Dictionary*>(PDF_Data_Object_Get_Typed_Value(value, PDF_Data_Type_Dictionary));
     PDF_String* file_name = static_cast<PDF_String*>(
-        PDF_Data_Object_Get_Direct_Value(PDF_Dictionary_Find_Value(filespec, "F"), PDF_Object_Type_String));
+        PDF_Data_Object_Get_Direct_Value(PDF_Dictionary_Find_Value(filespec, "F"), PDF_Data_Type_String));
     // Kept: a value without a direct string F ends the search of this leaf,
     // so the pairs behind it are not seen.
     if (file_name == nullptr) return nullptr;
@@ -100,62 +103,4 @@ PDF_Object* PDF_Name_Tree_Find(PDF_Dictionary* node, const char* name) {
       return PDF_Object_Reference_Get_Object(reference);
     }
   }
-}
-
-PDF_Result PDF_Pages_Create(PDF_Object** out_pages, PDF_File* file, PDF_Object* parent) {
-  if (out_pages == nullptr) return PDF_RESULT_INVALID_ARGUMENT;
-  *out_pages = nullptr;
-  PDF_Dictionary* dictionary = nullptr;
-  PDF_Array* kids = nullptr;
-  PDF_Data_Object* kids_value = nullptr;
-  PDF_Data_Object* value = nullptr;
-  PDF_Result result = PDF_Dictionary_Create(&dictionary, file);
-  if (result == PDF_RESULT_OK) result = PDF_Dictionary_Set_Name(dictionary, file, "Type", "Pages");
-  if (result == PDF_RESULT_OK && parent != nullptr) {
-    result = PDF_Dictionary_Set_Reference(dictionary, file, "Parent", parent);
-  }
-  if (result == PDF_RESULT_OK) result = PDF_Array_Create(&kids, file);
-  if (result == PDF_RESULT_OK) {
-    result = PDF_Data_Object_Create(&kids_value, file, PDF_Object_Type_Array, kids);
-    if (result == PDF_RESULT_OK) kids = nullptr;
-  }
-  if (result == PDF_RESULT_OK) {
-    result = PDF_Dictionary_Set_Value(dictionary, file, "Kids", kids_value);
-    if (result == PDF_RESULT_OK) kids_value = nullptr;
-  }
-  if (result == PDF_RESULT_OK) result = PDF_Dictionary_Set_Number(dictionary, file, "Count", 0, 0);
-  if (result == PDF_RESULT_OK) {
-    result = PDF_Data_Object_Create(&value, file, PDF_Object_Type_Dictionary, dictionary);
-    if (result == PDF_RESULT_OK) dictionary = nullptr;
-  }
-  if (result == PDF_RESULT_OK) {
-    result = PDF_Object_Create(out_pages, file, value, 0, 0, PDF_Object_Type_Pages);
-    if (result == PDF_RESULT_OK) value = nullptr;
-  }
-  if (value != nullptr) PDF_Data_Object_Delete(&value, file, 0);
-  if (kids_value != nullptr) PDF_Data_Object_Delete(&kids_value, file, 0);
-  if (kids != nullptr) PDF_Array_Delete(&kids, file, 0);
-  if (dictionary != nullptr) PDF_Dictionary_Delete(&dictionary, file, 0);
-  return result;
-}
-
-PDF_Result PDF_Catalog_Create(PDF_Object** out_catalog, PDF_File* file, PDF_Object* pages) {
-  if (out_catalog == nullptr) return PDF_RESULT_INVALID_ARGUMENT;
-  *out_catalog = nullptr;
-  PDF_Dictionary* dictionary = nullptr;
-  PDF_Data_Object* value = nullptr;
-  PDF_Result result = PDF_Dictionary_Create(&dictionary, file);
-  if (result == PDF_RESULT_OK) result = PDF_Dictionary_Set_Name(dictionary, file, "Type", "Catalog");
-  if (result == PDF_RESULT_OK) result = PDF_Dictionary_Set_Reference(dictionary, file, "Pages", pages);
-  if (result == PDF_RESULT_OK) {
-    result = PDF_Data_Object_Create(&value, file, PDF_Object_Type_Dictionary, dictionary);
-    if (result == PDF_RESULT_OK) dictionary = nullptr;
-  }
-  if (result == PDF_RESULT_OK) {
-    result = PDF_Object_Create(out_catalog, file, value, 0, 0, PDF_Object_Type_Catalog);
-    if (result == PDF_RESULT_OK) value = nullptr;
-  }
-  if (value != nullptr) PDF_Data_Object_Delete(&value, file, 0);
-  if (dictionary != nullptr) PDF_Dictionary_Delete(&dictionary, file, 0);
-  return result;
 }

@@ -1,12 +1,13 @@
 // The catalog: the door to the document's metadata stream and to the name
-// tree of embedded files; and the first objects of a new empty document.
+// tree of embedded files.
 #ifndef INVOICE_EXTRACT_PDF_CATALOG_H
 #define INVOICE_EXTRACT_PDF_CATALOG_H
 
-#include "document/pdf_file.h"
-#include "objects/pdf_dictionary.h"
-#include "objects/pdf_object.h"
 #include "runtime/pdf_result.h"
+
+struct PDF_Dictionary;
+struct PDF_File;
+struct PDF_Object;
 
 // The catalog's dictionary; null unless the object was classified as a catalog.
 PDF_Dictionary* PDF_Catalog_Get_Dictionary(PDF_Object* catalog);
@@ -24,8 +25,5 @@ PDF_Object* PDF_Names_Find_Embedded_File(PDF_Dictionary* names, const char* name
 // Compares the F entries of the file specifications under a node, in array
 // order; the tree's own keys and Limits are not consulted.
 PDF_Object* PDF_Name_Tree_Find(PDF_Dictionary* node, const char* name);
-
-PDF_Result PDF_Pages_Create(PDF_Object** out_pages, PDF_File* file, PDF_Object* parent);
-PDF_Result PDF_Catalog_Create(PDF_Object** out_catalog, PDF_File* file, PDF_Object* pages);
 
 #endif

@@ -4,6 +4,8 @@
 
 #include "document/pdf_embedded_file.h"
 #include "document/pdf_metadata.h"
+#include "document/pdf_new_document.h"
+#include "reader/pdf_file.h"
 #include "xmp/pdf_xmp_lock.h"
 
 PDF_Result PDF_Document_Create(PDF_Document** out_document, PDF_Alloc_Callback alloc, void* alloc_data,
@@ -21,7 +23,7 @@ PDF_Result PDF_Document_Create(PDF_Document** out_document, PDF_Alloc_Callback a
   if (free == nullptr) return PDF_RESULT_NO_FREE_CALLBACK;
   // Kept: compared as a signed byte, so a negative level passes and is
   // stored as it is (then the strictest reading of the file).
-  if (tolerance_level > 4) return PDF_RESULT_BAD_TOLERANCE_LEVEL;
+  if (tolerance_level > PDF_TOLERANCE_MAXIMUM) return PDF_RESULT_BAD_TOLERANCE_LEVEL;
 
   PDF_Memory* memory = nullptr;
   result = PDF_Memory_Create(&memory, alloc, alloc_data, free, free_data);

@@ -6,13 +6,13 @@
 
 #include <cstdint>
 
-#include "document/pdf_file.h"
 #include "reader/pdf_read_data.h"
 #include "runtime/pdf_memory.h"
 #include "runtime/pdf_message.h"
 #include "runtime/pdf_result.h"
 
 struct PDF_Embedded_File_Info;
+struct PDF_File;
 
 // "hfdp" read as a little-endian 32-bit word.
 const uint32_t PDF_DOCUMENT_TAG = 0x70646668u;

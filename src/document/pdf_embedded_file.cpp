@@ -4,12 +4,17 @@
 #include <initializer_list>
 
 #include "document/pdf_catalog.h"
-#include "filters/pdf_filter.h"
-#include "filters/pdf_stream.h"
-#include "filters/pdf_stream_decode.h"
 #include "objects/pdf_data_object.h"
+#include "objects/pdf_dictionary.h"
+#include "objects/pdf_filter.h"
+#include "objects/pdf_object.h"
 #include "objects/pdf_object_reference.h"
+#include "objects/pdf_stream.h"
+#include "objects/pdf_stream_decode.h"
+#include "reader/pdf_file.h"
+#include "reader/pdf_trailer.h"
 #include "reader/pdf_xref_table.h"
+#include "runtime/pdf_memory.h"
 #include "text/pdf_text.h"
 
 namespace {
@@ -73,7 +78,7 @@ PDF_Result Embedded_Stream(PDF_File* file, uint32_t id, PDF_Object** out_object,
   if (file->encrypted != 0 && file->key == nullptr) return PDF_RESULT_NO_KEY;
   *out_object = PDF_File_Get_Embedded_Stream(file, id);
   *out_stream = static_cast<PDF_Stream*>(
-      PDF_Data_Object_Get_Direct_Value(PDF_Object_Get_Value(*out_object), PDF_Object_Type_Stream));
+      PDF_Data_Object_Get_Direct_Value(PDF_Object_Get_Value(*out_object), PDF_Data_Type_Stream));
   if (*out_stream == nullptr) return PDF_RESULT_NO_STREAM_OBJECT;
   return PDF_RESULT_OK;
 }
@@ -152,20 +157,20 @@ PDF_Result PDF_File_Find_Embedded_File(PDF_File* file, const void* name, uint64_
 
 PDF_Object* PDF_Filespec_Get_Stream(PDF_Data_Object* filespec) {
   PDF_Dictionary* dictionary = static_cast<PDF_Dictionary*>(
-      PDF_Data_Object_Get_Direct_Value(filespec, PDF_Object_Type_Dictionary));
+      PDF_Data_Object_Get_Direct_Value(filespec, PDF_Data_Type_Dictionary));
   PDF_Data_Object* ef = PDF_Dictionary_Find_Value(dictionary, "EF");
   if (ef == nullptr) return nullptr;
-  PDF_Dictionary* files = static_cast<PDF_Dictionary*>(PDF_Data_Object_Get_Typed_Value(ef, PDF_Object_Type_Dictionary));
+  PDF_Dictionary* files = static_cast<PDF_Dictionary*>(PDF_Data_Object_Get_Typed_Value(ef, PDF_Data_Type_Dictionary));
   if (files == nullptr) return nullptr;
   // The first key present decides; the later ones are not tried.
   for (const char* key : {"UF", "F", "DOS", "Mac", "Unix"}) {
     PDF_Data_Object* value = PDF_Dictionary_Find_Value(files, key);
     if (value == nullptr) continue;
     PDF_Object_Reference* reference =
-        static_cast<PDF_Object_Reference*>(PDF_Data_Object_Get_Direct_Value(value, PDF_Object_Type_Reference));
+        static_cast<PDF_Object_Reference*>(PDF_Data_Object_Get_Direct_Value(value, PDF_Data_Type_Reference));
     PDF_Object* target = PDF_Object_Reference_Get_Object(reference);
     // A target that holds no stream is refused here rather than handed on.
-    if (PDF_Data_Object_Get_Type(PDF_Object_Get_Value(target)) != PDF_Object_Type_Stream) return nullptr;
+    if (PDF_Data_Object_Get_Type(PDF_Object_Get_Value(target)) != PDF_Data_Type_Stream) return nullptr;
     return target;
   }
   return nullptr;
@@ -179,7 +184,7 @@ PDF_Object* PDF_File_Get_Embedded_Stream(PDF_File* file, uint32_t id) {
   if (PDF_Object_Get_Type(object) == PDF_Object_Type_Filespec) {
     return PDF_Filespec_Get_Stream(PDF_Object_Get_Value(object));
   }
-  if (PDF_Data_Object_Get_Type(PDF_Object_Get_Value(object)) == PDF_Object_Type_Stream) return object;
+  if (PDF_Data_Object_Get_Type(PDF_Object_Get_Value(object)) == PDF_Data_Type_Stream) return object;
   return nullptr;
 }
 

@@ -5,10 +5,11 @@
 
 #include <cstdint>
 
-#include "document/pdf_file.h"
-#include "objects/pdf_data_object.h"
-#include "objects/pdf_object.h"
 #include "runtime/pdf_result.h"
+
+struct PDF_Data_Object;
+struct PDF_File;
+struct PDF_Object;
 
 struct PDF_Embedded_File_Info {
   uint64_t length;           // length of the stream in its present state

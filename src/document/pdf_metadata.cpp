@@ -3,9 +3,12 @@
 #include <cstring>
 
 #include "document/pdf_catalog.h"
-#include "filters/pdf_stream.h"
-#include "filters/pdf_stream_decode.h"
 #include "objects/pdf_data_object.h"
+#include "objects/pdf_object.h"
+#include "objects/pdf_stream.h"
+#include "objects/pdf_stream_decode.h"
+#include "reader/pdf_file.h"
+#include "runtime/pdf_memory.h"
 #include "xmp/pdf_xmp.h"
 
 // The no-key state: encrypted, and no key installed.
@@ -16,7 +19,7 @@ static PDF_Stream* Metadata_Stream(PDF_File* file) {
   PDF_Object* metadata = PDF_Catalog_Get_Metadata(PDF_File_Get_Catalog(file), file);
   PDF_Data_Object* value = PDF_Object_Get_Value(metadata);
   if (value == nullptr) return nullptr;
-  return static_cast<PDF_Stream*>(PDF_Data_Object_Get_Typed_Value(value, PDF_Object_Type_Stream));
+  return static_cast<PDF_Stream*>(PDF_Data_Object_Get_Typed_Value(value, PDF_Data_Type_Stream));
 }
 
 // Keeps a record that parsed from these bytes in place of the one kept
@@ -28,6 +31,7 @@ static bool Keep_Packet(PDF_File* file, PDF_XMP* xmp, const uint8_t* bytes, uint
     cache = PDF_Memory_Alloc_Zeroed<PDF_Metadata_Cache>(file->memory);
     if (cache == nullptr) return false;
     file->metadata_cache = cache;
+    file->release_metadata_cache = PDF_File_Release_Metadata_Cache;
   }
   uint8_t* copy = static_cast<uint8_t*>(PDF_Memory_Alloc(file->memory, length == 0 ? 1 : length));
   if (copy == nullptr) return false;

@@ -11,9 +11,9 @@
 
 #include <cstdint>
 
-#include "document/pdf_file.h"
 #include "runtime/pdf_result.h"
 
+struct PDF_File;
 struct PDF_XMP;
 
 // The parsed metadata packet of a file, with a copy of the bytes it was

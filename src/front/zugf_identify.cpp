@@ -2,7 +2,9 @@
 
 #include <cstring>
 
+#include "document/pdf_document.h"
 #include "document/pdf_embedded_file.h"
+#include "front/zugf_process.h"
 
 const char* const ZUGF_Namespace_Table[2] = {
     "urn:ferd:pdfa:CrossIndustryDocument:invoice:1p0#",

@@ -4,7 +4,7 @@
 
 #include <cstdint>
 
-#include "front/zugf_process.h"
+struct ZUGF_Context;
 
 // The two spellings of the invoice schema's namespace, in order of trial.
 extern const char* const ZUGF_Namespace_Table[2];

@@ -3,10 +3,12 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "document/pdf_document.h"
 #include "document/pdf_embedded_file.h"
 #include "front/zugf_callbacks.h"
 #include "front/zugf_identify.h"
 #include "invoice_extract.h"
+#include "reader/pdf_file.h"
 
 // Library codes to exported codes, once for the open and once for the
 // extraction stage.
@@ -49,7 +51,7 @@ PDF_Result ZUGF_Open_Document(const char* pdf_path, ZUGF_Context* context) {
   context->input.stream = context->input_file;
   PDF_Result result =
       PDF_Document_Create(&context->document, ZUGF_Arena_Alloc_Callback, &context->arena, ZUGF_Arena_Free_Callback,
-                          &context->arena, ZUGF_Read_Input_Callback, &context->input, nullptr, nullptr, 3);
+                          &context->arena, ZUGF_Read_Input_Callback, &context->input, nullptr, nullptr, PDF_TOLERANCE_SHORT_STREAMS);
   if (result != PDF_RESULT_OK) {
     ZUGF_Release_Arena(&context->arena);
     ZUGF_Release_Input(&context->input);

@@ -6,9 +6,10 @@
 #include <cstdint>
 #include <cstdio>
 
-#include "document/pdf_document.h"
 #include "front/zugf_callbacks.h"
 #include "runtime/pdf_result.h"
+
+struct PDF_Document;
 
 // Exported results.
 enum ZUGF_Result : int32_t {

@@ -6,6 +6,8 @@
 #include "objects/pdf_object.h"
 #include "objects/pdf_object_reference.h"
 #include "objects/pdf_string.h"
+#include "reader/pdf_file.h"
+#include "reader/pdf_read_data.h"
 
 static void Report_Allocation_Failure(PDF_File* file) {
   PDF_Message_Report(file->message, PDF_RESULT_OUT_OF_MEMORY, PDF_LEVEL_RESOURCE,
@@ -284,7 +286,7 @@ PDF_Result PDF_Array_Load_All(PDF_Array* array, PDF_File* file) {
   if (array == nullptr || file == nullptr) return PDF_RESULT_INVALID_ARGUMENT;
   for (PDF_Array_Element* element = array->first; element != nullptr; element = element->next) {
     PDF_Result result = PDF_Data_Object_Load_All(element->value, file);
-    if (result == PDF_RESULT_OBJECT_MISSING && file->tolerance_level >= 2) {
+    if (result == PDF_RESULT_OBJECT_MISSING && file->tolerance_level >= PDF_TOLERANCE_REPAIR) {
       // A dangling reference becomes a null in place, keeping every index.
       result = PDF_Data_Object_Delete(&element->value, file, PDF_DELETE_MODE_RELEASE);
       if (result == PDF_RESULT_OK) result = PDF_Data_Object_Create(&element->value, file, PDF_Data_Type_Null, nullptr);

@@ -5,12 +5,12 @@
 
 #include <cstdint>
 
-#include "document/pdf_file.h"
 #include "objects/pdf_data_object.h"
-#include "reader/pdf_read_data.h"
 #include "runtime/pdf_result.h"
 
+struct PDF_File;
 struct PDF_Object;
+struct PDF_Read_Data;
 
 struct PDF_Array_Element {
   PDF_Data_Object* value;  // owned

@@ -2,6 +2,9 @@
 
 #include <cstring>
 
+#include "reader/pdf_file.h"
+#include "reader/pdf_read_data.h"
+
 PDF_Result PDF_Boolean_Create(PDF_Boolean** out_boolean, PDF_File* file, uint8_t value) {
   if (out_boolean == nullptr || file == nullptr) return PDF_RESULT_INVALID_ARGUMENT;
   *out_boolean = nullptr;

@@ -5,9 +5,10 @@
 
 #include <cstdint>
 
-#include "document/pdf_file.h"
-#include "reader/pdf_read_data.h"
 #include "runtime/pdf_result.h"
+
+struct PDF_File;
+struct PDF_Read_Data;
 
 typedef uint8_t PDF_Boolean;
 

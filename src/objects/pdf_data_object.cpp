@@ -1,6 +1,5 @@
 #include "objects/pdf_data_object.h"
 
-#include "filters/pdf_stream.h"
 #include "objects/pdf_array.h"
 #include "objects/pdf_boolean.h"
 #include "objects/pdf_dictionary.h"
@@ -8,12 +7,15 @@
 #include "objects/pdf_number.h"
 #include "objects/pdf_object.h"
 #include "objects/pdf_object_reference.h"
+#include "objects/pdf_stream.h"
 #include "objects/pdf_string.h"
+#include "reader/pdf_file.h"
+#include "reader/pdf_read_data.h"
 
 static bool Is_Valid_Tag(int32_t type) { return type >= PDF_Data_Type_Null && type <= PDF_Data_Type_Stream; }
 
 int32_t PDF_Data_Object_Get_Type(const PDF_Data_Object* object) {
-  return object == nullptr ? PDF_Data_Type_None : object->type;
+  return object == nullptr ? PDF_Object_Type_Unknown : object->type;
 }
 
 void* PDF_Data_Object_Get_Value(const PDF_Data_Object* object) { return object == nullptr ? nullptr : object->value; }

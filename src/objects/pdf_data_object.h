@@ -6,15 +6,18 @@
 
 #include <cstdint>
 
-#include "document/pdf_file.h"
-#include "reader/pdf_read_data.h"
 #include "runtime/pdf_result.h"
 
+struct PDF_File;
 struct PDF_Object;
+struct PDF_Read_Data;
 
-// Tags of a variant. 0 is only ever returned for a null variant.
-enum PDF_Data_Type : int32_t {
-  PDF_Data_Type_None = 0,
+// The tags of PDF_Data_Object, 1 to 9, and the classification of an
+// object's body (PDF_Object::type), which extends them: one enumeration, so
+// that classifying a scalar body is the identity. 0 is no valid tag, and is
+// only ever returned as a variant's tag for a null variant.
+enum PDF_Object_Type : int32_t {
+  PDF_Object_Type_Unknown = 0,
   PDF_Data_Type_Null = 1,
   PDF_Data_Type_Reference = 2,
   PDF_Data_Type_Boolean = 3,
@@ -24,6 +27,21 @@ enum PDF_Data_Type : int32_t {
   PDF_Data_Type_Array = 7,
   PDF_Data_Type_Dictionary = 8,
   PDF_Data_Type_Stream = 9,
+  PDF_Object_Type_Object_Stream = 10,
+  PDF_Object_Type_Xref_Stream = 11,
+  PDF_Object_Type_Catalog = 12,
+  PDF_Object_Type_Reserved = 13,
+  PDF_Object_Type_Metadata = 14,
+  PDF_Object_Type_Encrypt = 15,
+  PDF_Object_Type_Pages = 16,
+  PDF_Object_Type_Page = 17,
+  PDF_Object_Type_Filespec = 20,
+  PDF_Object_Type_Image = 21,
+  PDF_Object_Type_Form = 22,
+  PDF_Object_Type_OCG = 24,
+  PDF_Object_Type_OCMD = 25,
+  PDF_Object_Type_Font = 26,
+  PDF_Object_Type_Font_Descriptor = 27,
 };
 
 // Delete modes: what happens at a reference (and at a dictionary entry

@@ -8,6 +8,8 @@
 #include "objects/pdf_object.h"
 #include "objects/pdf_object_reference.h"
 #include "objects/pdf_string.h"
+#include "reader/pdf_file.h"
+#include "reader/pdf_read_data.h"
 
 PDF_Result PDF_Dictionary_Create(PDF_Dictionary** out_dictionary, PDF_File* file) {
   if (out_dictionary == nullptr || file == nullptr) return PDF_RESULT_INVALID_ARGUMENT;
@@ -118,7 +120,7 @@ static PDF_Dictionary_Entry* Find_Entry(PDF_Dictionary* dictionary, const char* 
   if (dictionary == nullptr) return nullptr;
   uint32_t index = 0;
   for (PDF_Dictionary_Entry* entry = dictionary->first; entry != nullptr; entry = entry->next, ++index) {
-    if (!PDF_Name_Compare(entry->key, key)) {
+    if (PDF_Name_Is(entry->key, key)) {
       dictionary->cursor = entry;
       dictionary->cursor_index = index;
       return entry;
@@ -437,7 +439,7 @@ static uint64_t Read_Dictionary(PDF_Dictionary** out_dictionary, PDF_File* file,
       continue;
     }
     PDF_Name_Delete(&key, file);
-    if (file->tolerance_level < 2) break;
+    if (file->tolerance_level < PDF_TOLERANCE_REPAIR) break;
     // Skip the damaged value up to the next "/" or ">", which stays unread.
     for (;;) {
       uint8_t byte = 0;
@@ -460,17 +462,17 @@ PDF_Result PDF_Dictionary_Copy(PDF_Dictionary** out_dictionary, PDF_File* file, 
   *out_dictionary = nullptr;
   if (source == nullptr) return PDF_RESULT_INVALID_ARGUMENT;
   PDF_Name* type = PDF_Dictionary_Get_Type(source);
-  bool page = type != nullptr && !PDF_Name_Compare(type, "Page");
+  bool page = type != nullptr && PDF_Name_Is(type, "Page");
   if (page && copy_mode == PDF_COPY_MODE_PAGE_NEIGHBOURHOOD) return PDF_RESULT_INVALID_ARGUMENT;
   PDF_Dictionary* dictionary = nullptr;
   PDF_Result result = PDF_Dictionary_Create(&dictionary, file);
   if (result != PDF_RESULT_OK) return result;
   for (PDF_Dictionary_Entry* entry = source->first; entry != nullptr; entry = entry->next) {
-    if (page && !PDF_Name_Compare(entry->key, "B")) continue;
-    if (copy_mode == PDF_COPY_MODE_PAGE_NEIGHBOURHOOD && !PDF_Name_Compare(entry->key, "SE")) continue;
+    if (page && PDF_Name_Is(entry->key, "B")) continue;
+    if (copy_mode == PDF_COPY_MODE_PAGE_NEIGHBOURHOOD && PDF_Name_Is(entry->key, "SE")) continue;
     int32_t value_mode = copy_mode;
     if (copy_mode == PDF_COPY_MODE_PAGE_NEIGHBOURHOOD &&
-        (!PDF_Name_Compare(entry->key, "Dest") || !PDF_Name_Compare(entry->key, "A"))) {
+        (PDF_Name_Is(entry->key, "Dest") || PDF_Name_Is(entry->key, "A"))) {
       value_mode = PDF_COPY_MODE_KEEP_PAGES;
     }
     PDF_Name* key = nullptr;
@@ -522,7 +524,7 @@ PDF_Result PDF_Dictionary_Load_All(PDF_Dictionary* dictionary, PDF_File* file) {
     const char* key = PDF_Name_Get_Text(entry->key);
     PDF_Dictionary_Entry* next = entry->next;
     PDF_Result result = PDF_Data_Object_Load_All(entry->value, file);
-    if (result == PDF_RESULT_OBJECT_MISSING && file->tolerance_level >= 2) {
+    if (result == PDF_RESULT_OBJECT_MISSING && file->tolerance_level >= PDF_TOLERANCE_REPAIR) {
       // A dangling reference: the key goes.
       result = PDF_Dictionary_Remove_Entry(dictionary, file, key, PDF_DELETE_MODE_RELEASE);
     }

@@ -2,6 +2,9 @@
 
 #include <cstring>
 
+#include "reader/pdf_file.h"
+#include "reader/pdf_read_data.h"
+
 // Bytes that end a name in the file and may not stand in a created name.
 static bool Ends_Name(uint8_t byte) {
   switch (byte) {
@@ -60,6 +63,8 @@ bool PDF_Name_Compare(const PDF_Name* name, const char* text) {
   if (text == nullptr) return PDF_String_Get_Written_Length(const_cast<PDF_Name*>(name), nullptr, nullptr) != 0;
   return PDF_String_Equals(name, reinterpret_cast<const uint8_t*>(text), PDF_STRING_KIND_NAME, strlen(text));
 }
+
+bool PDF_Name_Is(const PDF_Name* name, const char* text) { return !PDF_Name_Compare(name, text); }
 
 const char* PDF_Name_Get_Text(const PDF_Name* name) {
   return reinterpret_cast<const char*>(PDF_String_Get_Text(name));

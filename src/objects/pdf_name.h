@@ -4,11 +4,12 @@
 
 #include <cstdint>
 
-#include "document/pdf_file.h"
 #include "objects/pdf_data_object.h"
 #include "objects/pdf_string.h"
-#include "reader/pdf_read_data.h"
 #include "runtime/pdf_result.h"
+
+struct PDF_File;
+struct PDF_Read_Data;
 
 typedef PDF_String PDF_Name;
 
@@ -18,6 +19,9 @@ uint64_t PDF_Name_Read(PDF_Name** out_name, PDF_File* file, PDF_Read_Data* reade
 // Difference flag: false when equal. With null text, true exactly when the
 // name is not empty.
 bool PDF_Name_Compare(const PDF_Name* name, const char* text);
+// The question form of the flag above: true exactly when PDF_Name_Compare
+// answers false, so a null name is no text and a null text is the empty name.
+bool PDF_Name_Is(const PDF_Name* name, const char* text);
 const char* PDF_Name_Get_Text(const PDF_Name* name);
 PDF_Result PDF_Name_Delete(PDF_Name** holder, PDF_File* file);
 PDF_Result PDF_Name_Copy(PDF_Name** out_name, PDF_File* file, const PDF_Name* source, int32_t copy_mode);

@@ -3,6 +3,9 @@
 #include <cmath>
 #include <limits>
 
+#include "reader/pdf_file.h"
+#include "reader/pdf_read_data.h"
+
 PDF_Result PDF_Number_Create(PDF_Number** out_number, PDF_File* file, uint8_t decimals, double value) {
   if (out_number == nullptr || file == nullptr) return PDF_RESULT_INVALID_ARGUMENT;
   *out_number = nullptr;
@@ -43,6 +46,14 @@ uint64_t PDF_Number_Read(PDF_Number** out_number, PDF_File* file, PDF_Read_Data*
 }
 
 double PDF_Number_Get_Real(const PDF_Number* number) { return number == nullptr ? 0.0 : number->value; }
+
+int64_t PDF_Number_To_Bounded_Long(double value) {
+  const double limit = 281474976710656.0;
+  if (!(value == value)) return 0;
+  if (value >= limit) return static_cast<int64_t>(limit);
+  if (value <= -limit) return -static_cast<int64_t>(limit);
+  return static_cast<int64_t>(value);
+}
 
 // Truncation toward zero; values outside the target range (and NaN) give the
 // smallest value of the type, as the processor's truncating conversion does.

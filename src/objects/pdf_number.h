@@ -5,10 +5,11 @@
 
 #include <cstdint>
 
-#include "document/pdf_file.h"
 #include "objects/pdf_data_object.h"
-#include "reader/pdf_read_data.h"
 #include "runtime/pdf_result.h"
+
+struct PDF_File;
+struct PDF_Read_Data;
 
 struct PDF_Number {
   PDF_Data_Object* owner;  // wrapping variant; owns nothing
@@ -23,6 +24,10 @@ uint64_t PDF_Number_Read(PDF_Number** out_number, PDF_File* file, PDF_Read_Data*
 
 double PDF_Number_Get_Real(const PDF_Number* number);
 int32_t PDF_Number_Get_Integer(const PDF_Number* number);  // truncated toward zero
+// A value truncated toward zero and held within 2^48 either way, so that sums
+// and differences of two of them, or of one and a 32-bit offset, cannot
+// overflow; NaN gives 0. For counts and offsets read from a file.
+int64_t PDF_Number_To_Bounded_Long(double value);
 int64_t PDF_Number_Get_Long(const PDF_Number* number);     // truncated toward zero
 uint8_t PDF_Number_Get_Decimals(const PDF_Number* number);
 PDF_Result PDF_Number_Set_Integer(PDF_Number* number, int32_t value);

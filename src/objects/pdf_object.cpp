@@ -1,8 +1,10 @@
 #include "objects/pdf_object.h"
 
-#include "filters/pdf_stream.h"
 #include "objects/pdf_dictionary.h"
 #include "objects/pdf_name.h"
+#include "objects/pdf_stream.h"
+#include "reader/pdf_file.h"
+#include "reader/pdf_read_data.h"
 
 PDF_Result PDF_Object_Create(PDF_Object** out_object, PDF_File* file, PDF_Data_Object* value, uint64_t number,
                              uint64_t generation, int32_t type) {
@@ -122,6 +124,9 @@ PDF_Result PDF_Object_Load_All(PDF_Object* object, PDF_File* file) {
   if (result != PDF_RESULT_OK) return result;
   object->traversed = 1;
   if (object->value == nullptr) return PDF_RESULT_OK;
+  // Kept: the walk recurses through values and references with no depth
+  // limit; the traversed flag stops cycles, not depth, so a long enough chain
+  // of objects that refer on to the next exhausts the stack.
   return PDF_Data_Object_Load_All(object->value, file);
 }
 
@@ -141,8 +146,6 @@ PDF_Result PDF_Object_Set_Type(PDF_Object* object, int32_t type) {
   return PDF_RESULT_OK;
 }
 
-static bool Is(const PDF_Name* name, const char* text) { return !PDF_Name_Compare(name, text); }
-
 int32_t PDF_Object_Classify(const PDF_Data_Object* value) {
   if (value == nullptr || value->type < PDF_Data_Type_Null || value->type > PDF_Data_Type_Stream) {
     return PDF_Object_Type_Unknown;
@@ -150,26 +153,26 @@ int32_t PDF_Object_Classify(const PDF_Data_Object* value) {
   if (value->type <= PDF_Data_Type_Array) return value->type;
   if (value->type == PDF_Data_Type_Dictionary) {
     PDF_Name* type = PDF_Dictionary_Get_Type(static_cast<PDF_Dictionary*>(value->value));
-    if (type == nullptr) return PDF_Object_Type_Dictionary;
-    if (Is(type, "Catalog")) return PDF_Object_Type_Catalog;
-    if (Is(type, "Pages")) return PDF_Object_Type_Pages;
-    if (Is(type, "Page")) return PDF_Object_Type_Page;
-    if (Is(type, "Font")) return PDF_Object_Type_Font;
-    if (Is(type, "FontDescriptor")) return PDF_Object_Type_Font_Descriptor;
-    if (Is(type, "OCG")) return PDF_Object_Type_OCG;
-    if (Is(type, "OCMD")) return PDF_Object_Type_OCMD;
-    if (Is(type, "Filespec")) return PDF_Object_Type_Filespec;
-    return PDF_Object_Type_Dictionary;
+    if (type == nullptr) return PDF_Data_Type_Dictionary;
+    if (PDF_Name_Is(type, "Catalog")) return PDF_Object_Type_Catalog;
+    if (PDF_Name_Is(type, "Pages")) return PDF_Object_Type_Pages;
+    if (PDF_Name_Is(type, "Page")) return PDF_Object_Type_Page;
+    if (PDF_Name_Is(type, "Font")) return PDF_Object_Type_Font;
+    if (PDF_Name_Is(type, "FontDescriptor")) return PDF_Object_Type_Font_Descriptor;
+    if (PDF_Name_Is(type, "OCG")) return PDF_Object_Type_OCG;
+    if (PDF_Name_Is(type, "OCMD")) return PDF_Object_Type_OCMD;
+    if (PDF_Name_Is(type, "Filespec")) return PDF_Object_Type_Filespec;
+    return PDF_Data_Type_Dictionary;
   }
   const PDF_Stream* stream = static_cast<const PDF_Stream*>(value->value);
   PDF_Name* subtype = PDF_Stream_Get_Subtype(stream);
-  if (Is(subtype, "Image")) return PDF_Object_Type_Image;
-  if (Is(subtype, "Form")) return PDF_Object_Type_Form;
+  if (PDF_Name_Is(subtype, "Image")) return PDF_Object_Type_Image;
+  if (PDF_Name_Is(subtype, "Form")) return PDF_Object_Type_Form;
   PDF_Name* type = PDF_Stream_Get_Type(stream);
-  if (Is(type, "Metadata")) return PDF_Object_Type_Metadata;
-  if (Is(type, "ObjStm")) return PDF_Object_Type_Object_Stream;
-  if (Is(type, "XRef")) return PDF_Object_Type_Xref_Stream;
-  return PDF_Object_Type_Stream;
+  if (PDF_Name_Is(type, "Metadata")) return PDF_Object_Type_Metadata;
+  if (PDF_Name_Is(type, "ObjStm")) return PDF_Object_Type_Object_Stream;
+  if (PDF_Name_Is(type, "XRef")) return PDF_Object_Type_Xref_Stream;
+  return PDF_Data_Type_Stream;
 }
 
 int32_t PDF_Object_Get_Number(const PDF_Object* object) {

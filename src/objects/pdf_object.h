@@ -6,40 +6,12 @@
 
 #include <cstdint>
 
-#include "document/pdf_file.h"
 #include "objects/pdf_data_object.h"
 #include "objects/pdf_number.h"
-#include "reader/pdf_read_data.h"
 #include "runtime/pdf_result.h"
 
-// Classification of an object's body; 1 to 9 are the variant tags.
-enum PDF_Object_Type : int32_t {
-  PDF_Object_Type_Unknown = 0,
-  PDF_Object_Type_Null = 1,
-  PDF_Object_Type_Reference = 2,
-  PDF_Object_Type_Boolean = 3,
-  PDF_Object_Type_Number = 4,
-  PDF_Object_Type_String = 5,
-  PDF_Object_Type_Name = 6,
-  PDF_Object_Type_Array = 7,
-  PDF_Object_Type_Dictionary = 8,
-  PDF_Object_Type_Stream = 9,
-  PDF_Object_Type_Object_Stream = 10,
-  PDF_Object_Type_Xref_Stream = 11,
-  PDF_Object_Type_Catalog = 12,
-  PDF_Object_Type_Reserved = 13,
-  PDF_Object_Type_Metadata = 14,
-  PDF_Object_Type_Encrypt = 15,
-  PDF_Object_Type_Pages = 16,
-  PDF_Object_Type_Page = 17,
-  PDF_Object_Type_Filespec = 20,
-  PDF_Object_Type_Image = 21,
-  PDF_Object_Type_Form = 22,
-  PDF_Object_Type_OCG = 24,
-  PDF_Object_Type_OCMD = 25,
-  PDF_Object_Type_Font = 26,
-  PDF_Object_Type_Font_Descriptor = 27,
-};
+struct PDF_File;
+struct PDF_Read_Data;
 
 struct PDF_Object {
   uint8_t traversed;        // set by PDF_Object_Load_All

@@ -1,6 +1,12 @@
 #include "objects/pdf_object_reference.h"
 
+#include "objects/pdf_data_object.h"
+#include "objects/pdf_object.h"
+#include "reader/pdf_file.h"
+#include "reader/pdf_read_data.h"
 #include "reader/pdf_xref_table.h"
+#include "runtime/pdf_memory.h"
+#include "runtime/pdf_message.h"
 
 PDF_Result PDF_Object_Reference_Create(PDF_Object_Reference** out_reference, PDF_File* file, PDF_Object* object,
                                        uint32_t number, uint32_t generation) {
@@ -116,7 +122,7 @@ PDF_Result PDF_Object_Reference_Copy(PDF_Object_Reference** out_reference, PDF_F
   if (source == nullptr || file == nullptr) return PDF_RESULT_INVALID_ARGUMENT;
   if (copy_mode != PDF_COPY_MODE_AS_IS) {
     PDF_Result result = PDF_Object_Reference_Bind(source);
-    if (result == PDF_RESULT_OBJECT_MISSING && file->tolerance_level >= 2) {
+    if (result == PDF_RESULT_OBJECT_MISSING && file->tolerance_level >= PDF_TOLERANCE_REPAIR) {
       PDF_Message_Report(file->message, PDF_RESULT_REPAIRED, PDF_LEVEL_DOCUMENT,
                          "referenced object does not exist, replace by null.\n");
       copy_targets = false;

@@ -4,7 +4,9 @@
 #include <cstring>
 
 #include "objects/pdf_object.h"
-#include "security/pdf_security.h"
+#include "objects/pdf_object_security.h"
+#include "reader/pdf_file.h"
+#include "reader/pdf_read_data.h"
 
 static bool Is_Octal(uint8_t byte) { return byte >= '0' && byte <= '7'; }
 

@@ -7,13 +7,13 @@
 
 #include <cstdint>
 
-#include "document/pdf_file.h"
 #include "objects/pdf_data_object.h"
-#include "reader/pdf_read_data.h"
 #include "runtime/pdf_memory.h"
 #include "runtime/pdf_result.h"
 
+struct PDF_File;
 struct PDF_Object;
+struct PDF_Read_Data;
 
 enum : uint32_t {
   PDF_STRING_KIND_NAME = 0,

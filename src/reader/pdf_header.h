@@ -1,12 +1,13 @@
-// The header level of a file and the search for its last "startxref".
+// The header level of a file.
 #ifndef INVOICE_EXTRACT_PDF_HEADER_H
 #define INVOICE_EXTRACT_PDF_HEADER_H
 
 #include <cstdint>
 
-#include "document/pdf_file.h"
-#include "reader/pdf_read_data.h"
 #include "runtime/pdf_result.h"
+
+struct PDF_File;
+struct PDF_Read_Data;
 
 struct PDF_Header {
   int8_t level;
@@ -16,9 +17,5 @@ struct PDF_Header {
 PDF_Result PDF_Header_Create(PDF_Header** out_header, PDF_File* file, int8_t level);
 uint64_t PDF_Header_Read(PDF_Header** out_header, PDF_File* file, PDF_Read_Data* reader, uint64_t position);
 PDF_Result PDF_Header_Delete(PDF_Header** holder, PDF_File* file);
-
-// Probes for the end of the input and searches backward for the last
-// "startxref"; stores the offset written behind it.
-PDF_Result PDF_Header_Find_Startxref(PDF_File* file, PDF_Read_Data* reader, uint64_t* out_offset);
 
 #endif

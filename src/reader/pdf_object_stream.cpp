@@ -2,24 +2,16 @@
 
 #include <cstdlib>
 
-#include "filters/pdf_stream.h"
-#include "filters/pdf_stream_decode.h"
+#include "objects/pdf_data_object.h"
 #include "objects/pdf_number.h"
 #include "objects/pdf_object.h"
+#include "objects/pdf_stream.h"
+#include "objects/pdf_stream_decode.h"
+#include "reader/pdf_file.h"
 #include "reader/pdf_read_data.h"
+#include "reader/pdf_xref_table.h"
 
 namespace {
-
-// A number truncated toward zero and held within 2^48 either way, so that a
-// sum of it and a 32-bit offset cannot overflow.
-int64_t Bounded_Long(const PDF_Number* number) {
-  const double limit = 281474976710656.0;
-  double value = PDF_Number_Get_Real(number);
-  if (!(value == value)) return 0;
-  if (value >= limit) return static_cast<int64_t>(limit);
-  if (value <= -limit) return -static_cast<int64_t>(limit);
-  return static_cast<int64_t>(value);
-}
 
 // One pair of object number and offset from the head of the object stream.
 bool Read_Pair(const uint8_t* data, uint64_t length, uint64_t* at, int32_t* number, int32_t* offset) {
@@ -130,7 +122,7 @@ int Cached_Pair(PDF_Object_Stream_Pairs* record, uint64_t index, int32_t* number
 PDF_Result Load_From_Container(PDF_Xref_Entry* entry, PDF_File* file) {
   PDF_Object* container = PDF_Body_Find_Object(file->xref_table, entry->container, 0);
   if (container == nullptr) return PDF_RESULT_OBJECT_MISSING;
-  if (file->tolerance_level == 0 && PDF_Object_Get_Type(container) != PDF_Object_Type_Object_Stream) {
+  if (file->tolerance_level == PDF_TOLERANCE_STRICT && PDF_Object_Get_Type(container) != PDF_Object_Type_Object_Stream) {
     return PDF_RESULT_NOT_OBJECT_STREAM;
   }
   PDF_Stream* stream =
@@ -140,12 +132,12 @@ PDF_Result Load_From_Container(PDF_Xref_Entry* entry, PDF_File* file) {
   PDF_Number* n = static_cast<PDF_Number*>(
       PDF_Data_Object_Get_Typed_Value(PDF_Stream_Find_Value(stream, "N"), PDF_Data_Type_Number));
   if (n == nullptr) return PDF_RESULT_OBJECT_UNREADABLE;
-  const int64_t count = Bounded_Long(n);
+  const int64_t count = PDF_Number_To_Bounded_Long(PDF_Number_Get_Real(n));
   if (count <= 0 || entry->offset >= static_cast<uint64_t>(count)) return PDF_RESULT_OBJECT_UNREADABLE;
   PDF_Number* first_number = static_cast<PDF_Number*>(
       PDF_Data_Object_Get_Typed_Value(PDF_Stream_Find_Value(stream, "First"), PDF_Data_Type_Number));
   if (first_number == nullptr) return PDF_RESULT_OBJECT_UNREADABLE;
-  const int64_t first = Bounded_Long(first_number);
+  const int64_t first = PDF_Number_To_Bounded_Long(PDF_Number_Get_Real(first_number));
 
   PDF_Result result = PDF_Stream_Decode(stream, true);
   if (result != PDF_RESULT_OK) return result;
@@ -164,7 +156,7 @@ PDF_Result Load_From_Container(PDF_Xref_Entry* entry, PDF_File* file) {
   for (uint64_t i = 0; cached < 0 && i <= entry->offset; ++i) {
     if (!Read_Pair(data, length, &at, &number, &offset)) return PDF_RESULT_OBJECT_UNREADABLE;
   }
-  if (file->tolerance_level == 0 && number != PDF_Object_Get_Number(entry->object)) {
+  if (file->tolerance_level == PDF_TOLERANCE_STRICT && number != PDF_Object_Get_Number(entry->object)) {
     return PDF_RESULT_OBJECT_UNREADABLE;
   }
   // A negative offset passes as long as First makes up for it.
@@ -245,29 +237,4 @@ void PDF_Object_Stream_Cache_Forget(PDF_File* file, const PDF_Object* container)
   record->read = 0;
   record->at = 0;
   record->failed = 0;
-}
-
-uint64_t PDF_Text_Read_Integer(const uint8_t* bytes, uint64_t length, int32_t* out_value) {
-  if (out_value == nullptr) return 0;
-  *out_value = 0;
-  if (length == 0 || bytes == nullptr) return 0;
-  uint64_t at = 0;
-  while (at < length && PDF_Read_Data_Is_Space(bytes[at])) ++at;
-  if (at == length) return 0;
-  bool negative = false;
-  if (bytes[at] == '-' || bytes[at] == '+') {
-    negative = bytes[at] == '-';
-    ++at;
-    if (at == length) return 0;
-  }
-  if (bytes[at] < '0' || bytes[at] > '9') return 0;
-  // Summed in 32 bits; a longer run of digits simply wraps.
-  uint32_t value = 0;
-  while (at < length && bytes[at] >= '0' && bytes[at] <= '9') {
-    value = value * 10u + static_cast<uint32_t>(bytes[at] - '0');
-    ++at;
-  }
-  if (negative) value = 0u - value;
-  *out_value = static_cast<int32_t>(value);
-  return at;
 }

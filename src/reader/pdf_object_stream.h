@@ -5,8 +5,11 @@
 
 #include <cstdint>
 
-#include "reader/pdf_xref_table.h"
 #include "runtime/pdf_result.h"
+
+struct PDF_File;
+struct PDF_Object;
+struct PDF_Xref_Entry;
 
 // Turns a compressed entry into an ordinary in-use one: the container is
 // found and decoded, the entry's pair located, and the body parsed from the
@@ -44,11 +47,5 @@ struct PDF_Object_Stream_Cache {
 void PDF_Object_Stream_Cache_Delete(PDF_File* file);
 // Drops what the cache holds for an object leaving the table.
 void PDF_Object_Stream_Cache_Forget(PDF_File* file, const PDF_Object* container);
-
-// An optionally signed decimal integer after white space (no comments), read
-// from at most length bytes. The digits are summed in 32 bits without any
-// overflow check. Returns the bytes used, the terminator not counted, or 0
-// when no digit follows.
-uint64_t PDF_Text_Read_Integer(const uint8_t* bytes, uint64_t length, int32_t* out_value);
 
 #endif

@@ -195,3 +195,28 @@ uint64_t PDF_Read_Data_Read_Integer(PDF_Read_Data* reader, uint64_t* out_value, 
   *out_value = value;
   return at - position + 1;
 }
+
+uint64_t PDF_Text_Read_Integer(const uint8_t* bytes, uint64_t length, int32_t* out_value) {
+  if (out_value == nullptr) return 0;
+  *out_value = 0;
+  if (length == 0 || bytes == nullptr) return 0;
+  uint64_t at = 0;
+  while (at < length && PDF_Read_Data_Is_Space(bytes[at])) ++at;
+  if (at == length) return 0;
+  bool negative = false;
+  if (bytes[at] == '-' || bytes[at] == '+') {
+    negative = bytes[at] == '-';
+    ++at;
+    if (at == length) return 0;
+  }
+  if (bytes[at] < '0' || bytes[at] > '9') return 0;
+  // Summed in 32 bits; a longer run of digits simply wraps.
+  uint32_t value = 0;
+  while (at < length && bytes[at] >= '0' && bytes[at] <= '9') {
+    value = value * 10u + static_cast<uint32_t>(bytes[at] - '0');
+    ++at;
+  }
+  if (negative) value = 0u - value;
+  *out_value = static_cast<int32_t>(value);
+  return at;
+}

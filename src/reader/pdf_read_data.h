@@ -53,6 +53,13 @@ uint64_t PDF_Read_Data_Read_Number(PDF_Read_Data* reader, double* out_value, uin
 uint64_t PDF_Read_Data_Read_Integer(PDF_Read_Data* reader, uint64_t* out_value, uint64_t position,
                                     int32_t* out_sign);
 
+// An optionally signed decimal integer after white space (no comments), read
+// from at most length bytes already in memory, such as the decoded data of an
+// object stream. The digits are summed in 32 bits without any overflow check.
+// Returns the bytes used, the terminator not counted, or 0 when no digit
+// follows.
+uint64_t PDF_Text_Read_Integer(const uint8_t* bytes, uint64_t length, int32_t* out_value);
+
 // Byte classes of the file syntax.
 bool PDF_Read_Data_Is_Space(uint8_t byte);      // 0, 9, 10, 12, 13, 32
 bool PDF_Read_Data_Is_Delimiter(uint8_t byte);  // / < > [ ] ( ) { } %

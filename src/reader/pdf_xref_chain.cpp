@@ -1,10 +1,17 @@
 #include "reader/pdf_xref_chain.h"
 
+#include "objects/pdf_data_object.h"
+#include "objects/pdf_number.h"
 #include "objects/pdf_object.h"
+#include "objects/pdf_stream.h"
+#include "reader/pdf_file.h"
 #include "reader/pdf_header.h"
+#include "reader/pdf_read_data.h"
+#include "reader/pdf_startxref.h"
 #include "reader/pdf_trailer.h"
 #include "reader/pdf_xref_section.h"
 #include "reader/pdf_xref_stream.h"
+#include "reader/pdf_xref_table.h"
 
 namespace {
 
@@ -18,7 +25,7 @@ PDF_Result Merge_Stream(PDF_Xref_Table* table, PDF_Trailer** trailer, PDF_File* 
   PDF_Result result = PDF_RESULT_BAD_TRAILER;
   if (used != 0 && used != PDF_READ_INVALID_ARGUMENT && PDF_Object_Load(object) == PDF_RESULT_OK) {
     PDF_Stream* stream =
-        static_cast<PDF_Stream*>(PDF_Data_Object_Get_Direct_Value(PDF_Object_Get_Value(object), 9));
+        static_cast<PDF_Stream*>(PDF_Data_Object_Get_Direct_Value(PDF_Object_Get_Value(object), PDF_Data_Type_Stream));
     if (stream != nullptr) {
       result = PDF_Xref_Table_Read_Stream(table, stream, file, reader);
       if (result == PDF_RESULT_OK && *trailer == nullptr) {
@@ -28,12 +35,12 @@ PDF_Result Merge_Stream(PDF_Xref_Table* table, PDF_Trailer** trailer, PDF_File* 
         PDF_Data_Object* value = PDF_Stream_Find_Value(stream, "Prev");
         if (value != nullptr) {
           *prev = static_cast<uint32_t>(
-              PDF_Number_Get_Integer(static_cast<PDF_Number*>(PDF_Data_Object_Get_Direct_Value(value, 4))));
+              PDF_Number_Get_Integer(static_cast<PDF_Number*>(PDF_Data_Object_Get_Direct_Value(value, PDF_Data_Type_Number))));
         }
       }
     }
   }
-  if (object != nullptr) PDF_Object_Delete(&object, file, 0);
+  if (object != nullptr) PDF_Object_Delete(&object, file, PDF_DELETE_MODE_RELEASE);
   return result;
 }
 

@@ -4,9 +4,11 @@
 
 #include <cstdint>
 
-#include "document/pdf_file.h"
-#include "reader/pdf_read_data.h"
 #include "runtime/pdf_result.h"
+
+struct PDF_Body;
+struct PDF_File;
+struct PDF_Read_Data;
 
 // start 0 asks for the backward search of "startxref"; the flag is not read.
 PDF_Result PDF_File_Read_Xref_Chain(PDF_Body** out_body, PDF_File* file, PDF_Read_Data* reader, uint64_t start,

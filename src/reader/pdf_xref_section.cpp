@@ -2,9 +2,16 @@
 
 #include <cstring>
 
-#include "objects/pdf_number.h"
+#include "objects/pdf_data_object.h"
+#include "objects/pdf_dictionary.h"
 #include "objects/pdf_name.h"
+#include "objects/pdf_number.h"
 #include "objects/pdf_object.h"
+#include "reader/pdf_file.h"
+#include "reader/pdf_read_data.h"
+#include "reader/pdf_xref_table.h"
+#include "runtime/pdf_memory.h"
+#include "runtime/pdf_message.h"
 
 namespace {
 
@@ -32,7 +39,7 @@ PDF_Object* Read_Object_Header(PDF_File* file, PDF_Read_Data* reader, uint64_t o
   PDF_Object* object = nullptr;
   uint64_t count = PDF_Object_Read(&object, file, reader, offset);
   if (count == 0 || count == PDF_READ_INVALID_ARGUMENT) {
-    if (object != nullptr) PDF_Object_Delete(&object, file, 0);
+    if (object != nullptr) PDF_Object_Delete(&object, file, PDF_DELETE_MODE_RELEASE);
     return nullptr;
   }
   return object;
@@ -42,17 +49,6 @@ PDF_Xref_Entry* New_Entry(PDF_File* file, uint8_t type, uint64_t offset, uint16_
   PDF_Xref_Entry* entry = nullptr;
   PDF_Xref_Entry_Create(&entry, file, object, offset, generation, type);
   return entry;
-}
-
-void Append_Entry(PDF_Xref_Section* section, PDF_Xref_Entry* entry) {
-  entry->previous = section->tail;
-  entry->next = nullptr;
-  if (section->tail != nullptr) {
-    section->tail->next = entry;
-  } else {
-    section->head = entry;
-  }
-  section->tail = entry;
 }
 
 }  // namespace
@@ -78,7 +74,7 @@ uint64_t PDF_Xref_Entry_Read(PDF_Xref_Entry** out_entry, PDF_File* file, PDF_Rea
   }
   *out_entry = New_Entry(file, static_cast<uint8_t>(type), offset, static_cast<uint16_t>(generation), object);
   if (*out_entry == nullptr) {
-    if (object != nullptr) PDF_Object_Delete(&object, file, 0);
+    if (object != nullptr) PDF_Object_Delete(&object, file, PDF_DELETE_MODE_RELEASE);
     return 0;
   }
   return count;
@@ -122,7 +118,7 @@ uint64_t PDF_Xref_Section_Read(PDF_Xref_Section** out_section, PDF_File* file, P
         PDF_Message_Report(file->message, PDF_RESULT_REPAIRED, PDF_LEVEL_DOCUMENT,
                            "Unable to read object %d (invalid offset in cross reference table).", number);
       }
-      int needed = number == first_value ? 2 : 1;
+      int needed = number == first_value ? PDF_TOLERANCE_REPAIR : PDF_TOLERANCE_SKIP_DAMAGE;
       if (file->tolerance_level < needed) {
         PDF_Xref_Section_Delete(&section, file);
         return 0;
@@ -135,7 +131,7 @@ uint64_t PDF_Xref_Section_Read(PDF_Xref_Section** out_section, PDF_File* file, P
       }
       used = 20;
     }
-    Append_Entry(section, entry);
+    PDF_Xref_Section_Append_Entry(section, entry);
     linked += 1;
     at += used;
   }
@@ -172,10 +168,10 @@ uint64_t PDF_Xref_Entry_Merge(PDF_Xref_Table* table, PDF_File* file, PDF_Read_Da
     PDF_Object* object = Read_Object_Header(file, reader, offset);
     if (object == nullptr) {
       // An unreadable in-use entry of an older table is dropped silently.
-      return file->tolerance_level >= 1 ? count : 0;
+      return file->tolerance_level >= PDF_TOLERANCE_SKIP_DAMAGE ? count : 0;
     }
     result = PDF_Xref_Table_Add_Entry(table, file, object, number, offset, static_cast<uint16_t>(generation), 'n');
-    if (result != PDF_RESULT_OK) PDF_Object_Delete(&object, file, 0);
+    if (result != PDF_RESULT_OK) PDF_Object_Delete(&object, file, PDF_DELETE_MODE_RELEASE);
   } else {
     result = PDF_Xref_Table_Add_Entry(table, file, nullptr, number, offset, static_cast<uint16_t>(generation),
                                       static_cast<uint8_t>(type));
@@ -216,16 +212,16 @@ PDF_Object* PDF_Xref_Table_Find_By_Type(PDF_Xref_Table* table, const char* type,
       if (entry->object == nullptr || entry->type == 'c') continue;
       if (PDF_Object_Load(entry->object) != PDF_RESULT_OK) continue;
       PDF_Dictionary* dictionary = static_cast<PDF_Dictionary*>(
-          PDF_Data_Object_Get_Direct_Value(PDF_Object_Get_Value(entry->object), PDF_Object_Type_Dictionary));
+          PDF_Data_Object_Get_Direct_Value(PDF_Object_Get_Value(entry->object), PDF_Data_Type_Dictionary));
       if (dictionary == nullptr) continue;
       if (type != nullptr) {
         PDF_Name* name = static_cast<PDF_Name*>(
-            PDF_Data_Object_Get_Direct_Value(PDF_Dictionary_Find_Value(dictionary, "Type"), 6));
+            PDF_Data_Object_Get_Direct_Value(PDF_Dictionary_Find_Value(dictionary, "Type"), PDF_Data_Type_Name));
         if (name == nullptr || PDF_Name_Compare(name, type)) continue;
       }
       if (subtype != nullptr) {
         PDF_Name* name = static_cast<PDF_Name*>(
-            PDF_Data_Object_Get_Direct_Value(PDF_Dictionary_Find_Value(dictionary, "Subtype"), 6));
+            PDF_Data_Object_Get_Direct_Value(PDF_Dictionary_Find_Value(dictionary, "Subtype"), PDF_Data_Type_Name));
         if (name == nullptr || PDF_Name_Compare(name, subtype)) continue;
       }
       return entry->object;

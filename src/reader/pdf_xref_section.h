@@ -6,9 +6,14 @@
 
 #include <cstdint>
 
-#include "document/pdf_file.h"
-#include "reader/pdf_read_data.h"
-#include "reader/pdf_xref_table.h"
+#include "runtime/pdf_result.h"
+
+struct PDF_File;
+struct PDF_Object;
+struct PDF_Read_Data;
+struct PDF_Xref_Entry;
+struct PDF_Xref_Section;
+struct PDF_Xref_Table;
 
 // Bytes of the "xref" keyword at position, 0 if it is not there.
 uint64_t PDF_Xref_Table_Match_Keyword(PDF_Xref_Table* table, PDF_Read_Data* reader, uint64_t position);
@@ -27,8 +32,6 @@ uint64_t PDF_Xref_Section_Merge(PDF_Xref_Table* table, PDF_File* file, PDF_Read_
 uint64_t PDF_Xref_Entry_Read(PDF_Xref_Entry** out_entry, PDF_File* file, PDF_Read_Data* reader, uint64_t position);
 uint64_t PDF_Xref_Entry_Merge(PDF_Xref_Table* table, PDF_File* file, PDF_Read_Data* reader, uint64_t position,
                               uint32_t number);
-
-
 
 // Walks every entry in section order, loading each object, and returns the
 // first whose dictionary has the direct name Type (and Subtype, if given).

@@ -2,74 +2,59 @@
 
 #include <cstdint>
 
-#include "filters/pdf_stream_decode.h"
 #include "objects/pdf_array.h"
+#include "objects/pdf_data_object.h"
 #include "objects/pdf_name.h"
 #include "objects/pdf_number.h"
 #include "objects/pdf_object.h"
+#include "objects/pdf_stream.h"
+#include "objects/pdf_stream_decode.h"
+#include "reader/pdf_file.h"
+#include "reader/pdf_read_data.h"
 #include "reader/pdf_xref_section.h"
+#include "reader/pdf_xref_table.h"
+#include "runtime/pdf_memory.h"
 
 namespace {
 
-// Truncation of a number toward zero, held within 2^48 either way so that
-// sums and differences of two of them cannot overflow (NaN is 0).
-int64_t To_Long(double value) {
-  const double limit = 281474976710656.0;
-  if (!(value == value)) return 0;
-  if (value >= limit) return static_cast<int64_t>(limit);
-  if (value <= -limit) return -static_cast<int64_t>(limit);
-  return static_cast<int64_t>(value);
-}
-
-// A chain of new entries of consecutive numbers, not yet in the table.
+// A chain of new entries of consecutive numbers, not yet in the table. The
+// entries are linked into a section record on the stack; the section itself
+// is allocated only when the run is closed.
 struct Run {
   uint32_t first;
   uint32_t count;
-  PDF_Xref_Entry* head;
-  PDF_Xref_Entry* tail;
+  PDF_Xref_Section entries;  // head and tail alone are used
 };
 
 void Run_Append(Run* run, uint32_t number, PDF_Xref_Entry* entry) {
-  if (run->head == nullptr) {
-    run->first = number;
-    run->head = entry;
-  } else {
-    run->tail->next = entry;
-    entry->previous = run->tail;
-  }
-  run->tail = entry;
+  if (run->entries.head == nullptr) run->first = number;
+  PDF_Xref_Section_Append_Entry(&run->entries, entry);
   run->count += 1;
 }
 
 // Deletes the entries of the run and the objects they hold.
 void Run_Discard(Run* run, PDF_File* file) {
-  PDF_Xref_Entry* entry = run->head;
+  PDF_Xref_Entry* entry = run->entries.head;
   while (entry != nullptr) {
     PDF_Xref_Entry* next = entry->next;
     if (entry->object != nullptr) PDF_Object_Delete(&entry->object, file, PDF_DELETE_MODE_RELEASE);
     PDF_Memory_Free(file->memory, &entry);
     entry = next;
   }
-  *run = Run{0, 0, nullptr, nullptr};
+  *run = Run{};
 }
 
 // Wraps the run in a section and links it into the table. On failure the run
 // keeps its entries for the caller to discard.
 PDF_Result Run_Close(Run* run, PDF_Xref_Table* table, PDF_File* file) {
-  if (run->head == nullptr) return PDF_RESULT_OK;
-  PDF_Xref_Section* section = PDF_Memory_Alloc_Zeroed<PDF_Xref_Section>(file->memory);
-  if (section == nullptr) return PDF_RESULT_OUT_OF_MEMORY;
-  PDF_Result result = PDF_Number_Create(&section->first_number, file, 0, static_cast<double>(run->first));
-  if (result == PDF_RESULT_OK) result = PDF_Number_Create(&section->count, file, 0, static_cast<double>(run->count));
-  if (result != PDF_RESULT_OK) {
-    if (section->first_number != nullptr) PDF_Number_Delete(&section->first_number, file);
-    PDF_Memory_Free(file->memory, &section);
-    return result;
-  }
-  section->head = run->head;
-  section->tail = run->tail;
+  if (run->entries.head == nullptr) return PDF_RESULT_OK;
+  PDF_Xref_Section* section = nullptr;
+  PDF_Result result = PDF_Xref_Section_Create(&section, file, run->first, run->count);
+  if (result != PDF_RESULT_OK) return result;
+  section->head = run->entries.head;
+  section->tail = run->entries.tail;
   PDF_Xref_Table_Insert_Section(table, section);
-  *run = Run{0, 0, nullptr, nullptr};
+  *run = Run{};
   return PDF_RESULT_OK;
 }
 
@@ -107,17 +92,13 @@ PDF_Result Make_Entry(PDF_Xref_Entry** out_entry, PDF_File* file, PDF_Read_Data*
     type = 'f';
     generation = static_cast<uint16_t>(third);
   }
-  PDF_Xref_Entry* entry = PDF_Memory_Alloc_Zeroed<PDF_Xref_Entry>(file->memory);
-  if (entry == nullptr) {
+  PDF_Xref_Entry* entry = nullptr;
+  PDF_Result result = PDF_Xref_Entry_Create(&entry, file, object, offset, generation, type);
+  if (result != PDF_RESULT_OK) {
     if (object != nullptr) PDF_Object_Delete(&object, file, PDF_DELETE_MODE_RELEASE);
-    return PDF_RESULT_OUT_OF_MEMORY;
+    return result;
   }
-  entry->offset = offset;
-  entry->generation = generation;
   entry->container = container;
-  entry->type = type;
-  entry->file = file;
-  entry->object = object;
   *out_entry = entry;
   return PDF_RESULT_OK;
 }
@@ -137,13 +118,13 @@ PDF_Result PDF_Xref_Table_Read_Stream(PDF_Xref_Table* table, PDF_Stream* stream,
   if (table == nullptr || stream == nullptr || file == nullptr) return PDF_RESULT_INVALID_ARGUMENT;
 
   PDF_Name* type = PDF_Stream_Get_Type(stream);
-  bool is_xref = type != nullptr && !PDF_Name_Compare(type, "XRef");
-  if (!is_xref && file->tolerance_level == 0) return PDF_RESULT_MALFORMED_XREF;
+  bool is_xref = type != nullptr && PDF_Name_Is(type, "XRef");
+  if (!is_xref && file->tolerance_level == PDF_TOLERANCE_STRICT) return PDF_RESULT_MALFORMED_XREF;
 
   PDF_Number* size_number = static_cast<PDF_Number*>(
       PDF_Data_Object_Get_Direct_Value(PDF_Stream_Find_Value(stream, "Size"), PDF_Data_Type_Number));
   if (size_number == nullptr) return PDF_RESULT_MALFORMED_XREF;
-  const int64_t size = To_Long(PDF_Number_Get_Real(size_number));
+  const int64_t size = PDF_Number_To_Bounded_Long(PDF_Number_Get_Real(size_number));
 
   PDF_Array* w = static_cast<PDF_Array*>(
       PDF_Data_Object_Get_Direct_Value(PDF_Stream_Find_Value(stream, "W"), PDF_Data_Type_Array));
@@ -173,7 +154,7 @@ PDF_Result PDF_Xref_Table_Read_Stream(PDF_Xref_Table* table, PDF_Stream* stream,
   int64_t current = 0;
   uint32_t pair = 0;
   bool first_pass = true;
-  Run run = {0, 0, nullptr, nullptr};
+  Run run = {};
   for (;;) {
     // Both ends are meant as they stand: an entry that would begin a new
     // pass as the very last of the data is not read, and once the numbers
@@ -185,13 +166,13 @@ PDF_Result PDF_Xref_Table_Read_Stream(PDF_Xref_Table* table, PDF_Stream* stream,
       double first_value = 0, count_value = 0;
       result = Array_Number(index, pair * 2, &first_value);
       if (result == PDF_RESULT_OK) {
-        current = To_Long(first_value);
+        current = PDF_Number_To_Bounded_Long(first_value);
       } else if (result != PDF_RESULT_INDEX_OUT_OF_RANGE) {
         return result;
       }
       result = Array_Number(index, pair * 2 + 1, &count_value);
       if (result == PDF_RESULT_OK) {
-        count = static_cast<uint32_t>(static_cast<uint64_t>(To_Long(count_value)));
+        count = static_cast<uint32_t>(static_cast<uint64_t>(PDF_Number_To_Bounded_Long(count_value)));
       } else if (result != PDF_RESULT_INDEX_OUT_OF_RANGE) {
         return result;
       }
@@ -256,35 +237,4 @@ PDF_Result PDF_Xref_Table_Read_Stream(PDF_Xref_Table* table, PDF_Stream* stream,
       return result;
     }
   }
-}
-
-PDF_Result PDF_Trailer_Create_From_Xref_Stream(PDF_Trailer** out_trailer, PDF_File* file, PDF_Stream* stream) {
-  if (out_trailer == nullptr) return PDF_RESULT_INVALID_ARGUMENT;
-  *out_trailer = nullptr;
-  if (file == nullptr || stream == nullptr) return PDF_RESULT_INVALID_ARGUMENT;
-
-  static const char* const kKeys[] = {"Size", "Prev", "Root", "Encrypt", "Info", "ID"};
-  PDF_Dictionary* dictionary = nullptr;
-  PDF_Result result = PDF_Dictionary_Create(&dictionary, file);
-  if (result != PDF_RESULT_OK) return result;
-  for (const char* key : kKeys) {
-    PDF_Data_Object* value = PDF_Stream_Find_Value(stream, key);
-    if (value == nullptr) {
-      if (key == kKeys[0]) {
-        result = PDF_RESULT_MISSING_ROOT_OR_SIZE;
-        break;
-      }
-      continue;
-    }
-    PDF_Data_Object* copy = nullptr;
-    result = PDF_Data_Object_Copy(&copy, file, value, false, PDF_COPY_MODE_AS_IS);
-    if (result == PDF_RESULT_OK) result = PDF_Dictionary_Set_Value(dictionary, file, key, copy);
-    if (result != PDF_RESULT_OK) {
-      if (copy != nullptr) PDF_Data_Object_Delete(&copy, file, PDF_DELETE_MODE_RELEASE);
-      break;
-    }
-  }
-  if (result == PDF_RESULT_OK) result = PDF_Trailer_Create(out_trailer, file, dictionary);
-  if (result != PDF_RESULT_OK) PDF_Dictionary_Delete(&dictionary, file, PDF_DELETE_MODE_RELEASE);
-  return result;
 }

@@ -1,15 +1,16 @@
-// Cross-reference streams merged into the object table, and the trailer of a
-// file that has no classic one.
+// Cross-reference streams merged into the object table.
 #ifndef INVOICE_EXTRACT_PDF_XREF_STREAM_H
 #define INVOICE_EXTRACT_PDF_XREF_STREAM_H
 
-#include "document/pdf_file.h"
-#include "filters/pdf_stream.h"
-#include "reader/pdf_read_data.h"
-#include "reader/pdf_xref_table.h"
+#include <cstdint>
+#include "runtime/pdf_result.h"
+
+struct PDF_File;
+struct PDF_Read_Data;
+struct PDF_Stream;
+struct PDF_Xref_Table;
 
 PDF_Result PDF_Xref_Table_Read_Stream(PDF_Xref_Table* table, PDF_Stream* stream, PDF_File* file,
                                       PDF_Read_Data* reader);
-PDF_Result PDF_Trailer_Create_From_Xref_Stream(PDF_Trailer** out_trailer, PDF_File* file, PDF_Stream* stream);
 
 #endif

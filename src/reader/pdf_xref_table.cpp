@@ -3,7 +3,13 @@
 #include <algorithm>
 #include <cstdlib>
 
+#include "objects/pdf_data_object.h"
+#include "objects/pdf_number.h"
+#include "objects/pdf_object.h"
+#include "reader/pdf_file.h"
 #include "reader/pdf_object_stream.h"
+#include "reader/pdf_trailer.h"
+#include "runtime/pdf_memory.h"
 
 static uint32_t Section_First(const PDF_Xref_Section* section) {
   return static_cast<uint32_t>(PDF_Number_Get_Long(section->first_number));
@@ -189,6 +195,17 @@ PDF_Result PDF_Xref_Entry_Create(PDF_Xref_Entry** out_entry, PDF_File* file, PDF
   return PDF_RESULT_OK;
 }
 
+void PDF_Xref_Section_Append_Entry(PDF_Xref_Section* section, PDF_Xref_Entry* entry) {
+  entry->previous = section->tail;
+  entry->next = nullptr;
+  if (section->tail != nullptr) {
+    section->tail->next = entry;
+  } else {
+    section->head = entry;
+  }
+  section->tail = entry;
+}
+
 PDF_Result PDF_Xref_Section_Delete(PDF_Xref_Section** holder, PDF_File* file) {
   PDF_Xref_Section* section = *holder;
   PDF_Result first = PDF_RESULT_OK;
@@ -210,12 +227,13 @@ PDF_Result PDF_Xref_Section_Delete(PDF_Xref_Section** holder, PDF_File* file) {
   return first;
 }
 
-static PDF_Result Section_Create(PDF_Xref_Section** out_section, PDF_File* file, uint32_t first_number) {
+PDF_Result PDF_Xref_Section_Create(PDF_Xref_Section** out_section, PDF_File* file, uint32_t first_number,
+                                   uint32_t count) {
   *out_section = nullptr;
   PDF_Xref_Section* section = PDF_Memory_Alloc_Zeroed<PDF_Xref_Section>(file->memory);
   if (section == nullptr) return PDF_RESULT_OUT_OF_MEMORY;
-  PDF_Result result = PDF_Number_Create(&section->first_number, file, 0, first_number);
-  if (result == PDF_RESULT_OK) result = PDF_Number_Create(&section->count, file, 0, 0.0);
+  PDF_Result result = PDF_Number_Create(&section->first_number, file, 0, static_cast<double>(first_number));
+  if (result == PDF_RESULT_OK) result = PDF_Number_Create(&section->count, file, 0, static_cast<double>(count));
   if (result != PDF_RESULT_OK) {
     PDF_Xref_Section_Delete(&section, file);
     return result;
@@ -323,7 +341,7 @@ static PDF_Result Add_Numbered(PDF_Xref_Table* table, PDF_File* file, PDF_Object
     }
   }
   PDF_Xref_Section* section = nullptr;
-  result = Section_Create(&section, file, number);
+  result = PDF_Xref_Section_Create(&section, file, number, 0);
   if (result != PDF_RESULT_OK) {
     PDF_Memory_Free(file->memory, &entry);
     return result;
@@ -423,26 +441,6 @@ PDF_Result PDF_Xref_Table_Remove_Object(PDF_Xref_Table* table, PDF_File* file, P
     }
   }
   return PDF_RESULT_OBJECT_MISSING;
-}
-
-PDF_Result PDF_Trailer_Create(PDF_Trailer** out_trailer, PDF_File* file, PDF_Dictionary* dictionary) {
-  if (out_trailer == nullptr || file == nullptr) return PDF_RESULT_INVALID_ARGUMENT;
-  *out_trailer = nullptr;
-  PDF_Trailer* trailer = PDF_Memory_Alloc_Zeroed<PDF_Trailer>(file->memory);
-  if (trailer == nullptr) return PDF_RESULT_OUT_OF_MEMORY;
-  trailer->dictionary = dictionary;
-  *out_trailer = trailer;
-  return PDF_RESULT_OK;
-}
-
-PDF_Result PDF_Trailer_Delete(PDF_Trailer** holder, PDF_File* file) {
-  if (holder == nullptr || *holder == nullptr || file == nullptr) return PDF_RESULT_INVALID_ARGUMENT;
-  PDF_Trailer* trailer = *holder;
-  if (trailer->dictionary != nullptr) {
-    PDF_Result result = PDF_Dictionary_Delete(&trailer->dictionary, file, PDF_DELETE_MODE_KEEP);
-    if (result != PDF_RESULT_OK) return result;
-  }
-  return PDF_Memory_Free(file->memory, holder);
 }
 
 PDF_Result PDF_Body_Create(PDF_Body** out_body, PDF_File* file, PDF_Xref_Table* table, PDF_Trailer* trailer,

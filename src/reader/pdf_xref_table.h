@@ -1,16 +1,16 @@
 // The object table: cross-reference sections of consecutive object numbers,
 // each entry holding the indirect object it describes, and the body that ties
-// the table to the trailer. The table owns every PDF_Object in it.
+// the table to the trailer (reader/pdf_trailer.h). The table owns every PDF_Object in it.
 #ifndef INVOICE_EXTRACT_PDF_XREF_TABLE_H
 #define INVOICE_EXTRACT_PDF_XREF_TABLE_H
 
 #include <cstdint>
 
-#include "document/pdf_file.h"
-#include "objects/pdf_dictionary.h"
-#include "objects/pdf_number.h"
-#include "objects/pdf_object.h"
 #include "runtime/pdf_result.h"
+
+struct PDF_File;
+struct PDF_Number;
+struct PDF_Object;
 
 struct PDF_Xref_Entry {
   uint64_t offset;      // for a compressed entry, the index inside the object stream
@@ -23,6 +23,7 @@ struct PDF_Xref_Entry {
   PDF_Xref_Entry* next;
 };
 
+struct PDF_Trailer;
 struct PDF_Xref_Section_Index;
 struct PDF_Xref_Table_Index;
 
@@ -82,11 +83,6 @@ struct PDF_Xref_Table_Index {
   PDF_Xref_Range* ranges;  // ascending, disjoint; numbers in none lie in no section
 };
 
-struct PDF_Trailer {
-  PDF_Dictionary* dictionary;  // owned
-  void* reserved;              // null
-};
-
 struct PDF_Body {
   void* link;  // null
   PDF_Xref_Table* table;    // owned
@@ -110,6 +106,12 @@ PDF_Result PDF_Xref_Table_Add_Entry(PDF_Xref_Table* table, PDF_File* file, PDF_O
 // A table entry; the entry owns the object, if one is given.
 PDF_Result PDF_Xref_Entry_Create(PDF_Xref_Entry** out_entry, PDF_File* file, PDF_Object* object, uint64_t offset,
                                  uint16_t generation, uint8_t type);
+// A section of count entries from first_number on, with no entries linked yet.
+PDF_Result PDF_Xref_Section_Create(PDF_Xref_Section** out_section, PDF_File* file, uint32_t first_number,
+                                   uint32_t count);
+// Links the entry behind the section's last one; first number and count are
+// left to the caller.
+void PDF_Xref_Section_Append_Entry(PDF_Xref_Section* section, PDF_Xref_Entry* entry);
 // Deletes a section with its entries and the objects they hold.
 PDF_Result PDF_Xref_Section_Delete(PDF_Xref_Section** holder, PDF_File* file);
 // Links a section in ascending order of first number, behind equal ones.
@@ -122,10 +124,6 @@ bool PDF_Xref_Table_Has_Number(const PDF_Xref_Table* table, uint32_t number);
 // deletes it with the delete mode. -91 if no entry holds the object.
 PDF_Result PDF_Xref_Table_Remove_Object(PDF_Xref_Table* table, PDF_File* file, PDF_Object* object,
                                         uint32_t delete_mode);
-
-// Takes ownership of the dictionary on success.
-PDF_Result PDF_Trailer_Create(PDF_Trailer** out_trailer, PDF_File* file, PDF_Dictionary* dictionary);
-PDF_Result PDF_Trailer_Delete(PDF_Trailer** holder, PDF_File* file);
 
 // Takes ownership of table and trailer (either may be null) on success.
 PDF_Result PDF_Body_Create(PDF_Body** out_body, PDF_File* file, PDF_Xref_Table* table, PDF_Trailer* trailer,

@@ -5,14 +5,12 @@
 
 #include <cstring>
 
-#include "objects/pdf_object.h"
-
 // Bytes of the per-object key that RC4 takes at most.
 static const size_t kMaxCipherKey = 16;
 
-PDF_Result PDF_Security_Crypt(const uint8_t* key, uint8_t key_length, PDF_Object* object, uint8_t* data,
-                              uint64_t length) {
-  if (key == nullptr || object == nullptr) return PDF_RESULT_INVALID_ARGUMENT;
+PDF_Result PDF_Security_Crypt_Data(const uint8_t* key, uint8_t key_length, uint32_t number, uint32_t generation,
+                                   uint8_t* data, uint64_t length) {
+  if (key == nullptr) return PDF_RESULT_INVALID_ARGUMENT;
   if (data == nullptr && length != 0) return PDF_RESULT_INVALID_ARGUMENT;
   // Kept: the cipher takes 32-bit lengths; a larger run is refused whole
   // rather than enciphered in parts with one key stream.
@@ -28,9 +26,6 @@ PDF_Result PDF_Security_Crypt(const uint8_t* key, uint8_t key_length, PDF_Object
   }
   if (all_zero) return PDF_RESULT_INVALID_ARGUMENT;
 
-  // The number and generation are the object's own, never the table's.
-  uint32_t number = static_cast<uint32_t>(PDF_Object_Get_Number(object));
-  uint32_t generation = static_cast<uint32_t>(PDF_Object_Get_Generation(object));
   uint8_t material[PDF_KEY_CAPACITY + 5];
   memcpy(material, key, key_length);
   material[key_length] = static_cast<uint8_t>(number);
@@ -51,18 +46,4 @@ PDF_Result PDF_Security_Crypt(const uint8_t* key, uint8_t key_length, PDF_Object
   arcfour_set_key(&cipher, cipher_key_length, digest);
   arcfour_crypt(&cipher, static_cast<size_t>(length), data, data);
   return PDF_RESULT_OK;
-}
-
-PDF_Result PDF_Security_Decrypt_Bytes(PDF_File* file, PDF_Object* object, uint8_t* data, uint64_t length) {
-  // Kept: the no-key state fails here, at the first string or stream of an
-  // object loaded anyway, and not earlier; the operations that read content
-  // test that state themselves and give -240 before any lookup.
-  if (file == nullptr || file->key == nullptr) return PDF_RESULT_INVALID_ARGUMENT;
-  return PDF_Security_Crypt(file->key->bytes, file->key->length, object, data, length);
-}
-
-PDF_Result PDF_Security_Encrypt_Bytes(const PDF_Write_Key* write_key, PDF_Object* object, uint8_t* data,
-                                      uint64_t length) {
-  if (write_key == nullptr) return PDF_RESULT_INVALID_ARGUMENT;
-  return PDF_Security_Crypt(write_key->bytes, write_key->length, object, data, length);
 }

@@ -4,8 +4,8 @@
 #include <memory>
 #include <type_traits>
 
-#include "filters/pdf_stream.h"
-#include "filters/pdf_stream_decode.h"
+#include "objects/pdf_stream.h"
+#include "objects/pdf_stream_decode.h"
 #include "xmp/pdf_xmp_lock.h"
 
 const char PDF_XMP_NS_PDFA_ID[] = "http://www.aiim.org/pdfa/ns/id/";

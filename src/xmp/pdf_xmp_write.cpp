@@ -9,8 +9,10 @@
 #include <memory>
 #include <type_traits>
 
+#include "runtime/pdf_memory.h"
 #include "text/pdf_date.h"
 #include "text/pdf_text.h"
+#include "xmp/pdf_xmp.h"
 
 const char PDF_XMP_NS_PDF[] = "http://ns.adobe.com/pdf/1.3/";
 const char PDF_XMP_NS_XMP[] = "http://ns.adobe.com/xap/1.0/";

@@ -13,7 +13,9 @@
 #include <string>
 
 #include "runtime/pdf_result.h"
-#include "xmp/pdf_xmp.h"
+
+struct PDF_Pdf_Date;
+struct PDF_XMP;
 
 // Namespaces of the standard schemas, by their usual prefixes.
 extern const char PDF_XMP_NS_PDF[];     // pdf

@@ -9,11 +9,15 @@
 #include "document/pdf_catalog.h"
 #include "document/pdf_embedded_file.h"
 #include "objects/pdf_array.h"
+#include "objects/pdf_data_object.h"
+#include "objects/pdf_dictionary.h"
+#include "objects/pdf_object.h"
 #include "reader/pdf_xref_table.h"
 #include "reader/pdf_header.h"
 #include "support/opened_document.h"
 #include "support/pdf_builder.h"
 #include "support/test_memory.h"
+#include "reader/pdf_file.h"
 
 namespace {
 

@@ -11,6 +11,7 @@
 #include "support/invoice_builder.h"
 #include "support/opened_document.h"
 #include "support/test_memory.h"
+#include "reader/pdf_file.h"
 
 namespace {
 

@@ -9,12 +9,13 @@
 #include <vector>
 
 #include "document/pdf_document.h"
-#include "filters/pdf_stream.h"
+#include "objects/pdf_stream.h"
 #include "objects/pdf_data_object.h"
 #include "support/invoice_builder.h"
 #include "support/opened_document.h"
 #include "support/pdf_builder.h"
 #include "support/pdf_xref_stream_builder.h"
+#include "reader/pdf_file.h"
 
 namespace {
 
@@ -166,7 +167,7 @@ TEST(MetadataPacket, BytesThatChangeAreParsedAgain) {
     o->conformance = "U";
   }));
   PDF_Stream* stream =
-      static_cast<PDF_Stream*>(PDF_Data_Object_Get_Typed_Value(opened.value(3), PDF_Object_Type_Stream));
+      static_cast<PDF_Stream*>(PDF_Data_Object_Get_Typed_Value(opened.value(3), PDF_Data_Type_Stream));
   ASSERT_NE(stream, nullptr);
   ASSERT_NE(stream->data, nullptr);
   ASSERT_EQ(stream->length, other.size());

@@ -14,7 +14,7 @@
 #include <vector>
 
 #include "objects/pdf_object.h"
-#include "filters/pdf_stream.h"
+#include "objects/pdf_stream.h"
 #include "reader/pdf_xref_table.h"
 #include "runtime/pdf_memory.h"
 #include "support/test_memory.h"

@@ -8,8 +8,8 @@
 #include <vector>
 
 #include "filters/filter_test_support.h"
-#include "filters/pdf_filter.h"
-#include "filters/pdf_stream.h"
+#include "objects/pdf_filter.h"
+#include "objects/pdf_stream.h"
 #include "objects/pdf_dictionary.h"
 
 namespace {

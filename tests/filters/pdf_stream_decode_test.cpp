@@ -6,11 +6,15 @@
 #include <string>
 
 #include "filters/filter_test_support.h"
-#include "filters/pdf_stream.h"
-#include "filters/pdf_stream_decode.h"
+#include "objects/pdf_data_object.h"
+#include "objects/pdf_filter.h"
+#include "objects/pdf_object.h"
+#include "objects/pdf_stream.h"
+#include "objects/pdf_stream_decode.h"
 #include "objects/pdf_array.h"
 #include "objects/pdf_dictionary.h"
 #include "objects/pdf_number.h"
+#include "reader/pdf_xref_table.h"
 #include "support/lzw_encoder.h"
 
 namespace {
@@ -28,7 +32,7 @@ const std::string kPng_Decoded = "abcdbcde";
 std::string Describe(PDF_Data_Object* object) {
   std::string text;
   switch (PDF_Data_Object_Get_Type(object)) {
-    case PDF_Data_Type_None: return "";
+    case PDF_Object_Type_Unknown: return "";
     case PDF_Data_Type_Null: return "null";
     case PDF_Data_Type_Reference: return "R";
     case PDF_Data_Type_Number: return std::to_string(PDF_Number_Get_Long(static_cast<PDF_Number*>(object->value)));

@@ -5,7 +5,7 @@
 #include <cstring>
 #include <string>
 
-#include "filters/pdf_stream.h"
+#include "objects/pdf_stream.h"
 #include "objects/pdf_array.h"
 #include "objects/pdf_dictionary.h"
 #include "objects/pdf_name.h"
@@ -66,7 +66,7 @@ TEST_F(Object_Table, HeaderOnlyThenLoadOnFirstUse) {
   ASSERT_EQ(PDF_Object_Read(&object, file, reader, 0), 8u);
   EXPECT_EQ(object->value, nullptr) << "the body isn't touched";
   EXPECT_EQ(object->source_reader, reader);
-  EXPECT_EQ(PDF_Object_Get_Type(object), PDF_Object_Type_String) << "loads";
+  EXPECT_EQ(PDF_Object_Get_Type(object), PDF_Data_Type_String) << "loads";
   EXPECT_EQ(object->source_reader, nullptr);
   EXPECT_EQ(object->source_position, 1u);
   EXPECT_TRUE(PDF_Object_Is_From_File(object)) << "a loaded object still comes from the file";
@@ -445,7 +445,7 @@ TEST_F(Object_Table, EncryptTypeSetBeforeLoadingDoesNotKeepTheBodyClear) {
   PDF_Object* object = Add("3 0 obj <</Filter /Standard /O " + Hex(kKey, 3, 0, "owner") + ">>");
   ASSERT_EQ(PDF_Object_Set_Type(object, PDF_Object_Type_Encrypt), 0);
   ASSERT_EQ(PDF_Object_Load(object), 0);
-  EXPECT_EQ(object->type, PDF_Object_Type_Dictionary);
+  EXPECT_EQ(object->type, PDF_Data_Type_Dictionary);
   EXPECT_EQ(Show(Find(object->value, "O")), "(owner)");
 }
 

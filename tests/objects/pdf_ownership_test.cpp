@@ -5,7 +5,7 @@
 #include <set>
 #include <string>
 
-#include "filters/pdf_stream.h"
+#include "objects/pdf_stream.h"
 #include "objects/pdf_array.h"
 #include "objects/pdf_dictionary.h"
 #include "objects/pdf_name.h"

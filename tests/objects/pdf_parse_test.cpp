@@ -7,7 +7,7 @@
 #include <random>
 #include <string>
 
-#include "filters/pdf_stream.h"
+#include "objects/pdf_stream.h"
 #include "objects/pdf_array.h"
 #include "objects/pdf_boolean.h"
 #include "objects/pdf_name.h"

@@ -2,8 +2,9 @@
 
 #include <string>
 
-#include "document/pdf_file.h"
+#include "reader/pdf_file.h"
 #include "reader/pdf_header.h"
+#include "reader/pdf_startxref.h"
 #include "support/test_memory.h"
 
 namespace {

@@ -7,6 +7,7 @@
 #include "objects/pdf_object.h"
 #include "objects/pdf_object_reference.h"
 #include "reader/pdf_object_stream.h"
+#include "reader/pdf_read_data.h"
 #include "reader/pdf_trailer.h"
 #include "support/opened_document.h"
 #include "support/pdf_builder.h"
@@ -142,7 +143,7 @@ TEST(Object_Stream, EachObjectIsParsedOnceOnFirstLookup) {
   PDF_Data_Object* value = root->value;
   EXPECT_TRUE(opened.object(1) == root && root->value == value) << "parsed again";
   EXPECT_EQ(PDF_Object_Get_Number(opened.object(3)), 3);
-  EXPECT_EQ(PDF_Object_Get_Type(opened.object(3)), PDF_Object_Type_Array);
+  EXPECT_EQ(PDF_Object_Get_Type(opened.object(3)), PDF_Data_Type_Array);
 
   // Without Root the catalog in an object stream is not looked for: the
   // open fails below level 2, and from there on the catalog loads on request.
@@ -269,7 +270,7 @@ TEST(Object_Stream, ExhaustedMemoryLeavesTheEntryWaiting) {
       seven = opened.object(7);
       EXPECT_TRUE(seven != nullptr || flate) << "request " << n;
       EXPECT_EQ(opened.entry(7)->type, seven != nullptr ? 'n' : 'c');
-      EXPECT_TRUE(seven == nullptr || PDF_Object_Get_Type(seven) == PDF_Object_Type_Dictionary);
+      EXPECT_TRUE(seven == nullptr || PDF_Object_Get_Type(seven) == PDF_Data_Type_Dictionary);
     }
     EXPECT_FALSE(reached);
   }

@@ -7,7 +7,7 @@
 
 #include "invoice_extract.h"
 
-#include "filters/pdf_stream.h"
+#include "objects/pdf_stream.h"
 #include "objects/pdf_array.h"
 #include "objects/pdf_data_object.h"
 #include "objects/pdf_dictionary.h"

@@ -13,6 +13,7 @@
 #include "support/pdf_builder.h"
 #include "support/pdf_xref_stream_builder.h"
 #include "support/test_show.h"
+#include "reader/pdf_file.h"
 
 namespace {
 

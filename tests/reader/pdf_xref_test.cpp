@@ -15,6 +15,7 @@
 #include "support/opened_document.h"
 #include "support/pdf_builder.h"
 #include "support/test_memory.h"
+#include "reader/pdf_file.h"
 
 namespace {
 
@@ -281,7 +282,7 @@ TEST(OpenSequence, RootAndInfoChecks) {
     EXPECT_EQ(PDF_Data_Object_Get_Type(info), c.info) << c.name;
     if (c.info == 2 && c.name == "info dictionary, level 2") {
       PDF_Dictionary* moved =
-          static_cast<PDF_Dictionary*>(PDF_Data_Object_Get_Typed_Value(info, PDF_Object_Type_Dictionary));
+          static_cast<PDF_Dictionary*>(PDF_Data_Object_Get_Typed_Value(info, PDF_Data_Type_Dictionary));
       EXPECT_TRUE(PDF_Dictionary_Has_Key(moved, "Title"));
     }
   }

@@ -12,6 +12,7 @@
 #include "objects/pdf_object.h"
 #include "reader/pdf_xref_table.h"
 #include "support/test_memory.h"
+#include "reader/pdf_file.h"
 
 struct Opened_Document {
   Test_Allocator allocator{};

@@ -7,7 +7,7 @@
 #include <cstdint>
 #include <string>
 
-#include "document/pdf_file.h"
+#include "reader/pdf_file.h"
 
 // RC4 of data under key (1 to 256 bytes).
 std::string Test_RC4(const std::string& key, const std::string& data);

@@ -12,7 +12,7 @@
 #include <set>
 #include <string>
 
-#include "document/pdf_file.h"
+#include "reader/pdf_file.h"
 #include "objects/pdf_data_object.h"
 #include "support/test_memory.h"
 

@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "filters/pdf_stream.h"
+#include "objects/pdf_stream.h"
 #include "objects/pdf_dictionary.h"
 #include "support/pdf_xref_stream_builder.h"
 #include "support/test_objects.h"

@@ -1,5 +1,7 @@
 // The write side of the bridge. Values are written, the packet is serialised
 // by the toolkit and parsed again, and then read back.
+#include "runtime/pdf_memory.h"
+#include "xmp/pdf_xmp.h"
 #include "xmp/pdf_xmp_write.h"
 
 #include <gtest/gtest.h>

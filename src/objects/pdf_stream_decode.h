@@ -5,10 +5,11 @@
 
 #include <cstdint>
 
-#include "filters/pdf_filter.h"
-#include "filters/pdf_stream.h"
-#include "objects/pdf_array.h"
 #include "runtime/pdf_result.h"
+
+struct PDF_Array;
+struct PDF_Filter_Parms;
+struct PDF_Stream;
 
 // Runs the chain over the stream's data. LZWDecode and FlateDecode are
 // decoded; any other filter is reported and refused with -107 when

@@ -4,8 +4,9 @@
 
 #include <cstdint>
 
-#include "objects/pdf_dictionary.h"
 #include "runtime/pdf_result.h"
+
+struct PDF_Dictionary;
 
 // Keeps the permission entry P; missing, not a direct number, or 0 gives -500.
 PDF_Result PDF_Security_Read_Permissions(PDF_Dictionary* encrypt, uint32_t* out_value);

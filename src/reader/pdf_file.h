@@ -5,7 +5,6 @@
 
 #include <cstdint>
 
-#include "reader/pdf_read_data.h"
 #include "runtime/pdf_memory.h"
 #include "runtime/pdf_message.h"
 #include "runtime/pdf_result.h"
@@ -16,6 +15,17 @@ struct PDF_Header;
 struct PDF_Key;
 struct PDF_Metadata_Cache;
 struct PDF_Object_Stream_Cache;
+struct PDF_Read_Data;
+
+// Tolerance levels: each names the lowest level at which a kind of damage is
+// forgiven; a file's level forgives its own kind and every kind below it.
+enum : int8_t {
+  PDF_TOLERANCE_STRICT = 0,         // nothing forgiven
+  PDF_TOLERANCE_SKIP_DAMAGE = 1,    // a damaged entry, keyword or classification is skipped or accepted
+  PDF_TOLERANCE_REPAIR = 2,         // repairs: Root searched, Info made indirect, missing targets read as null
+  PDF_TOLERANCE_SHORT_STREAMS = 3,  // stream data shorter than its Length is kept; what the front end passes
+  PDF_TOLERANCE_MAXIMUM = 4,        // the highest level accepted; sets tolerant
+};
 
 struct PDF_File {
   uint32_t next_object_id;     // counter behind object ids, from 1
@@ -33,12 +43,15 @@ struct PDF_File {
   int32_t metadata_failure;    // last tolerant metadata failure, 0 if none
   PDF_Header* header;          // owned
   PDF_Body* second_xref_table; // searched after the first; owned
-  uint8_t tolerant;            // tolerance_level >= 4
+  uint8_t tolerant;            // tolerance_level >= PDF_TOLERANCE_MAXIMUM
   uint8_t writable;            // starts at 1
   void* write_security;        // further record of the writing side; owned when set
   void* extra_block_1;         // further blocks of the writing side; owned when set
   void* extra_block_2;
   PDF_Metadata_Cache* metadata_cache;  // the parsed metadata packet, reused by queries; owned
+  // Releases metadata_cache; set with it by the metadata queries, which know
+  // the packet's type, so that the file can release it without knowing it.
+  PDF_Result (*release_metadata_cache)(PDF_File* file);
   PDF_Object_Stream_Cache* object_streams;  // pairs of the object streams read so far; owned, may be null
   uint32_t dictionary_depth;   // dictionary reads under way, nested
   PDF_Dictionary_Failures* dictionary_failures;  // positions that failed in the outermost read under way; may be null
@@ -47,7 +60,6 @@ struct PDF_File {
 PDF_Result PDF_File_New(PDF_File** out_file, PDF_Memory* memory, PDF_Message* message);
 PDF_Result PDF_File_Open(PDF_File** out_file, PDF_Memory* memory, PDF_Read_Data* reader, PDF_Message* message,
                          int8_t tolerance_level);
-PDF_Result PDF_File_Create_Empty(PDF_File** out_file, PDF_Memory* memory, PDF_Message* message);
 PDF_Result PDF_File_Delete(PDF_File** holder);
 // After the walk: a missing Root is searched for among the plain objects (from
 // level 2), and an Info of a bad kind is repaired or refused by level.

@@ -1,7 +1,7 @@
-#include "document/pdf_file.h"
+#include "reader/pdf_file.h"
 
-#include "document/pdf_catalog.h"
-#include "document/pdf_metadata.h"
+#include "objects/pdf_data_object.h"
+#include "objects/pdf_dictionary.h"
 #include "objects/pdf_object.h"
 #include "objects/pdf_object_reference.h"
 #include "reader/pdf_header.h"
@@ -10,7 +10,9 @@
 #include "reader/pdf_xref_chain.h"
 #include "reader/pdf_xref_section.h"
 #include "reader/pdf_xref_table.h"
-#include "security/pdf_permissions.h"
+#include "reader/pdf_permissions.h"
+#include "runtime/pdf_memory.h"
+#include "runtime/pdf_message.h"
 
 PDF_Result PDF_File_New(PDF_File** out_file, PDF_Memory* memory, PDF_Message* message) {
   if (out_file == nullptr) return PDF_RESULT_INVALID_ARGUMENT;
@@ -35,7 +37,7 @@ PDF_Result PDF_File_Open(PDF_File** out_file, PDF_Memory* memory, PDF_Read_Data*
   PDF_Result result = PDF_File_New(&file, memory, message);
   if (result != PDF_RESULT_OK) return result;
   file->tolerance_level = tolerance_level;
-  file->tolerant = tolerance_level >= 4 ? 1 : 0;
+  file->tolerant = tolerance_level >= PDF_TOLERANCE_MAXIMUM ? 1 : 0;
 
   if (PDF_Header_Read(&file->header, file, reader, 0) == 0) {
     // No number near the start: go on with a default header. If even that
@@ -71,7 +73,7 @@ PDF_Result PDF_File_Check_Root(PDF_Body* body, PDF_File* file) {
   if (body == nullptr || file == nullptr) return PDF_RESULT_INVALID_ARGUMENT;
   PDF_Trailer* trailer = body->trailer;
   if (PDF_Trailer_Get_Root(trailer) == nullptr) {
-    if (file->tolerance_level < 2) return PDF_RESULT_MISSING_ROOT_OR_SIZE;
+    if (file->tolerance_level < PDF_TOLERANCE_REPAIR) return PDF_RESULT_MISSING_ROOT_OR_SIZE;
     PDF_Object* catalog = PDF_Xref_Table_Find_By_Type(body->table, "Catalog", nullptr);
     if (catalog != nullptr) {
       PDF_Result result = PDF_Trailer_Set_Root(trailer, file, catalog);
@@ -80,75 +82,26 @@ PDF_Result PDF_File_Check_Root(PDF_Body* body, PDF_File* file) {
   }
   PDF_Dictionary* dictionary = PDF_Trailer_Get_Dictionary(trailer);
   PDF_Data_Object* info = PDF_Dictionary_Find_Value(dictionary, "Info");
-  if (info == nullptr || PDF_Data_Object_Get_Type(info) == PDF_Object_Type_Reference) return PDF_RESULT_OK;
-  if (PDF_Data_Object_Get_Type(info) == PDF_Object_Type_Dictionary && file->tolerance_level >= 2) {
+  if (info == nullptr || PDF_Data_Object_Get_Type(info) == PDF_Data_Type_Reference) return PDF_RESULT_OK;
+  if (PDF_Data_Object_Get_Type(info) == PDF_Data_Type_Dictionary && file->tolerance_level >= PDF_TOLERANCE_REPAIR) {
     // A direct Info dictionary becomes an object of its own.
-    PDF_Result result = PDF_Dictionary_Remove_Entry(dictionary, file, "Info", 1);
+    PDF_Result result = PDF_Dictionary_Remove_Entry(dictionary, file, "Info", PDF_DELETE_MODE_KEEP);
     if (result != PDF_RESULT_OK) return result;
     PDF_Object* object = nullptr;
     result = PDF_Object_Create(&object, file, info, 0, 0, PDF_Object_Type_Reserved);
     if (result != PDF_RESULT_OK) {
-      PDF_Data_Object_Delete(&info, file, 0);
+      PDF_Data_Object_Delete(&info, file, PDF_DELETE_MODE_RELEASE);
       return result;
     }
     result = PDF_Xref_Table_Add_Entry(body->table, file, object, 0, 0, 0, 'n');
     if (result != PDF_RESULT_OK) {
-      PDF_Object_Delete(&object, file, 0);
+      PDF_Object_Delete(&object, file, PDF_DELETE_MODE_RELEASE);
       return result;
     }
     return PDF_Dictionary_Set_Reference(dictionary, file, "Info", object);
   }
-  if (file->tolerance_level <= 0) return PDF_RESULT_BAD_INFO;
-  return PDF_Dictionary_Remove_Entry(dictionary, file, "Info", 0);
-}
-
-PDF_Result PDF_File_Create_Empty(PDF_File** out_file, PDF_Memory* memory, PDF_Message* message) {
-  if (out_file == nullptr) return PDF_RESULT_INVALID_ARGUMENT;
-  PDF_File* file = nullptr;
-  PDF_Result result = PDF_File_New(&file, memory, message);
-  if (result != PDF_RESULT_OK) return result;
-  PDF_Object* pages = nullptr;
-  PDF_Object* catalog = nullptr;
-  PDF_Xref_Table* table = nullptr;
-  PDF_Dictionary* dictionary = nullptr;
-  PDF_Trailer* trailer = nullptr;
-  result = PDF_Header_Create(&file->header, file, 4);
-  if (result == PDF_RESULT_OK) result = PDF_Pages_Create(&pages, file, nullptr);
-  if (result == PDF_RESULT_OK) result = PDF_Catalog_Create(&catalog, file, pages);
-  // The chain over the catalog; then the catalog and the pages go into it.
-  if (result == PDF_RESULT_OK) result = PDF_Xref_Table_Create(&table, file, true);
-  if (result == PDF_RESULT_OK) result = PDF_Dictionary_Create(&dictionary, file);
-  if (result == PDF_RESULT_OK) {
-    result = PDF_Trailer_Create(&trailer, file, dictionary);
-    if (result == PDF_RESULT_OK) dictionary = nullptr;
-  }
-  if (result == PDF_RESULT_OK) result = PDF_Trailer_Set_Root(trailer, file, catalog);
-  if (result == PDF_RESULT_OK) result = PDF_Body_Create(&file->xref_table, file, table, trailer, false);
-  if (result == PDF_RESULT_OK) {
-    table = nullptr;
-    trailer = nullptr;
-    result = PDF_Xref_Table_Add_Entry(file->xref_table->table, file, catalog, 0, 0, 0, 'n');
-  }
-  if (result == PDF_RESULT_OK) {
-    catalog = nullptr;
-    result = PDF_Xref_Table_Add_Entry(file->xref_table->table, file, pages, 0, 0, 0, 'n');
-  }
-  if (result == PDF_RESULT_OK) {
-    pages = nullptr;
-    file->all_objects_read = 1;
-    *out_file = file;
-    return PDF_RESULT_OK;
-  }
-  // Referrers go before what they refer to, since releasing a reference
-  // touches its target: trailer, then catalog, then pages.
-  if (file->xref_table != nullptr) PDF_Body_Delete(&file->xref_table, file);
-  if (trailer != nullptr) PDF_Trailer_Delete(&trailer, file);
-  if (table != nullptr) PDF_Xref_Table_Delete(&table, file);
-  if (dictionary != nullptr) PDF_Dictionary_Delete(&dictionary, file, 0);
-  if (catalog != nullptr) PDF_Object_Delete(&catalog, file, 0);
-  if (pages != nullptr) PDF_Object_Delete(&pages, file, 0);
-  PDF_File_Delete(&file);
-  return result;
+  if (file->tolerance_level <= PDF_TOLERANCE_STRICT) return PDF_RESULT_BAD_INFO;
+  return PDF_Dictionary_Remove_Entry(dictionary, file, "Info", PDF_DELETE_MODE_RELEASE);
 }
 
 // Keeps the first failure of a release sequence.
@@ -170,7 +123,9 @@ PDF_Result PDF_File_Delete(PDF_File** holder) {
   if (file->write_security != nullptr) Keep_First(&first, PDF_Memory_Free(memory, &file->write_security));
   if (file->extra_block_1 != nullptr) Keep_First(&first, PDF_Memory_Free(memory, &file->extra_block_1));
   if (file->extra_block_2 != nullptr) Keep_First(&first, PDF_Memory_Free(memory, &file->extra_block_2));
-  if (file->metadata_cache != nullptr) Keep_First(&first, PDF_File_Release_Metadata_Cache(file));
+  if (file->metadata_cache != nullptr && file->release_metadata_cache != nullptr) {
+    Keep_First(&first, file->release_metadata_cache(file));
+  }
   PDF_Object_Stream_Cache_Delete(file);
   PDF_Result released = PDF_Memory_Free(memory, holder);
   return first != PDF_RESULT_OK ? first : released;

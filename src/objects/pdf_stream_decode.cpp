@@ -1,9 +1,14 @@
-#include "filters/pdf_stream_decode.h"
+#include "objects/pdf_stream_decode.h"
 
 #include "filters/pdf_flate.h"
 #include "filters/pdf_lzw.h"
 #include "filters/pdf_predictor.h"
+#include "objects/pdf_array.h"
+#include "objects/pdf_data_object.h"
 #include "objects/pdf_dictionary.h"
+#include "objects/pdf_filter.h"
+#include "objects/pdf_stream.h"
+#include "reader/pdf_file.h"
 #include "runtime/pdf_memory.h"
 #include "runtime/pdf_message.h"
 

@@ -1,11 +1,12 @@
-#include "security/pdf_permissions.h"
+#include "reader/pdf_permissions.h"
 
 #include "objects/pdf_data_object.h"
+#include "objects/pdf_dictionary.h"
 #include "objects/pdf_name.h"
 #include "objects/pdf_number.h"
 
 static PDF_Number* Direct_Number(PDF_Dictionary* dictionary, const char* key) {
-  return static_cast<PDF_Number*>(PDF_Data_Object_Get_Direct_Value(PDF_Dictionary_Find_Value(dictionary, key), 4));
+  return static_cast<PDF_Number*>(PDF_Data_Object_Get_Direct_Value(PDF_Dictionary_Find_Value(dictionary, key), PDF_Data_Type_Number));
 }
 
 PDF_Result PDF_Security_Read_Permissions(PDF_Dictionary* encrypt, uint32_t* out_value) {
@@ -22,7 +23,7 @@ PDF_Result PDF_Security_Classify(PDF_Dictionary* encrypt, uint32_t* out_mode) {
   if (out_mode == nullptr) return PDF_RESULT_INVALID_ARGUMENT;
   *out_mode = 0;
   PDF_Name* filter = static_cast<PDF_Name*>(
-      PDF_Data_Object_Get_Direct_Value(PDF_Dictionary_Find_Value(encrypt, "Filter"), 6));
+      PDF_Data_Object_Get_Direct_Value(PDF_Dictionary_Find_Value(encrypt, "Filter"), PDF_Data_Type_Name));
   if (filter == nullptr || PDF_Name_Compare(filter, "Standard")) return PDF_RESULT_BAD_ENCRYPTION;
   PDF_Number* v = Direct_Number(encrypt, "V");
   if (v == nullptr) return PDF_RESULT_BAD_ENCRYPTION;

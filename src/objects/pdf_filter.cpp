@@ -1,10 +1,13 @@
-#include "filters/pdf_filter.h"
+#include "objects/pdf_filter.h"
 
 #include "objects/pdf_array.h"
 #include "objects/pdf_boolean.h"
+#include "objects/pdf_data_object.h"
+#include "objects/pdf_dictionary.h"
 #include "objects/pdf_number.h"
 #include "objects/pdf_object.h"
 #include "objects/pdf_object_reference.h"
+#include "objects/pdf_stream.h"
 
 namespace {
 
@@ -97,7 +100,7 @@ PDF_Data_Object* Find_Resolved(PDF_Stream* stream, const char* key) {
 PDF_Filter_Type PDF_Filter_Type_From_Name(const PDF_Name* name) {
   if (name == nullptr) return PDF_Filter_Type_None;
   for (const Filter_Name& entry : kFilter_Names) {
-    if (!PDF_Name_Compare(name, entry.text)) return entry.type;
+    if (PDF_Name_Is(name, entry.text)) return entry.type;
   }
   return PDF_Filter_Type_Unknown;
 }
@@ -143,7 +146,7 @@ PDF_Result PDF_Stream_Get_Filter_Count(PDF_Stream* stream, uint32_t* out_count) 
   if (stream == nullptr || out_count == nullptr) return PDF_RESULT_INVALID_ARGUMENT;
   PDF_Data_Object* filter = Find_Resolved(stream, "Filter");
   switch (PDF_Data_Object_Get_Type(filter)) {
-    case PDF_Data_Type_None:
+    case PDF_Object_Type_Unknown:
       *out_count = 0;
       return PDF_RESULT_OK;
     case PDF_Data_Type_Name:

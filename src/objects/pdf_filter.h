@@ -6,10 +6,11 @@
 
 #include <cstdint>
 
-#include "filters/pdf_stream.h"
-#include "objects/pdf_dictionary.h"
 #include "objects/pdf_name.h"
 #include "runtime/pdf_result.h"
+
+struct PDF_Dictionary;
+struct PDF_Stream;
 
 // Code of a filter. Only 10 and 11 have a decoder; the others are known by
 // name alone. These are the numbers that "unsupported stream filter (%d)"

@@ -1,13 +1,19 @@
-#include "filters/pdf_stream.h"
+#include "objects/pdf_stream.h"
 
 #include <cstring>
 
+#include "objects/pdf_data_object.h"
+#include "objects/pdf_dictionary.h"
+#include "objects/pdf_filter.h"
 #include "objects/pdf_number.h"
 #include "objects/pdf_object.h"
 #include "objects/pdf_object_reference.h"
-#include "filters/pdf_filter.h"
-#include "filters/pdf_stream_decode.h"
-#include "security/pdf_security.h"
+#include "objects/pdf_object_security.h"
+#include "objects/pdf_stream_decode.h"
+#include "reader/pdf_file.h"
+#include "reader/pdf_read_data.h"
+#include "runtime/pdf_memory.h"
+#include "runtime/pdf_message.h"
 #include "text/pdf_text.h"
 
 static void Report_Allocation_Failure(PDF_File* file) {
@@ -102,7 +108,7 @@ uint64_t PDF_Stream_Read(PDF_Stream** out_stream, PDF_Dictionary** out_dictionar
   if (PDF_Read_Data_Read(reader, &byte, position, 1) != 1) return Fail_Head(&stream);
   count += 1;
   position += 1;
-  if (file->tolerance_level >= 2 && byte == ' ') {
+  if (file->tolerance_level >= PDF_TOLERANCE_REPAIR && byte == ' ') {
     if (PDF_Read_Data_Read(reader, &byte, position, 1) != 1) return Fail_Head(&stream);
     count += 1;
     position += 1;
@@ -159,7 +165,7 @@ PDF_Result PDF_Stream_Read_Raw(PDF_Stream* stream, void* buffer) {
   uint64_t count = PDF_Read_Data_Read(stream->reader, buffer, stream->position, stream->length);
   // Kept: from level 3 a short read succeeds, and the caller's buffer holds
   // only part of the data, the rest as the caller left it.
-  if (count == 0 || (count < stream->length && stream->file->tolerance_level < 3)) return PDF_RESULT_UNREADABLE;
+  if (count == 0 || (count < stream->length && stream->file->tolerance_level < PDF_TOLERANCE_SHORT_STREAMS)) return PDF_RESULT_UNREADABLE;
   return PDF_RESULT_OK;
 }
 
@@ -207,7 +213,7 @@ PDF_Result PDF_Stream_Load(PDF_Stream* stream) {
     // Kept: after the -10 data stays allocated and the reader held, so a
     // second load finds data set and returns 0 with the partial buffer;
     // PDF_Stream_Get_Data is the caller that guards against it.
-    if (arrived < stream->length && (stream->file->tolerance_level < 3 || arrived == 0)) {
+    if (arrived < stream->length && (stream->file->tolerance_level < PDF_TOLERANCE_SHORT_STREAMS || arrived == 0)) {
       return PDF_RESULT_UNREADABLE;
     }
   }
@@ -278,8 +284,6 @@ static uint32_t Count_High_Bytes(const PDF_Stream* stream) {
   return count;
 }
 
-static bool Is_Name(const PDF_Name* name, const char* text) { return name != nullptr && !PDF_Name_Compare(name, text); }
-
 PDF_Result PDF_Stream_Decrypt(PDF_Stream* stream, PDF_File* file, PDF_Object* container) {
   if (stream == nullptr || file == nullptr) return PDF_RESULT_INVALID_ARGUMENT;
   if (stream->decrypted) return PDF_RESULT_OK;
@@ -293,7 +297,7 @@ PDF_Result PDF_Stream_Decrypt(PDF_Stream* stream, PDF_File* file, PDF_Object* co
   result = PDF_Stream_Load(stream);
   if (result != PDF_RESULT_OK) return result;
   bool decrypt = true;
-  bool metadata = Is_Name(PDF_Stream_Get_Type(stream), "Metadata") && Is_Name(PDF_Stream_Get_Subtype(stream), "XML");
+  bool metadata = PDF_Name_Is(PDF_Stream_Get_Type(stream), "Metadata") && PDF_Name_Is(PDF_Stream_Get_Subtype(stream), "XML");
   // A metadata stream may have been left in the clear; no entry of the
   // encryption dictionary is read to find out.
   // Kept: once one was found plain, the flag ends the trial for all later

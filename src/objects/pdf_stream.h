@@ -5,14 +5,14 @@
 
 #include <cstdint>
 
-#include "document/pdf_file.h"
 #include "objects/pdf_data_object.h"
-#include "objects/pdf_dictionary.h"
 #include "objects/pdf_name.h"
-#include "reader/pdf_read_data.h"
 #include "runtime/pdf_result.h"
 
+struct PDF_Dictionary;
+struct PDF_File;
 struct PDF_Object;
+struct PDF_Read_Data;
 
 struct PDF_Stream {
   PDF_Data_Object* owner;      // wrapping variant; owns nothing
