@@ -93,7 +93,6 @@ PDF_Result PDF_File_Read_Xref_Chain(PDF_Body** out_body, PDF_File* file, PDF_Rea
   // outside (a time limit, or a read callback that stops answering).
   uint32_t prev = result == PDF_RESULT_OK ? PDF_Trailer_Get_Prev(trailer) : 0;
   while (result == PDF_RESULT_OK && prev != 0) {
-    stream_offset = 0;
     keyword = PDF_Xref_Table_Match_Keyword(table, reader, prev);
     if (keyword != 0) {
       uint64_t used = PDF_Xref_Table_Read_Older(table, file, reader, prev + keyword);
