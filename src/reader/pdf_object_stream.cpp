@@ -45,6 +45,7 @@ PDF_Object_Stream_Pairs* Pairs_Of(PDF_File* file, const PDF_Object* container, c
     // Grown to keep at most half of the slots in use.
     uint32_t capacity = cache->capacity == 0 ? 16 : cache->capacity * 2;
     PDF_Object_Stream_Pairs** slots =
+        // NOLINTNEXTLINE(bugprone-sizeof-expression): an array of pointers
         static_cast<PDF_Object_Stream_Pairs**>(calloc(capacity, sizeof(*slots)));
     if (slots == nullptr) return nullptr;
     for (uint32_t i = 0; i < cache->capacity; ++i) {

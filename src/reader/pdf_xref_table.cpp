@@ -53,6 +53,7 @@ static PDF_Xref_Section_Index* Section_Index(PDF_Xref_Section* section) {
     if (index->length == index->capacity) {
       uint32_t capacity = index->capacity < 16 ? 16 : index->capacity;
       capacity = capacity > count / 2 ? count : capacity * 2;
+      // NOLINTNEXTLINE(bugprone-sizeof-expression): an array of pointers
       void* grown = realloc(index->entries, sizeof(*index->entries) * capacity);
       if (grown == nullptr) {
         Section_Index_Free(section);
@@ -115,6 +116,7 @@ bool Append_Range(PDF_Xref_Table_Index* index, uint64_t first, uint64_t end, PDF
 bool Build_Ranges(PDF_Xref_Table* table, PDF_Xref_Table_Index* index) {
   uint32_t sections = 0;
   for (PDF_Xref_Section* section = table->first_section; section != nullptr; section = section->next) sections += 1;
+  // NOLINTNEXTLINE(bugprone-sizeof-expression): an array of pointers
   PDF_Xref_Section** order = static_cast<PDF_Xref_Section**>(malloc(sizeof(*order) * (sections + 1)));
   Range_Event* events = static_cast<Range_Event*>(malloc(sizeof(Range_Event) * (2 * sections + 1)));
   bool built = order != nullptr && events != nullptr;
