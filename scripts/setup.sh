@@ -5,8 +5,9 @@ set -euo pipefail
 
 # dpkg-dev (dpkg-shlibdeps) and file: cpack -G DEB finds the Debian package's
 # runtime dependencies with them (scripts/consumer_check.sh builds it).
+# python3-minimal: the layer check (scripts/check_layers.py).
 packages=(g++ cmake make pkg-config zlib1g-dev libexempi-dev libexpat1-dev nettle-dev libgtest-dev
-  dpkg-dev file)
+  dpkg-dev file python3-minimal)
 
 missing=()
 for p in "${packages[@]}"; do
