@@ -16,7 +16,7 @@ typedef std::vector<uint64_t> Sizes;
 // Decodes and releases the output. The requests are the first buffer, the
 // state, the table, then one buffer per growth; only the buffers are kept.
 Decode_Outcome Decode(const std::string& input) {
-  Decoder_Memory recorder;
+  Test_Allocator recorder{};
   Decode_Outcome outcome = Decoder_Run(PDF_LZW_Decode, input, &recorder);
   if (outcome.sizes.size() >= 3) outcome.sizes.erase(outcome.sizes.begin() + 1, outcome.sizes.begin() + 3);
   return outcome;
@@ -148,8 +148,9 @@ TEST(PdfLzw, EarlyChangeZeroIsDecodedAsOne) {
 }
 
 TEST(PdfLzw, RefusesMissingArguments) {
-  Decoder_Memory recorder;
-  PDF_Memory* memory = Decoder_Memory_Open(&recorder);
+  Test_Allocator recorder{};
+  PDF_Memory test_memory = Test_Memory(&recorder);
+  PDF_Memory* memory = &test_memory;
   std::string input = Test_LZW_Encode("abc");
   uint8_t* buffer = nullptr;
   uint64_t length = 0;
@@ -157,12 +158,13 @@ TEST(PdfLzw, RefusesMissingArguments) {
   EXPECT_EQ(PDF_LZW_Decode(memory, Decoder_Bytes(input), input.size(), nullptr, &length), -500);
   EXPECT_EQ(PDF_LZW_Decode(memory, Decoder_Bytes(input), input.size(), &buffer, nullptr), -500);
   EXPECT_EQ(PDF_LZW_Decode(memory, nullptr, 3, &buffer, &length), -500);
-  EXPECT_EQ(recorder.allocator.requests, 0u);
+  EXPECT_EQ(recorder.requests, 0u);
 }
 
 TEST(PdfLzw, RunStagesOnOneSource) {
-  Decoder_Memory recorder;
-  PDF_Memory* memory = Decoder_Memory_Open(&recorder);
+  Test_Allocator recorder{};
+  PDF_Memory test_memory = Test_Memory(&recorder);
+  PDF_Memory* memory = &test_memory;
   std::string input = Test_LZW_Pack({256, 'A', 258, 257});
   PDF_LZW_Source source = {};
   ASSERT_EQ(PDF_LZW_Setup(memory, &source, Decoder_Bytes(input), input.size()), 0);
@@ -186,15 +188,15 @@ TEST(PdfLzw, RunStagesOnOneSource) {
   EXPECT_EQ(count, 77u);
   EXPECT_EQ(PDF_LZW_Cleanup(memory, &source), 0);
   EXPECT_EQ(source.state, nullptr);
-  EXPECT_EQ(recorder.allocator.live, 0);
+  EXPECT_EQ(recorder.live, 0);
 }
 
 TEST(PdfLzw, EveryFailedAllocationLeavesNothing) {
   // The buffer, the state, the table, and the buffers of later passes.
   std::string encoded = Test_LZW_Encode(std::string(5000, 'x'));
   for (uint64_t n = 1; n <= 11; ++n) {
-    Decoder_Memory recorder;
-    recorder.allocator.fail_at = n;
+    Test_Allocator recorder{};
+    recorder.fail_at = n;
     Decode_Outcome outcome = Decoder_Run(PDF_LZW_Decode, encoded, &recorder);
     EXPECT_EQ(outcome.result, -7) << n;
     EXPECT_EQ(outcome.sizes.size(), n) << n;

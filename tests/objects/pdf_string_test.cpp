@@ -107,10 +107,10 @@ TEST_F(String_Ops, EscapeWritesEightBytesInLiteralForm) {
   const std::string plain = std::string("a\n\r\b\t\f()\\z") + '\0' + "\x80";
   uint8_t* escaped = nullptr;
   uint64_t length = 0;
-  ASSERT_EQ(PDF_String_Escape(&memory, U(plain.data()), plain.size(), &escaped, &length), 0);
+  ASSERT_EQ(PDF_String_Escape(memory, U(plain.data()), plain.size(), &escaped, &length), 0);
   EXPECT_EQ(std::string(reinterpret_cast<char*>(escaped), length + 1),
             std::string("a\\n\\r\\b\\t\\f\\(\\)\\\\z") + '\0' + "\x80" + '\0');
-  PDF_Memory_Free(&memory, &escaped);
+  PDF_Memory_Free(memory, &escaped);
 }
 
 TEST_F(String_Ops, SetKeepsALargeEnoughBlockAndAppendGrowsExactly) {
@@ -201,7 +201,7 @@ TEST_F(String_Ops, NullArguments) {
   uint64_t length = 0;
   uint8_t* escaped = nullptr;
   EXPECT_EQ(PDF_String_Decode_Literal(nullptr, 3, &length, false), -500);
-  EXPECT_EQ(PDF_String_Escape(&memory, nullptr, 0, &escaped, &length), -500);
+  EXPECT_EQ(PDF_String_Escape(memory, nullptr, 0, &escaped, &length), -500);
   EXPECT_EQ(PDF_String_Compare(nullptr, U("a"), 1, 1), 2);
   EXPECT_TRUE(PDF_String_Equals(nullptr, U("abc"), 1, 3));
   EXPECT_EQ(PDF_String_Get_Written_Length(nullptr, nullptr, nullptr), 0u);

@@ -172,7 +172,7 @@ TEST_F(Security, ReadAndWriteKeyRecords) {
 
 TEST_F(Security, StringsEncryptWithTheWriteRecord) {
   PDF_Object* object = Object(3, 0);
-  PDF_Write_Key* write_key = static_cast<PDF_Write_Key*>(PDF_Memory_Alloc(&memory, sizeof(PDF_Write_Key)));
+  PDF_Write_Key* write_key = static_cast<PDF_Write_Key*>(PDF_Memory_Alloc(memory, sizeof(PDF_Write_Key)));
   ASSERT_NE(write_key, nullptr);
   memset(write_key, 0, sizeof(PDF_Write_Key));
   write_key->length = 5;

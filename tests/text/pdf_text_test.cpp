@@ -5,7 +5,7 @@
 
 #include <string>
 
-#include "support/test_memory.h"
+#include "support/test_objects.h"
 
 namespace {
 
@@ -18,15 +18,8 @@ std::string Hex(const std::string& bytes) {
 
 std::string Failed(PDF_Result result) { return "failed " + std::to_string(result); }
 
-class Text_Test : public ::testing::Test {
+class Text_Test : public Memory_Fixture {
  protected:
-  void SetUp() override {
-    ASSERT_EQ(PDF_Memory_Create(&memory, Test_Alloc, &allocator, Test_Free, &allocator), PDF_RESULT_OK);
-  }
-  void TearDown() override {
-    PDF_Memory_Delete(&memory);
-    EXPECT_EQ(allocator.live, 0);
-  }
 
   // Measures, then writes with each allocation request failing in turn (a
   // conversion makes exactly one, and failing it leaves nothing behind);
@@ -76,9 +69,6 @@ class Text_Test : public ::testing::Test {
       return PDF_Text_To_UTF8(m, in.data(), in.size(), encoding, text, length, measure);
     });
   }
-
-  Test_Allocator allocator{};
-  PDF_Memory* memory = nullptr;
 };
 
 TEST_F(Text_Test, FromUTF8PicksTheNarrowestForm) {
