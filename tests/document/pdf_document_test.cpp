@@ -61,7 +61,7 @@ TEST(Document, CreateAndReleaseAHandle) {
   EXPECT_EQ(document->file->header_level, 4);
   EXPECT_EQ(PDF_Document_Release(&document), 0);
   EXPECT_EQ(document, nullptr);
-  EXPECT_EQ(PDF_Document_Release(&document), -1);  // a second release finds a null holder
+  EXPECT_EQ(PDF_Document_Release(&document), PDF_RESULT_BAD_HANDLE);  // a second release finds a null holder
   EXPECT_EQ(allocator.live, 0);
 }
 
@@ -73,7 +73,7 @@ TEST(Document, ArgumentChecks) {
     PDF_Result result;
   };
   const Case cases[] = {
-      {false, true, 3, -2}, {true, false, 3, -3}, {true, true, 5, -27}, {true, true, 127, -27},
+      {false, true, 3, PDF_RESULT_NO_ALLOC_CALLBACK}, {true, false, 3, PDF_RESULT_NO_FREE_CALLBACK}, {true, true, 5, PDF_RESULT_BAD_TOLERANCE_LEVEL}, {true, true, 127, PDF_RESULT_BAD_TOLERANCE_LEVEL},
       {true, true, 4, 0},   {true, true, -1, 0},
   };
   for (const Case& c : cases) {
@@ -103,13 +103,13 @@ TEST(Document, AllocationFailureAtEverySite) {
   };
   // Order: memory, reporter, handle, reader, file, header, startxref buffer.
   const Case cases[] = {
-      {1, -7, nullptr},
-      {2, -7, "Unable to create message object"},
-      {3, -7, "Unable to allocate document handle!"},
-      {4, -7, "Unable to allocate read data object!"},
-      {5, -7, "Unable to allocate file object!"},
+      {1, PDF_RESULT_OUT_OF_MEMORY, nullptr},
+      {2, PDF_RESULT_OUT_OF_MEMORY, "Unable to create message object"},
+      {3, PDF_RESULT_OUT_OF_MEMORY, "Unable to allocate document handle!"},
+      {4, PDF_RESULT_OUT_OF_MEMORY, "Unable to allocate read data object!"},
+      {5, PDF_RESULT_OUT_OF_MEMORY, "Unable to allocate file object!"},
       {6, 0, "Unable to allocate memory for Header!"},  // the open goes on with a default header
-      {7, -7, nullptr},  // the buffer of the startxref search
+      {7, PDF_RESULT_OUT_OF_MEMORY, nullptr},  // the buffer of the startxref search
   };
   for (const Case& c : cases) {
     Test_Allocator allocator{};
@@ -123,7 +123,7 @@ TEST(Document, AllocationFailureAtEverySite) {
     } else {
       ASSERT_EQ(log.messages.size(), 1u) << c.fail_at;
       EXPECT_EQ(log.messages[0].text, c.report);
-      EXPECT_EQ(log.messages[0].code, -7);
+      EXPECT_EQ(log.messages[0].code, PDF_RESULT_OUT_OF_MEMORY);
       EXPECT_EQ(log.messages[0].level, 91);
     }
     if (c.result == 0) {
@@ -147,7 +147,7 @@ TEST(Document, AllocationFailureAtEverySite) {
     EXPECT_TRUE(result == 0 || result == -7 || result == -71 || result == -100) << fail_at << ": " << result;
     for (const Test_Message& message : log.messages) {
       if (message.level == 91) {
-        EXPECT_EQ(message.code, -7);
+        EXPECT_EQ(message.code, PDF_RESULT_OUT_OF_MEMORY);
       }
     }
     if (document != nullptr) {
@@ -166,7 +166,7 @@ TEST(Document, DefaultHeaderFailureLeavesTheFileRecordBehind) {
   allocator.fail_at = 5;  // memory, handle, reader, file; then the default header
   Test_Counted_Input input{std::string(1100, 'x') + "startxref\n3\n", 0};
   PDF_Document* document = nullptr;
-  EXPECT_EQ(Create(&document, &allocator, &input, nullptr), -7);
+  EXPECT_EQ(Create(&document, &allocator, &input, nullptr), PDF_RESULT_OUT_OF_MEMORY);
   EXPECT_EQ(document, nullptr);
   EXPECT_EQ(allocator.live, 1);
   EXPECT_EQ(Test_Allocator_Reclaim(&allocator), 1);
@@ -178,10 +178,10 @@ TEST(Document, FailedOpenReleasesTheHalfBuiltHandle) {
     PDF_Result result;
   };
   const Case cases[] = {
-      {"", -10},                       // the read callback delivers nothing at all
-      {"%PDF-1.7\n1 0 obj\n", -10},     // no startxref
-      {"1 0 obj startxref x\n", -100},  // no number behind it
-      {"1 0 obj\nxref\ntrailer\n<< /Size 1 >>\nstartxref\n8\n", -71},  // no subsection
+      {"", PDF_RESULT_UNREADABLE},                       // the read callback delivers nothing at all
+      {"%PDF-1.7\n1 0 obj\n", PDF_RESULT_UNREADABLE},     // no startxref
+      {"1 0 obj startxref x\n", PDF_RESULT_BAD_TRAILER},  // no number behind it
+      {"1 0 obj\nxref\ntrailer\n<< /Size 1 >>\nstartxref\n8\n", PDF_RESULT_MALFORMED_XREF},  // no subsection
   };
   for (const Case& c : cases) {
     Test_Allocator allocator{};
@@ -246,18 +246,18 @@ TEST(Document, TagIsCheckedByReleaseAloneAndNullHandlesAreRefused) {
   memset(&fake, 0, sizeof(fake));
   memcpy(fake.tag, "hfdq", 4);
   PDF_Document* holder = &fake;
-  EXPECT_EQ(PDF_Document_Release(&holder), -1);
+  EXPECT_EQ(PDF_Document_Release(&holder), PDF_RESULT_BAD_HANDLE);
   EXPECT_EQ(holder, &fake);
-  EXPECT_EQ(PDF_Document_Release(nullptr), -1);
+  EXPECT_EQ(PDF_Document_Release(nullptr), PDF_RESULT_BAD_HANDLE);
   // The forwarding operations don't look at the tag: they pass the file on.
   uint32_t id = 7;
-  EXPECT_NE(PDF_Document_Find_Embedded_File(&fake, "a", 1, 0, &id), -1);
+  EXPECT_NE(PDF_Document_Find_Embedded_File(&fake, "a", 1, 0, &id), PDF_RESULT_BAD_HANDLE);
   EXPECT_EQ(id, 0u);
   uint32_t part = 0;
   char letter = 0;
-  EXPECT_EQ(PDF_Document_Get_Pdfa_Level(nullptr, &part, &letter, nullptr), -500);
-  EXPECT_EQ(PDF_Document_Decode_Embedded_File(nullptr, 1), -500);
-  EXPECT_EQ(PDF_Document_Read_Embedded_File(nullptr, 1, &letter), -500);
+  EXPECT_EQ(PDF_Document_Get_Pdfa_Level(nullptr, &part, &letter, nullptr), PDF_RESULT_INVALID_ARGUMENT);
+  EXPECT_EQ(PDF_Document_Decode_Embedded_File(nullptr, 1), PDF_RESULT_INVALID_ARGUMENT);
+  EXPECT_EQ(PDF_Document_Read_Embedded_File(nullptr, 1, &letter), PDF_RESULT_INVALID_ARGUMENT);
 }
 
 TEST(Document, NoReadCallbackStartsAnEmptyDocument) {
@@ -322,7 +322,7 @@ TEST(Document, EmptyDocumentAllocationFailures) {
       EXPECT_EQ(allocator.live, 0);
       break;
     }
-    EXPECT_EQ(result, -7) << fail_at;
+    EXPECT_EQ(result, PDF_RESULT_OUT_OF_MEMORY) << fail_at;
     EXPECT_EQ(document, nullptr);
     EXPECT_EQ(allocator.live, 0) << fail_at;
   }

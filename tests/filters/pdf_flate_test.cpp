@@ -77,11 +77,11 @@ TEST(PdfFlate, BadDataGivesNoOutput) {
     std::string input;
     PDF_Result result;
   } cases[] = {
-      {"cut in the middle", good.substr(0, good.size() / 2), -300},
-      {"cut after much output", long_run.substr(0, long_run.size() - 60), -300},
-      {"bad checksum", bad_check, -300},
-      {"no header", good.substr(2), -300},
-      {"empty input asks for 0 bytes", "", -7},
+      {"cut in the middle", good.substr(0, good.size() / 2), PDF_RESULT_BAD_COMPRESSED_DATA},
+      {"cut after much output", long_run.substr(0, long_run.size() - 60), PDF_RESULT_BAD_COMPRESSED_DATA},
+      {"bad checksum", bad_check, PDF_RESULT_BAD_COMPRESSED_DATA},
+      {"no header", good.substr(2), PDF_RESULT_BAD_COMPRESSED_DATA},
+      {"empty input asks for 0 bytes", "", PDF_RESULT_OUT_OF_MEMORY},
   };
   for (const Case& c : cases) {
     Decode_Outcome outcome = Decode(c.input);
@@ -96,7 +96,7 @@ TEST(PdfFlate, FailedAllocationOrReleaseOnAnyPassLeavesNothing) {
     Test_Allocator recorder{};
     recorder.fail_at = n;
     Decode_Outcome outcome = Decode(input, &recorder);
-    EXPECT_EQ(outcome.result, -7) << n;
+    EXPECT_EQ(outcome.result, PDF_RESULT_OUT_OF_MEMORY) << n;
     EXPECT_EQ(outcome.sizes.size(), n) << n;
     EXPECT_EQ(outcome.live_after_release, 0) << n;
   }
@@ -157,10 +157,10 @@ TEST(PdfFlate, RefusesMissingArguments) {
   std::string input = Deflate("abc");
   uint8_t* buffer = nullptr;
   uint64_t length = 0;
-  EXPECT_EQ(PDF_Flate_Decode(memory, Decoder_Bytes(input), input.size(), nullptr, &length), -500);
-  EXPECT_EQ(PDF_Flate_Decode(memory, Decoder_Bytes(input), input.size(), &buffer, nullptr), -500);
-  EXPECT_EQ(PDF_Flate_Decode(memory, nullptr, 5, &buffer, &length), -500);
-  EXPECT_EQ(PDF_Flate_Decode(nullptr, Decoder_Bytes(input), input.size(), &buffer, &length), -7);
+  EXPECT_EQ(PDF_Flate_Decode(memory, Decoder_Bytes(input), input.size(), nullptr, &length), PDF_RESULT_INVALID_ARGUMENT);
+  EXPECT_EQ(PDF_Flate_Decode(memory, Decoder_Bytes(input), input.size(), &buffer, nullptr), PDF_RESULT_INVALID_ARGUMENT);
+  EXPECT_EQ(PDF_Flate_Decode(memory, nullptr, 5, &buffer, &length), PDF_RESULT_INVALID_ARGUMENT);
+  EXPECT_EQ(PDF_Flate_Decode(nullptr, Decoder_Bytes(input), input.size(), &buffer, &length), PDF_RESULT_OUT_OF_MEMORY);
   EXPECT_EQ(recorder.requests, 0u);
 }
 

@@ -98,7 +98,7 @@ TEST_F(Object_Table, HeaderForms) {
   PDF_Object* object = Add("2 0 obj ) endobj");
   for (int i = 0; i < 2; ++i) {
     EXPECT_EQ(PDF_Object_Get_Type(object), PDF_Object_Type_Unknown);
-    EXPECT_EQ(PDF_Object_Load(object), -100);
+    EXPECT_EQ(PDF_Object_Load(object), PDF_RESULT_BAD_TRAILER);
     EXPECT_NE(object->source_reader, nullptr);
   }
   EXPECT_TRUE(log.messages.empty());
@@ -141,7 +141,7 @@ TEST_F(Object_Table, ClassifiesBodies) {
 TEST_F(Object_Table, ReferencesBindByNumberAloneAndForGood) {
   PDF_Data_Object* reference = Reference_To(7, 5);
   EXPECT_EQ(PDF_Data_Object_Resolve(reference), nullptr) << "dangling: null, silently";
-  EXPECT_EQ(PDF_Object_Reference_Bind(Ref(reference)), -91);
+  EXPECT_EQ(PDF_Object_Reference_Bind(Ref(reference)), PDF_RESULT_OBJECT_MISSING);
   EXPECT_EQ(Show(reference), "R7.5") << "unbound, can be retried";
   EXPECT_TRUE(log.messages.empty());
   PDF_Object* object = Add("7 2 obj <</K 1>>");
@@ -287,7 +287,7 @@ TEST_F(Object_Table, ReferenceCopyModes) {
   // reference, with a report, at high tolerance.
   source = Reference_To(7);
   file->tolerance_level = 1;
-  EXPECT_EQ(PDF_Data_Object_Copy(&copy, file, source, true, PDF_COPY_MODE_ORDINARY), -91);
+  EXPECT_EQ(PDF_Data_Object_Copy(&copy, file, source, true, PDF_COPY_MODE_ORDINARY), PDF_RESULT_OBJECT_MISSING);
   EXPECT_EQ(copy, nullptr);
   EXPECT_TRUE(log.messages.empty());
   file->tolerance_level = 3;
@@ -312,7 +312,7 @@ TEST_F(Object_Table, PageNeighbourhoodCopy) {
   Delete(&source);
   // A page dictionary itself is refused in mode 1; other modes drop its B.
   source = Value("<</Type/Page /B [1] /C 2>>");
-  EXPECT_EQ(PDF_Data_Object_Copy(&copy, file, source, true, PDF_COPY_MODE_PAGE_NEIGHBOURHOOD), -500);
+  EXPECT_EQ(PDF_Data_Object_Copy(&copy, file, source, true, PDF_COPY_MODE_PAGE_NEIGHBOURHOOD), PDF_RESULT_INVALID_ARGUMENT);
   EXPECT_EQ(copy, nullptr);
   ASSERT_EQ(PDF_Data_Object_Copy(&copy, file, source, true, PDF_COPY_MODE_ORDINARY), 0);
   EXPECT_EQ(Show(copy), "<</Type /Page /C 2>>");
@@ -336,7 +336,7 @@ TEST_F(Object_Table, LoadAllEndsOnCyclesAndRepairsByTolerance) {
   for (const auto& text : cases) {
     PDF_Data_Object* object = Value(text.first);
     file->tolerance_level = 1;
-    EXPECT_EQ(PDF_Data_Object_Load_All(object, file), -91);
+    EXPECT_EQ(PDF_Data_Object_Load_All(object, file), PDF_RESULT_OBJECT_MISSING);
     file->tolerance_level = 2;
     ASSERT_EQ(PDF_Data_Object_Load_All(object, file), 0);
     EXPECT_EQ(Show(object), text.second);
@@ -344,7 +344,7 @@ TEST_F(Object_Table, LoadAllEndsOnCyclesAndRepairsByTolerance) {
   }
   PDF_Object* broken = Add("4 0 obj [ x");
   PDF_Data_Object* reference = Reference_To(4);
-  EXPECT_EQ(PDF_Data_Object_Load_All(reference, file), -100);
+  EXPECT_EQ(PDF_Data_Object_Load_All(reference, file), PDF_RESULT_BAD_TRAILER);
   EXPECT_FALSE(broken->traversed);
   Delete(&reference);
 }
@@ -500,7 +500,7 @@ TEST_F(Object_Table, ReadFromBuffer) {
   ASSERT_EQ(PDF_Object_Read_From_Buffer(object, file, reinterpret_cast<const uint8_t*>(body), strlen(body)), 0);
   EXPECT_EQ(object->type, PDF_Object_Type_Filespec);
   PDF_Data_Object* before = object->value;
-  EXPECT_EQ(PDF_Object_Read_From_Buffer(object, file, reinterpret_cast<const uint8_t*>("]"), 1), -93);
+  EXPECT_EQ(PDF_Object_Read_From_Buffer(object, file, reinterpret_cast<const uint8_t*>("]"), 1), PDF_RESULT_OBJECT_UNREADABLE);
   EXPECT_EQ(object->value, before) << "the value stays as it was";
   EXPECT_EQ(PDF_Object_Delete(&object, file, PDF_DELETE_MODE_RELEASE), 0);
 }

@@ -77,17 +77,17 @@ TEST(Header, CountReachesPastTheNumber) {
 TEST(Header, CreateChecksLevelAndReportsMemory) {
   File_Fixture f;
   PDF_Header* header = nullptr;
-  EXPECT_EQ(PDF_Header_Create(nullptr, f.file, 4), -500);
-  EXPECT_EQ(PDF_Header_Create(&header, f.file, 7), -101);
+  EXPECT_EQ(PDF_Header_Create(nullptr, f.file, 4), PDF_RESULT_INVALID_ARGUMENT);
+  EXPECT_EQ(PDF_Header_Create(&header, f.file, 7), PDF_RESULT_BAD_HEADER_LEVEL);
   ASSERT_EQ(PDF_Header_Create(&header, f.file, 6), 0);
   PDF_Header_Delete(&header, f.file);
-  ASSERT_EQ(PDF_Header_Create(&header, f.file, -3), 0);  // compared as a signed byte
+  ASSERT_EQ(PDF_Header_Create(&header, f.file, PDF_RESULT_NO_FREE_CALLBACK), 0);  // compared as a signed byte
   PDF_Header_Delete(&header, f.file);
   f.allocator.fail_at = f.allocator.requests + 1;
-  EXPECT_EQ(PDF_Header_Create(&header, f.file, 4), -7);
+  EXPECT_EQ(PDF_Header_Create(&header, f.file, 4), PDF_RESULT_OUT_OF_MEMORY);
   ASSERT_EQ(f.log.messages.size(), 1u);
   EXPECT_EQ(f.log.messages[0].text, "Unable to allocate memory for Header!");
-  EXPECT_EQ(f.log.messages[0].code, -7);
+  EXPECT_EQ(f.log.messages[0].code, PDF_RESULT_OUT_OF_MEMORY);
   EXPECT_EQ(f.log.messages[0].level, 91);
 }
 
@@ -100,16 +100,16 @@ struct Startxref_Case {
 
 TEST(Startxref, BackwardSearchFindsTheLastKeyword) {
   const Startxref_Case cases[] = {
-      {"empty", "", -10, 0},
-      {"shorter than 9 bytes", "startxre", -10, 0},
-      {"keyword at offset 0", "startxref 5 ", -10, 0},
-      {"keyword at offset 1", " startxref 5 ", -10, 0},
+      {"empty", "", PDF_RESULT_UNREADABLE, 0},
+      {"shorter than 9 bytes", "startxre", PDF_RESULT_UNREADABLE, 0},
+      {"keyword at offset 0", "startxref 5 ", PDF_RESULT_UNREADABLE, 0},
+      {"keyword at offset 1", " startxref 5 ", PDF_RESULT_UNREADABLE, 0},
       {"keyword at offset 2", "  startxref 5 ", 0, 5},
       {"last of two", "xx startxref 5\n%%EOF\nstartxref 77\n%%EOF\n", 0, 77},
       {"junk after it", "xx startxref 9\n" + std::string(5000, 'j'), 0, 9},
-      {"upper case", "xx STARTXREF 5 ", -10, 0},
-      {"no number", "xx startxref x\n", -100, 0},
-      {"number without terminator", "xx startxref 12", -100, 0},
+      {"upper case", "xx STARTXREF 5 ", PDF_RESULT_UNREADABLE, 0},
+      {"no number", "xx startxref x\n", PDF_RESULT_BAD_TRAILER, 0},
+      {"number without terminator", "xx startxref 12", PDF_RESULT_BAD_TRAILER, 0},
       {"sign ignored", "xx startxref -12 ", 0, 12},
       {"past the first probe", std::string(1048580, ' ') + "startxref 31 ", 0, 31},
   };
@@ -127,7 +127,7 @@ TEST(Startxref, BufferAllocationFailure) {
   Test_Input input{"xx startxref 5 ", {}, {}};
   uint64_t offset = 0;
   f.allocator.fail_at = f.allocator.requests + 1;
-  EXPECT_EQ(PDF_Header_Find_Startxref(f.file, Test_Input_Reader(&input), &offset), -7);
+  EXPECT_EQ(PDF_Header_Find_Startxref(f.file, Test_Input_Reader(&input), &offset), PDF_RESULT_OUT_OF_MEMORY);
 }
 
 }  // namespace

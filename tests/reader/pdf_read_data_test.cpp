@@ -230,11 +230,11 @@ TEST(ReadData, CreateAndReleaseWithHolds) {
   ASSERT_EQ(PDF_Message_Create(&message, memory, Test_Message_Callback, &log), 0);
   Test_Counted_Input input{"", 0};
   PDF_Read_Data* reader = nullptr;
-  EXPECT_EQ(PDF_Read_Data_Create(nullptr, memory, Test_Counted_Read, &input, message), -500);
-  EXPECT_EQ(PDF_Read_Data_Create(&reader, memory, nullptr, &input, message), -500);
+  EXPECT_EQ(PDF_Read_Data_Create(nullptr, memory, Test_Counted_Read, &input, message), PDF_RESULT_INVALID_ARGUMENT);
+  EXPECT_EQ(PDF_Read_Data_Create(&reader, memory, nullptr, &input, message), PDF_RESULT_INVALID_ARGUMENT);
 
   allocator.fail_at = allocator.requests + 1;
-  EXPECT_EQ(PDF_Read_Data_Create(&reader, memory, Test_Counted_Read, &input, message), -7);
+  EXPECT_EQ(PDF_Read_Data_Create(&reader, memory, Test_Counted_Read, &input, message), PDF_RESULT_OUT_OF_MEMORY);
   EXPECT_EQ(reader, nullptr);
   ASSERT_EQ(log.messages.size(), 1u);
   EXPECT_EQ(log.messages[0].text, "Unable to allocate read data object!");
@@ -249,7 +249,7 @@ TEST(ReadData, CreateAndReleaseWithHolds) {
   EXPECT_EQ(reader, nullptr);
   EXPECT_EQ(allocator.live, 3);  // still held once
   EXPECT_EQ(PDF_Read_Data_Release(&other, memory), 0);
-  EXPECT_EQ(PDF_Read_Data_Release(&other, memory), -500);
+  EXPECT_EQ(PDF_Read_Data_Release(&other, memory), PDF_RESULT_INVALID_ARGUMENT);
   EXPECT_EQ(allocator.live, 2);
   PDF_Message_Delete(&message, memory);
   PDF_Memory_Delete(&memory);

@@ -17,11 +17,11 @@ TEST(PdfMemory, ContractOfCreateAllocFreeDelete) {
   Test_Allocator allocator{};
   PDF_Memory* memory = nullptr;
   // Missing arguments are refused before anything is allocated.
-  EXPECT_EQ(PDF_Memory_Create(nullptr, Test_Alloc, &allocator, Test_Free, &allocator), -500);
-  EXPECT_EQ(PDF_Memory_Create(&memory, Test_Alloc, &allocator, nullptr, &allocator), -500);
+  EXPECT_EQ(PDF_Memory_Create(nullptr, Test_Alloc, &allocator, Test_Free, &allocator), PDF_RESULT_INVALID_ARGUMENT);
+  EXPECT_EQ(PDF_Memory_Create(&memory, Test_Alloc, &allocator, nullptr, &allocator), PDF_RESULT_INVALID_ARGUMENT);
   EXPECT_EQ(allocator.requests, 0u);
   allocator.fail_at = 1;
-  EXPECT_EQ(PDF_Memory_Create(&memory, Test_Alloc, &allocator, Test_Free, &allocator), -7);
+  EXPECT_EQ(PDF_Memory_Create(&memory, Test_Alloc, &allocator, Test_Free, &allocator), PDF_RESULT_OUT_OF_MEMORY);
   EXPECT_EQ(memory, nullptr);
 
   allocator.fail_at = 0;
@@ -33,12 +33,12 @@ TEST(PdfMemory, ContractOfCreateAllocFreeDelete) {
   EXPECT_EQ(block, nullptr);
   // A release of nothing is -8 and never reaches the callback.
   uint64_t frees = allocator.frees;
-  EXPECT_EQ(PDF_Memory_Free(memory, &block), -8);
-  EXPECT_EQ(PDF_Memory_Free(nullptr, &block), -8);
+  EXPECT_EQ(PDF_Memory_Free(memory, &block), PDF_RESULT_NOTHING_TO_FREE);
+  EXPECT_EQ(PDF_Memory_Free(nullptr, &block), PDF_RESULT_NOTHING_TO_FREE);
   EXPECT_EQ(allocator.frees, frees);
   EXPECT_EQ(PDF_Memory_Delete(&memory), 0);
   EXPECT_EQ(memory, nullptr);
-  EXPECT_EQ(PDF_Memory_Delete(&memory), -500);
+  EXPECT_EQ(PDF_Memory_Delete(&memory), PDF_RESULT_INVALID_ARGUMENT);
   EXPECT_EQ(allocator.live, 0);
 
   // A failing release callback still clears the holder, and its code travels up.
@@ -75,7 +75,7 @@ TEST(PdfMessage, ReportFormatsAndCutsAt1023Characters) {
     ASSERT_EQ(f.log.messages.size(), 1u);
     std::string expected = ("7:" + text).substr(0, 1023);
     EXPECT_EQ(f.log.messages[0].text, expected) << length;
-    EXPECT_EQ(f.log.messages[0].code, -7);
+    EXPECT_EQ(f.log.messages[0].code, PDF_RESULT_OUT_OF_MEMORY);
     EXPECT_EQ(f.log.messages[0].level, 91);
   }
   PDF_Message_Report(nullptr, -7, 91, "dropped");  // no reporter: nothing happens
@@ -85,12 +85,12 @@ TEST(PdfMessage, CreateFailureIsHeardDirectlyAndHoldsAreHonoured) {
   Message_Fixture f;
   PDF_Message* second = nullptr;
   f.allocator.fail_at = f.allocator.requests + 1;
-  EXPECT_EQ(PDF_Message_Create(&second, f.memory, Test_Message_Callback, &f.log), -7);
+  EXPECT_EQ(PDF_Message_Create(&second, f.memory, Test_Message_Callback, &f.log), PDF_RESULT_OUT_OF_MEMORY);
   EXPECT_EQ(second, nullptr);
   ASSERT_EQ(f.log.messages.size(), 1u);
   EXPECT_EQ(f.log.messages[0].text, "Unable to create message object");
   EXPECT_EQ(f.log.messages[0].level, 91);
-  EXPECT_EQ(PDF_Message_Create(&second, f.memory, nullptr, &f.log), -500);
+  EXPECT_EQ(PDF_Message_Create(&second, f.memory, nullptr, &f.log), PDF_RESULT_INVALID_ARGUMENT);
 
   f.message->hold_count = 2;
   PDF_Message* holder = f.message;
@@ -98,7 +98,7 @@ TEST(PdfMessage, CreateFailureIsHeardDirectlyAndHoldsAreHonoured) {
   EXPECT_EQ(holder, nullptr);
   EXPECT_EQ(f.allocator.live, 2) << "still held once";
   EXPECT_EQ(PDF_Message_Delete(&f.message, f.memory), 0);
-  EXPECT_EQ(PDF_Message_Delete(&f.message, f.memory), -500);
+  EXPECT_EQ(PDF_Message_Delete(&f.message, f.memory), PDF_RESULT_INVALID_ARGUMENT);
 }
 
 }  // namespace
