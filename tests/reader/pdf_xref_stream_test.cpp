@@ -275,13 +275,13 @@ TEST_F(Xref_Stream, ExhaustedMemoryLeavesNothingBehind) {
     if (read == 0) {
       EXPECT_EQ(Describe(table), "0+3: f255 n1 c8.0 | 5+3: n2 f1 c8.1") << "request " << n;
     } else {
-      EXPECT_TRUE(reached && (read == -7 || read == -93)) << "request " << n << " gave " << read;
+      EXPECT_TRUE(reached && (read == PDF_RESULT_OUT_OF_MEMORY || read == PDF_RESULT_OBJECT_UNREADABLE)) << "request " << n << " gave " << read;
     }
     if (made == 0) {
       EXPECT_EQ(Keys(PDF_Trailer_Get_Dictionary(trailer)), "Size Prev Root Encrypt Info ID");
       EXPECT_EQ(PDF_Trailer_Delete(&trailer, file), 0);
     } else {
-      EXPECT_TRUE(reached && made == -7 && trailer == nullptr) << "request " << n << " gave " << made;
+      EXPECT_TRUE(reached && made == PDF_RESULT_OUT_OF_MEMORY && trailer == nullptr) << "request " << n << " gave " << made;
     }
     Drop();
     EXPECT_EQ(PDF_Xref_Table_Delete(&table, file), 0);
