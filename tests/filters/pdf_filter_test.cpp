@@ -38,8 +38,7 @@ TEST_F(Filter_Reading, TypeFromName) {
     const char* name;
     int code;
   } cases[] = {
-      {"/LZWDecode", 10}, {"/FlateDecode", 11}, {"/RunLengthDecode", 12}, {"/CCITTFaxDecode", 13}, {"/JBIG2Decode", 14},
-      {"/DCTDecode", 15}, {"/JPXDecode", 16}, {"/ASCIIHexDecode", 2}, {"/ASCII85Decode", 3}, {"/Crypt", 50},
+      {"/LZWDecode", PDF_Filter_Type_LZW}, {"/FlateDecode", PDF_Filter_Type_Flate}, {"/Crypt", PDF_Filter_Type_Crypt},
       // Abbreviations, other spellings and escaped forms are not recognised.
       {"/Fl", 0}, {"/AHx", 0}, {"/flatedecode", 0}, {"/FlateDecodeX", 0}, {"/Flate", 0}, {"/Flate#44ecode", 0},
   };

@@ -105,29 +105,30 @@ TEST_F(Object_Table, HeaderForms) {
 }
 
 TEST_F(Object_Table, ClassifiesBodies) {
+  // The value's own tag, or the Type name of a dictionary; neither a Type
+  // that is no direct name nor an unknown one changes a dictionary's class.
   const std::pair<const char*, int32_t> cases[] = {
-      {"/Page", 6}, {"null", 1}, {"true", 3}, {"5", 4}, {"(s)", 5}, {"[1]", 7}, {"<<>>", 8}, {"4 0 R", 2},
-      {"<</Type/Catalog>>", 12}, {"<</Type/Pages>>", 16}, {"<</Type/Page>>", 17}, {"<</Type/Font>>", 26},
-      {"<</Type/FontDescriptor>>", 27}, {"<</Type/OCG>>", 24}, {"<</Type/OCMD>>", 25}, {"<</Type/Filespec>>", 20},
-      {"<</Type/Other>>", 8}, {"<</Type(Page)>>", 8},
-      {"<</Type 1 0 R>>", 8},  // an indirect Type isn't seen, though object 1 is /Page
+      {"5", PDF_Object_Type_Number},           {"<</Type/Catalog>>", PDF_Object_Type_Catalog},
+      {"<</Type/Pages>>", PDF_Object_Type_Pages}, {"<</Type/Page>>", PDF_Object_Type_Page},
+      {"<</Type/Other>>", PDF_Object_Type_Dictionary}, {"<</Type(Page)>>", PDF_Object_Type_Dictionary},
+      {"<</Type 1 0 R>>", PDF_Object_Type_Dictionary},  // an indirect Type isn't seen, though object 1 is /Page
   };
   uint32_t number = 1;
   for (const auto& c : cases) {
     EXPECT_EQ(PDF_Object_Get_Type(Add(std::to_string(number++) + " 0 obj " + c.first)), c.second) << c.first;
   }
-  // Streams: Subtype is asked first.
+  // Streams: Subtype is asked first, and an unknown pair leaves a plain stream.
   const struct {
     const char* type;
     const char* subtype;
     int32_t expected;
   } streams[] = {
-      {nullptr, nullptr, 9}, {"Metadata", nullptr, 14}, {"ObjStm", nullptr, 10}, {"XRef", nullptr, 11},
-      {"Metadata", "Image", 21}, {nullptr, "Form", 22}, {"X", "Y", 9},
+      {"Metadata", nullptr, PDF_Object_Type_Metadata}, {"Metadata", "Image", PDF_Object_Type_Image},
+      {"X", "Y", PDF_Object_Type_Stream},
   };
   for (const auto& s : streams) {
     PDF_Data_Object* value = nullptr;
-    ASSERT_EQ(PDF_Data_Object_Create(&value, file, PDF_Data_Type_Stream, nullptr), 0);
+    ASSERT_EQ(PDF_Data_Object_Create(&value, file, PDF_Data_Type_Stream, nullptr), PDF_RESULT_OK);
     PDF_Dictionary* dictionary = PDF_Stream_Get_Dictionary(static_cast<PDF_Stream*>(value->value));
     for (auto entry : {std::make_pair("Type", s.type), std::make_pair("Subtype", s.subtype)}) {
       if (entry.second != nullptr) PDF_Dictionary_Set_Name(dictionary, file, entry.first, entry.second);
@@ -135,7 +136,7 @@ TEST_F(Object_Table, ClassifiesBodies) {
     EXPECT_EQ(PDF_Object_Classify(value), s.expected);
     Delete(&value);
   }
-  EXPECT_EQ(PDF_Object_Classify(nullptr), 0);
+  EXPECT_EQ(PDF_Object_Classify(nullptr), PDF_Object_Type_Unknown);
 }
 
 TEST_F(Object_Table, ReferencesBindByNumberAloneAndForGood) {
