@@ -378,16 +378,4 @@ TEST(Catalog, MetadataMustBeAReferenceWhileNamesIsFollowed) {
   }
 }
 
-TEST(CatalogDeathTest, KidsThatLeadBackToTheirNodeExhaustTheStack) {
-  // Object 3 is the Names dictionary and also the root of its own tree, whose
-  // only kid is itself. The search has no guard against cycles and no depth
-  // limit: it recurses until the stack is gone.
-  Opened_Document opened(
-      Catalog_File("<< /Type /Catalog /Names 3 0 R >>", "<< /EmbeddedFiles 3 0 R /Kids [3 0 R] >>"), 3);
-  ASSERT_EQ(opened.result, PDF_RESULT_OK);
-  PDF_Dictionary* names = PDF_Catalog_Get_Names(PDF_File_Get_Catalog(opened.file()));
-  ASSERT_NE(names, nullptr);
-  EXPECT_DEATH(PDF_Names_Find_Embedded_File(names, "a.xml"), "");
-}
-
 }  // namespace
