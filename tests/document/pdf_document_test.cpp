@@ -26,19 +26,6 @@ const std::string kInput = [] {
   return builder.bytes;
 }();
 
-struct Release_Log {
-  Test_Allocator* allocator;
-  std::vector<void*> order;
-  void* fail_block;
-};
-
-int32_t Logging_Free(void* block, void* data) {
-  Release_Log* log = static_cast<Release_Log*>(data);
-  log->order.push_back(block);
-  if (block == log->fail_block) return -33;
-  return Test_Free(block, log->allocator);
-}
-
 PDF_Result Create(PDF_Document** document, Test_Allocator* allocator, Test_Counted_Input* input,
                   Test_Message_Log* log, int8_t level = 3) {
   return PDF_Document_Create(document, Test_Alloc, allocator, Test_Free, allocator, Test_Counted_Read, input,
@@ -196,48 +183,43 @@ TEST(Document, FailedOpenReleasesTheHalfBuiltHandle) {
 
 TEST(Document, ReleaseRunsInReverseOrderOfCreation) {
   Test_Allocator allocator{};
-  Release_Log releases{&allocator, {}, nullptr};
   Test_Message_Log log;
   Test_Counted_Input input{kInput, 0};
   PDF_Document* document = nullptr;
-  ASSERT_EQ(PDF_Document_Create(&document, Test_Alloc, &allocator, Logging_Free, &releases, Test_Counted_Read,
-                                &input, Test_Message_Callback, &log, 3),
-            0);
+  ASSERT_EQ(Create(&document, &allocator, &input, &log), PDF_RESULT_OK);
   std::vector<void*> expected = {document->file->header, document->file, document->read_data,
                                  document->message,      document,       document->memory};
-  releases.order.clear();
-  ASSERT_EQ(PDF_Document_Release(&document), 0);
+  allocator.released.clear();
+  ASSERT_EQ(PDF_Document_Release(&document), PDF_RESULT_OK);
   // The file's members (its header first) go before the file record; then
   // reader, reporter, handle and, last of all, the allocator itself.
   std::vector<size_t> positions;
   for (void* block : expected) {
-    auto found = std::find(releases.order.begin(), releases.order.end(), block);
-    ASSERT_NE(found, releases.order.end());
-    positions.push_back(static_cast<size_t>(found - releases.order.begin()));
+    auto found = std::find(allocator.released.begin(), allocator.released.end(), block);
+    ASSERT_NE(found, allocator.released.end());
+    positions.push_back(static_cast<size_t>(found - allocator.released.begin()));
   }
   EXPECT_EQ(positions.front(), 0u) << "the header is released first";
   EXPECT_TRUE(std::is_sorted(positions.begin(), positions.end()));
-  EXPECT_EQ(positions.back(), releases.order.size() - 1);
+  EXPECT_EQ(positions.back(), allocator.released.size() - 1);
   EXPECT_EQ(allocator.live, 0);
 }
 
 TEST(Document, FailedReleaseStopsAndKeepsTheHandle) {
   Test_Allocator allocator{};
-  Release_Log releases{&allocator, {}, nullptr};
   Test_Counted_Input input{kInput, 0};
   PDF_Document* document = nullptr;
-  ASSERT_EQ(PDF_Document_Create(&document, Test_Alloc, &allocator, Logging_Free, &releases, Test_Counted_Read,
-                                &input, nullptr, nullptr, 3),
-            0);
-  releases.fail_block = document->read_data;
+  ASSERT_EQ(Create(&document, &allocator, &input, nullptr), PDF_RESULT_OK);
+  allocator.refused_block = document->read_data;
+  allocator.refused_result = -33;
   EXPECT_EQ(PDF_Document_Release(&document), -33);
   ASSERT_NE(document, nullptr);
   EXPECT_EQ(memcmp(document->tag, "hfdp", 4), 0);
   EXPECT_EQ(document->file, nullptr);
   EXPECT_EQ(document->read_data, nullptr);  // the holder is cleared even on failure
   // The rest is still alive and can be released.
-  releases.fail_block = nullptr;
-  EXPECT_EQ(PDF_Document_Release(&document), 0);
+  allocator.refused_block = nullptr;
+  EXPECT_EQ(PDF_Document_Release(&document), PDF_RESULT_OK);
   EXPECT_EQ(allocator.live, 1);  // the reader whose free callback failed, freed by nobody
   Test_Allocator_Reclaim(&allocator);
 }

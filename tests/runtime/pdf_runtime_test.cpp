@@ -8,11 +8,6 @@
 
 namespace {
 
-int32_t Failing_Free(void* block, void*) {
-  free(block);
-  return -42;
-}
-
 TEST(PdfMemory, ContractOfCreateAllocFreeDelete) {
   Test_Allocator allocator{};
   PDF_Memory* memory = nullptr;
@@ -42,12 +37,14 @@ TEST(PdfMemory, ContractOfCreateAllocFreeDelete) {
   EXPECT_EQ(allocator.live, 0);
 
   // A failing release callback still clears the holder, and its code travels up.
-  ASSERT_EQ(PDF_Memory_Create(&memory, Test_Alloc, &allocator, Failing_Free, nullptr), 0);
+  ASSERT_EQ(PDF_Memory_Create(&memory, Test_Alloc, &allocator, Test_Free, &allocator), PDF_RESULT_OK);
+  allocator.free_result = -42;
   void* other = PDF_Memory_Alloc(memory, 8);
   EXPECT_EQ(PDF_Memory_Free(memory, &other), -42);
   EXPECT_EQ(other, nullptr);
   EXPECT_EQ(PDF_Memory_Delete(&memory), -42);
   EXPECT_EQ(memory, nullptr);
+  EXPECT_EQ(allocator.live, 0);
 }
 
 typedef Objects_Fixture PdfMessage;

@@ -24,6 +24,8 @@ void* Test_Alloc(uint64_t size, void* data) {
 int32_t Test_Free(void* block, void* data) {
   Test_Allocator* allocator = static_cast<Test_Allocator*>(data);
   if (block == nullptr) return PDF_RESULT_NOTHING_TO_FREE;
+  allocator->released.push_back(block);
+  if (block == allocator->refused_block) return allocator->refused_result;
   if (allocator->blocks.erase(block) == 0) {
     allocator->bad_frees += 1;
     return PDF_RESULT_NOTHING_TO_FREE;

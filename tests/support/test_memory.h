@@ -24,6 +24,9 @@ struct Test_Allocator {
   uint64_t refuse_above;        // requests above this size fail; 0: only sizes no machine gives
   int32_t free_result;          // answered by a release that succeeded (the block is freed all the same)
   uint64_t bad_frees;           // releases of blocks this allocator does not hold (not freed)
+  std::vector<void*> released;  // every release, in order
+  void* refused_block;          // its release frees nothing and answers refused_result
+  int32_t refused_result;
 };
 
 // A PDF_Memory over the allocator, without a block of its own.
