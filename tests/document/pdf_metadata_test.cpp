@@ -152,8 +152,9 @@ TEST(MetadataPacket, TolerantFailureHidesTheMetadataUntilTheNextLevelQuery) {
   EXPECT_EQ(opened.file()->metadata_failure, PDF_RESULT_XMP_REJECTED);
   // Not tolerant, the refusal is the result of both queries.
   Opened_Document strict(Metadata_Pdf("", packet.substr(0, packet.size() / 2)), 3);
-  EXPECT_EQ(Level_Query(strict.file()), "level -280 0 0 0");
-  EXPECT_EQ(Property_Query(strict.file(), kUpper, "DocumentType", 64).substr(0, 19), "DocumentType -280 0");
+  const std::string rejected = std::to_string(PDF_RESULT_XMP_REJECTED);
+  EXPECT_EQ(Level_Query(strict.file()), "level " + rejected + " 0 0 0");
+  EXPECT_EQ(Property_Query(strict.file(), kUpper, "DocumentType", 64).substr(0, 19), "DocumentType " + rejected + " 0");
 }
 
 TEST(MetadataPacket, BytesThatChangeAreParsedAgain) {

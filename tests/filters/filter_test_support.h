@@ -1,8 +1,6 @@
-// Shared by the filter tests: a PDF_Memory over the counting test allocator
-// that records the size of every request and whose release can be made to
-// answer a failure (after releasing the block all the same), a runner for the
-// whole-buffer decoders over it, and a fixture with a cross-reference table
-// for indirect Filter and DecodeParms values; zlib's deflate for input.
+// Shared by the filter tests: a runner for the whole-buffer decoders over the
+// test allocator, and a fixture with a cross-reference table for indirect
+// Filter and DecodeParms values; zlib's deflate for input.
 #ifndef INVOICE_EXTRACT_FILTER_TEST_SUPPORT_H
 #define INVOICE_EXTRACT_FILTER_TEST_SUPPORT_H
 
@@ -19,26 +17,6 @@
 #include "runtime/pdf_memory.h"
 #include "support/test_memory.h"
 #include "support/test_objects.h"
-
-struct Decoder_Memory {
-  Test_Allocator allocator{};
-  std::vector<uint64_t> sizes;  // every request, failed ones included
-  int32_t free_result = 0;
-  PDF_Memory memory{};
-};
-
-inline PDF_Memory* Decoder_Memory_Open(Decoder_Memory* recorder) {
-  recorder->memory.alloc = [](uint64_t size, void* data) {
-    static_cast<Decoder_Memory*>(data)->sizes.push_back(size);
-    return Test_Alloc(size, &static_cast<Decoder_Memory*>(data)->allocator);
-  };
-  recorder->memory.free = [](void* block, void* data) {
-    int32_t result = Test_Free(block, &static_cast<Decoder_Memory*>(data)->allocator);
-    return result != 0 ? result : static_cast<Decoder_Memory*>(data)->free_result;
-  };
-  recorder->memory.alloc_data = recorder->memory.free_data = recorder;
-  return &recorder->memory;
-}
 
 inline const uint8_t* Decoder_Bytes(const std::string& text) { return reinterpret_cast<const uint8_t*>(text.data()); }
 
@@ -68,21 +46,22 @@ struct Decode_Outcome {
 
 // Decodes, checks that a success leaves only the output and a failure no
 // output at all, and releases the output.
-inline Decode_Outcome Decoder_Run(Decode_Function decode, const std::string& input, Decoder_Memory* recorder) {
-  PDF_Memory* memory = Decoder_Memory_Open(recorder);
-  uint8_t* buffer = reinterpret_cast<uint8_t*>(recorder);  // must be cleared
+inline Decode_Outcome Decoder_Run(Decode_Function decode, const std::string& input, Test_Allocator* allocator) {
+  PDF_Memory test_memory = Test_Memory(allocator);
+  PDF_Memory* memory = &test_memory;
+  uint8_t* buffer = reinterpret_cast<uint8_t*>(allocator);  // must be cleared
   uint64_t length = 99;
   Decode_Outcome outcome{decode(memory, Decoder_Bytes(input), input.size(), &buffer, &length), "", {}, 0};
   if (outcome.result == 0) {
     outcome.output.assign(reinterpret_cast<const char*>(buffer), length);
-    EXPECT_EQ(recorder->allocator.live, 1);
+    EXPECT_EQ(allocator->live, 1);
     PDF_Memory_Free(memory, &buffer);
   } else {
     EXPECT_EQ(buffer, nullptr);
     EXPECT_EQ(length, 0u);
   }
-  outcome.sizes = recorder->sizes;
-  outcome.live_after_release = recorder->allocator.live;
+  outcome.sizes = allocator->sizes;
+  outcome.live_after_release = allocator->live;
   return outcome;
 }
 

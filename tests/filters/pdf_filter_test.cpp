@@ -38,8 +38,7 @@ TEST_F(Filter_Reading, TypeFromName) {
     const char* name;
     int code;
   } cases[] = {
-      {"/LZWDecode", 10}, {"/FlateDecode", 11}, {"/RunLengthDecode", 12}, {"/CCITTFaxDecode", 13}, {"/JBIG2Decode", 14},
-      {"/DCTDecode", 15}, {"/JPXDecode", 16}, {"/ASCIIHexDecode", 2}, {"/ASCII85Decode", 3}, {"/Crypt", 50},
+      {"/LZWDecode", PDF_Filter_Type_LZW}, {"/FlateDecode", PDF_Filter_Type_Flate}, {"/Crypt", PDF_Filter_Type_Crypt},
       // Abbreviations, other spellings and escaped forms are not recognised.
       {"/Fl", 0}, {"/AHx", 0}, {"/flatedecode", 0}, {"/FlateDecodeX", 0}, {"/Flate", 0}, {"/Flate#44ecode", 0},
   };
@@ -79,13 +78,13 @@ TEST_F(Filter_Reading, DefaultsKeysByTypeNarrowingAndRefusals) {
       {PDF_Filter_Type_Run_Length, "<</Predictor /Bad>>", 0, "12 | 1 1 8 1 | 0 0 1 0 1 0 0 0 | 0 255"},
       // Refusals end the reading at the bad key, in the order keys are read
       // rather than the order they stand in.
-      {PDF_Filter_Type_Flate, "<</Columns 4 /Predictor /Twelve>>", -54, "11 | 1 1 8 1 | 0 0 1 0 1 0 0 0 | 0 255"},
-      {PDF_Filter_Type_Flate, "<</Columns 11 0 R /Colors 3 /Predictor 12>>", -54,
+      {PDF_Filter_Type_Flate, "<</Columns 4 /Predictor /Twelve>>", PDF_RESULT_MALFORMED_FILTER, "11 | 1 1 8 1 | 0 0 1 0 1 0 0 0 | 0 255"},
+      {PDF_Filter_Type_Flate, "<</Columns 11 0 R /Colors 3 /Predictor 12>>", PDF_RESULT_MALFORMED_FILTER,
        "11 | 12 3 8 1 | 0 0 1 0 1 0 0 0 | 0 255"},
-      {PDF_Filter_Type_LZW, "<</Predictor 12 /EarlyChange false>>", -54, "10 | 1 1 8 1 | 0 0 1 0 1 0 0 0 | 0 255"},
-      {PDF_Filter_Type_CCITT_Fax, "<</K 4 /EndOfLine 1 /Columns 8>>", -54, "13 | 1 1 8 1 | 4 0 1 0 1728 0 0 0 | 0 255"},
-      {PDF_Filter_Type_JBIG2, "<</JBIG2Globals 7>>", -54, "14 | 1 1 8 1 | 0 0 1 0 1 0 0 0 | 0 255"},
-      {PDF_Filter_Type_DCT, "<</ColorTransform true>>", -54, "15 | 1 1 8 1 | 0 0 1 0 1 0 0 0 | 0 255"},
+      {PDF_Filter_Type_LZW, "<</Predictor 12 /EarlyChange false>>", PDF_RESULT_MALFORMED_FILTER, "10 | 1 1 8 1 | 0 0 1 0 1 0 0 0 | 0 255"},
+      {PDF_Filter_Type_CCITT_Fax, "<</K 4 /EndOfLine 1 /Columns 8>>", PDF_RESULT_MALFORMED_FILTER, "13 | 1 1 8 1 | 4 0 1 0 1728 0 0 0 | 0 255"},
+      {PDF_Filter_Type_JBIG2, "<</JBIG2Globals 7>>", PDF_RESULT_MALFORMED_FILTER, "14 | 1 1 8 1 | 0 0 1 0 1 0 0 0 | 0 255"},
+      {PDF_Filter_Type_DCT, "<</ColorTransform true>>", PDF_RESULT_MALFORMED_FILTER, "15 | 1 1 8 1 | 0 0 1 0 1 0 0 0 | 0 255"},
   };
   for (const auto& c : cases) {
     PDF_Data_Object* parms = c.parms.empty() ? nullptr : Value(c.parms);
@@ -108,8 +107,8 @@ TEST_F(Filter_Reading, FilterCount) {
       {"/Filter [1 (two) 3 0 R]", 0, 3},  // elements are not looked at
       {"/Filter 9 0 R", 0, 1}, {"/Filter 10 0 R", 0, 2},
       {"/Filter 99 0 R", 0, 0},  // leads nowhere: no filter
-      {"/Filter 5", -52, 77},    // count not written
-      {"/Filter (FlateDecode)", -52, 77}, {"/Filter <</A 1>>", -52, 77}, {"/Filter 11 0 R", -52, 77},
+      {"/Filter 5", PDF_RESULT_BAD_LENGTH_OR_FILTER, 77},    // count not written
+      {"/Filter (FlateDecode)", PDF_RESULT_BAD_LENGTH_OR_FILTER, 77}, {"/Filter <</A 1>>", PDF_RESULT_BAD_LENGTH_OR_FILTER, 77}, {"/Filter 11 0 R", PDF_RESULT_BAD_LENGTH_OR_FILTER, 77},
   };
   for (const auto& c : cases) {
     PDF_Data_Object* object = Stream(c.entries);
@@ -136,7 +135,7 @@ TEST_F(Filter_Reading, FilterTableInBothForms) {
       {"/Filter /FlateDecode /DecodeParms 8 0 R", 0, {{11, 12, 1, 1}}},
       {"/Filter /FlateDecode /DecodeParms 5", 0, {{11, 1, 1, 1}}},
       {"/Filter 9 0 R /DecodeParms <</EarlyChange 0>>", 0, {{10, 1, 0, 1}}},
-      {"/Filter /FlateDecode /DecodeParms <</Predictor (12)>>", -54, {{11, 1, 1, 1}}},
+      {"/Filter /FlateDecode /DecodeParms <</Predictor (12)>>", PDF_RESULT_MALFORMED_FILTER, {{11, 1, 1, 1}}},
       {"/Filter /AHx /DecodeParms <</Predictor 12>>", 0, {{0, 1, 1, 1}}},
       // An array: a shorter parameter array leaves defaults; a lone dictionary
       // or a number beside it is refused, null or a reference to nothing not.
@@ -148,17 +147,17 @@ TEST_F(Filter_Reading, FilterTableInBothForms) {
       {"/Filter [/FlateDecode /FlateDecode] /DecodeParms [<</Predictor 12>>]", 0, {{11, 12, 1, 1}, {11, 1, 1, 1}}},
       {"/Filter 10 0 R /DecodeParms [<</Predictor 2>> <</EarlyChange 0>>]", 0, {{11, 2, 1, 1}, {10, 1, 0, 1}}},
       {"/Filter [/FlateDecode] /DecodeParms 8 0 R", 0, {{11, 12, 1, 1}}},
-      {"/Filter [/FlateDecode] /DecodeParms <</Predictor 12>>", -54, {}},
-      {"/Filter [/FlateDecode] /DecodeParms 5", -54, {}},
+      {"/Filter [/FlateDecode] /DecodeParms <</Predictor 12>>", PDF_RESULT_MALFORMED_FILTER, {}},
+      {"/Filter [/FlateDecode] /DecodeParms 5", PDF_RESULT_MALFORMED_FILTER, {}},
       {"/Filter [/FlateDecode] /DecodeParms null", 0, {{11, 1, 1, 1}}},
       {"/Filter [/FlateDecode] /DecodeParms 99 0 R", 0, {{11, 1, 1, 1}}},
-      {"/Filter [/FlateDecode 9 0 R]", -54, {{11, 1, 1, 1}}},  // an indirect name in the array
-      {"/Filter [(FlateDecode)]", -54, {}},
-      {"/Filter [/FlateDecode /LZWDecode] /DecodeParms [<</Predictor 12>> <</EarlyChange /No>>]", -54,
+      {"/Filter [/FlateDecode 9 0 R]", PDF_RESULT_MALFORMED_FILTER, {{11, 1, 1, 1}}},  // an indirect name in the array
+      {"/Filter [(FlateDecode)]", PDF_RESULT_MALFORMED_FILTER, {}},
+      {"/Filter [/FlateDecode /LZWDecode] /DecodeParms [<</Predictor 12>> <</EarlyChange /No>>]", PDF_RESULT_MALFORMED_FILTER,
        {{11, 12, 1, 1}, {10, 1, 1, 1}}},
       // Neither.
-      {"/Filter (FlateDecode)", -54, {}},
-      {"/Filter 3", -54, {}},
+      {"/Filter (FlateDecode)", PDF_RESULT_MALFORMED_FILTER, {}},
+      {"/Filter 3", PDF_RESULT_MALFORMED_FILTER, {}},
   };
   for (const auto& c : cases) {
     PDF_Data_Object* object = Stream(c.entries);
@@ -176,14 +175,14 @@ TEST_F(Filter_Reading, FilterTableInBothForms) {
 
 TEST_F(Filter_Reading, MissingArguments) {
   EXPECT_EQ(PDF_Filter_Type_From_Name(nullptr), PDF_Filter_Type_None);
-  EXPECT_EQ(PDF_Filter_Parms_Read(nullptr, nullptr), -500);
+  EXPECT_EQ(PDF_Filter_Parms_Read(nullptr, nullptr), PDF_RESULT_INVALID_ARGUMENT);
   uint32_t count = 77;
   PDF_Filter_Parms record;
-  EXPECT_EQ(PDF_Stream_Get_Filter_Count(nullptr, &count), -500);
-  EXPECT_EQ(PDF_Stream_Get_Filter_Table(nullptr, &record), -500);
+  EXPECT_EQ(PDF_Stream_Get_Filter_Count(nullptr, &count), PDF_RESULT_INVALID_ARGUMENT);
+  EXPECT_EQ(PDF_Stream_Get_Filter_Table(nullptr, &record), PDF_RESULT_INVALID_ARGUMENT);
   PDF_Data_Object* object = Stream("/Filter /FlateDecode");
-  EXPECT_EQ(PDF_Stream_Get_Filter_Count(Of(object), nullptr), -500);
-  EXPECT_EQ(PDF_Stream_Get_Filter_Table(Of(object), nullptr), -500);
+  EXPECT_EQ(PDF_Stream_Get_Filter_Count(Of(object), nullptr), PDF_RESULT_INVALID_ARGUMENT);
+  EXPECT_EQ(PDF_Stream_Get_Filter_Table(Of(object), nullptr), PDF_RESULT_INVALID_ARGUMENT);
   Delete(&object);
   // Without a filter nothing is written, and no table is needed: that test
   // comes after the one for a filter.

@@ -20,8 +20,8 @@ std::string Padded(const std::string& data, size_t input_size) {
   return input;
 }
 
-Decode_Outcome Decode(const std::string& input, Decoder_Memory* recorder = nullptr) {
-  Decoder_Memory fresh;
+Decode_Outcome Decode(const std::string& input, Test_Allocator* recorder = nullptr) {
+  Test_Allocator fresh{};
   return Decoder_Run(PDF_Flate_Decode, input, recorder != nullptr ? recorder : &fresh);
 }
 
@@ -77,11 +77,11 @@ TEST(PdfFlate, BadDataGivesNoOutput) {
     std::string input;
     PDF_Result result;
   } cases[] = {
-      {"cut in the middle", good.substr(0, good.size() / 2), -300},
-      {"cut after much output", long_run.substr(0, long_run.size() - 60), -300},
-      {"bad checksum", bad_check, -300},
-      {"no header", good.substr(2), -300},
-      {"empty input asks for 0 bytes", "", -7},
+      {"cut in the middle", good.substr(0, good.size() / 2), PDF_RESULT_BAD_COMPRESSED_DATA},
+      {"cut after much output", long_run.substr(0, long_run.size() - 60), PDF_RESULT_BAD_COMPRESSED_DATA},
+      {"bad checksum", bad_check, PDF_RESULT_BAD_COMPRESSED_DATA},
+      {"no header", good.substr(2), PDF_RESULT_BAD_COMPRESSED_DATA},
+      {"empty input asks for 0 bytes", "", PDF_RESULT_OUT_OF_MEMORY},
   };
   for (const Case& c : cases) {
     Decode_Outcome outcome = Decode(c.input);
@@ -93,43 +93,20 @@ TEST(PdfFlate, BadDataGivesNoOutput) {
 TEST(PdfFlate, FailedAllocationOrReleaseOnAnyPassLeavesNothing) {
   std::string input = Padded(std::string(1000, 'a'), 100);
   for (uint64_t n = 1; n <= 5; ++n) {
-    Decoder_Memory recorder;
-    recorder.allocator.fail_at = n;
+    Test_Allocator recorder{};
+    recorder.fail_at = n;
     Decode_Outcome outcome = Decode(input, &recorder);
-    EXPECT_EQ(outcome.result, -7) << n;
+    EXPECT_EQ(outcome.result, PDF_RESULT_OUT_OF_MEMORY) << n;
     EXPECT_EQ(outcome.sizes.size(), n) << n;
     EXPECT_EQ(outcome.live_after_release, 0) << n;
   }
   // The failed release of a buffer that was too small is returned.
-  Decoder_Memory recorder;
+  Test_Allocator recorder{};
   recorder.free_result = -42;
   Decode_Outcome outcome = Decode(input, &recorder);
   EXPECT_EQ(outcome.result, -42);
   EXPECT_EQ(outcome.sizes.size(), 1u);
   EXPECT_EQ(outcome.live_after_release, 0);
-}
-
-// An allocator that refuses every request above a size (none when 0) and
-// records every request.
-struct Capped_Memory {
-  Test_Allocator allocator{};
-  uint64_t refuse_above = 0;
-  std::vector<uint64_t> sizes;
-  PDF_Memory memory{};
-};
-
-PDF_Memory* Capped_Memory_Open(Capped_Memory* capped) {
-  capped->memory.alloc = [](uint64_t size, void* data) -> void* {
-    Capped_Memory* self = static_cast<Capped_Memory*>(data);
-    self->sizes.push_back(size);
-    if (self->refuse_above != 0 && size > self->refuse_above) return nullptr;
-    return Test_Alloc(size, &self->allocator);
-  };
-  capped->memory.free = [](void* block, void* data) {
-    return Test_Free(block, &static_cast<Capped_Memory*>(data)->allocator);
-  };
-  capped->memory.alloc_data = capped->memory.free_data = capped;
-  return &capped->memory;
 }
 
 TEST(PdfFlate, NoCeilingButTheAllocator) {
@@ -147,9 +124,10 @@ TEST(PdfFlate, NoCeilingButTheAllocator) {
       {"until the allocator runs dry", uint64_t(4) << 20, PDF_RESULT_OUT_OF_MEMORY},
   };
   for (const auto& c : cases) {
-    Capped_Memory capped;
+    Test_Allocator capped{};
     capped.refuse_above = c.refuse_above;
-    PDF_Memory* memory = Capped_Memory_Open(&capped);
+    PDF_Memory test_memory = Test_Memory(&capped);
+    PDF_Memory* memory = &test_memory;
     uint8_t* buffer = nullptr;
     uint64_t length = 0;
     EXPECT_EQ(PDF_Flate_Decode(memory, Decoder_Bytes(input), input.size(), &buffer, &length), c.result) << c.name;
@@ -168,21 +146,22 @@ TEST(PdfFlate, NoCeilingButTheAllocator) {
       EXPECT_GT(capped.sizes.back(), c.refuse_above) << c.name << ": the refused request ended it";
       EXPECT_LE(capped.sizes[capped.sizes.size() - 2], c.refuse_above) << c.name;
     }
-    EXPECT_EQ(capped.allocator.live, 0) << c.name;
+    EXPECT_EQ(capped.live, 0) << c.name;
   }
 }
 
 TEST(PdfFlate, RefusesMissingArguments) {
-  Decoder_Memory recorder;
-  PDF_Memory* memory = Decoder_Memory_Open(&recorder);
+  Test_Allocator recorder{};
+  PDF_Memory test_memory = Test_Memory(&recorder);
+  PDF_Memory* memory = &test_memory;
   std::string input = Deflate("abc");
   uint8_t* buffer = nullptr;
   uint64_t length = 0;
-  EXPECT_EQ(PDF_Flate_Decode(memory, Decoder_Bytes(input), input.size(), nullptr, &length), -500);
-  EXPECT_EQ(PDF_Flate_Decode(memory, Decoder_Bytes(input), input.size(), &buffer, nullptr), -500);
-  EXPECT_EQ(PDF_Flate_Decode(memory, nullptr, 5, &buffer, &length), -500);
-  EXPECT_EQ(PDF_Flate_Decode(nullptr, Decoder_Bytes(input), input.size(), &buffer, &length), -7);
-  EXPECT_EQ(recorder.allocator.requests, 0u);
+  EXPECT_EQ(PDF_Flate_Decode(memory, Decoder_Bytes(input), input.size(), nullptr, &length), PDF_RESULT_INVALID_ARGUMENT);
+  EXPECT_EQ(PDF_Flate_Decode(memory, Decoder_Bytes(input), input.size(), &buffer, nullptr), PDF_RESULT_INVALID_ARGUMENT);
+  EXPECT_EQ(PDF_Flate_Decode(memory, nullptr, 5, &buffer, &length), PDF_RESULT_INVALID_ARGUMENT);
+  EXPECT_EQ(PDF_Flate_Decode(nullptr, Decoder_Bytes(input), input.size(), &buffer, &length), PDF_RESULT_OUT_OF_MEMORY);
+  EXPECT_EQ(recorder.requests, 0u);
 }
 
 }  // namespace

@@ -16,7 +16,7 @@ typedef std::vector<uint64_t> Sizes;
 // Decodes and releases the output. The requests are the first buffer, the
 // state, the table, then one buffer per growth; only the buffers are kept.
 Decode_Outcome Decode(const std::string& input) {
-  Decoder_Memory recorder;
+  Test_Allocator recorder{};
   Decode_Outcome outcome = Decoder_Run(PDF_LZW_Decode, input, &recorder);
   if (outcome.sizes.size() >= 3) outcome.sizes.erase(outcome.sizes.begin() + 1, outcome.sizes.begin() + 3);
   return outcome;
@@ -115,18 +115,18 @@ TEST(PdfLzw, CodesAndFailures) {
       {"entries survive a clear code", Test_LZW_Pack({256, 'A', 'B', 'C', 256, 'X', 259, 257}), 0, "ABCXBC"},
       // Entries 258 to 4095, all of them, filled; the end code still ends.
       {"last entry of the table", Test_LZW_Pack(full_table_ended), 0, full_text},
-      {"all entries used and no clear code", Test_LZW_Pack(overfull_table), -300, ""},
+      {"all entries used and no clear code", Test_LZW_Pack(overfull_table), PDF_RESULT_BAD_COMPRESSED_DATA, ""},
       // The old bit order is marked by a zero byte and a byte with its low bit set.
-      {"old bit order 00 01", std::string("\x00\x01\x80\x40", 4), -301, ""},
-      {"00 02: literal 0 without a clear code", std::string("\x00\x02", 2), -300, ""},
-      {"01 01: literal 2 without a clear code", std::string("\x01\x01", 2), -300, ""},
+      {"old bit order 00 01", std::string("\x00\x01\x80\x40", 4), PDF_RESULT_OLD_LZW, ""},
+      {"00 02: literal 0 without a clear code", std::string("\x00\x02", 2), PDF_RESULT_BAD_COMPRESSED_DATA, ""},
+      {"01 01: literal 2 without a clear code", std::string("\x01\x01", 2), PDF_RESULT_BAD_COMPRESSED_DATA, ""},
       {"lone zero byte: no mark and no whole code", std::string("\x00", 1), 0, ""},
-      {"first code a string code", Test_LZW_Pack({258, 257}), -300, ""},
-      {"code of an entry not in use", Test_LZW_Pack({256, 'A', 300, 257}), -300, ""},
+      {"first code a string code", Test_LZW_Pack({258, 257}), PDF_RESULT_BAD_COMPRESSED_DATA, ""},
+      {"code of an entry not in use", Test_LZW_Pack({256, 'A', 300, 257}), PDF_RESULT_BAD_COMPRESSED_DATA, ""},
       // 259 survives the second clear code as "BC"; filling entry 259 again
       // while 259 is the previous code makes it its own prefix, and its chain
       // is longer than its length.
-      {"chain longer than the string", Test_LZW_Pack({256, 'A', 'B', 'C', 256, 'X', 259, 259, 257}), -300, ""},
+      {"chain longer than the string", Test_LZW_Pack({256, 'A', 'B', 'C', 256, 'X', 259, 259, 257}), PDF_RESULT_BAD_COMPRESSED_DATA, ""},
   };
   for (const Case& c : cases) {
     Decode_Outcome outcome = Decode(c.input);
@@ -143,26 +143,29 @@ TEST(PdfLzw, EarlyChangeZeroIsDecodedAsOne) {
   std::string late = Test_LZW_Encode(Words(20000), 0);
   ASSERT_NE(late, Test_LZW_Encode(Words(20000), 1));
   Decode_Outcome outcome = Decode(late);
-  EXPECT_FALSE(outcome.result == 0 && outcome.output == Words(20000));
+  // Read one code too soon, the codes past that point no longer make sense.
+  EXPECT_EQ(outcome.result, PDF_RESULT_BAD_COMPRESSED_DATA);
   EXPECT_EQ(outcome.live_after_release, 0);
 }
 
 TEST(PdfLzw, RefusesMissingArguments) {
-  Decoder_Memory recorder;
-  PDF_Memory* memory = Decoder_Memory_Open(&recorder);
+  Test_Allocator recorder{};
+  PDF_Memory test_memory = Test_Memory(&recorder);
+  PDF_Memory* memory = &test_memory;
   std::string input = Test_LZW_Encode("abc");
   uint8_t* buffer = nullptr;
   uint64_t length = 0;
-  EXPECT_EQ(PDF_LZW_Decode(nullptr, Decoder_Bytes(input), input.size(), &buffer, &length), -500);
-  EXPECT_EQ(PDF_LZW_Decode(memory, Decoder_Bytes(input), input.size(), nullptr, &length), -500);
-  EXPECT_EQ(PDF_LZW_Decode(memory, Decoder_Bytes(input), input.size(), &buffer, nullptr), -500);
-  EXPECT_EQ(PDF_LZW_Decode(memory, nullptr, 3, &buffer, &length), -500);
-  EXPECT_EQ(recorder.allocator.requests, 0u);
+  EXPECT_EQ(PDF_LZW_Decode(nullptr, Decoder_Bytes(input), input.size(), &buffer, &length), PDF_RESULT_INVALID_ARGUMENT);
+  EXPECT_EQ(PDF_LZW_Decode(memory, Decoder_Bytes(input), input.size(), nullptr, &length), PDF_RESULT_INVALID_ARGUMENT);
+  EXPECT_EQ(PDF_LZW_Decode(memory, Decoder_Bytes(input), input.size(), &buffer, nullptr), PDF_RESULT_INVALID_ARGUMENT);
+  EXPECT_EQ(PDF_LZW_Decode(memory, nullptr, 3, &buffer, &length), PDF_RESULT_INVALID_ARGUMENT);
+  EXPECT_EQ(recorder.requests, 0u);
 }
 
 TEST(PdfLzw, RunStagesOnOneSource) {
-  Decoder_Memory recorder;
-  PDF_Memory* memory = Decoder_Memory_Open(&recorder);
+  Test_Allocator recorder{};
+  PDF_Memory test_memory = Test_Memory(&recorder);
+  PDF_Memory* memory = &test_memory;
   std::string input = Test_LZW_Pack({256, 'A', 258, 257});
   PDF_LZW_Source source = {};
   ASSERT_EQ(PDF_LZW_Setup(memory, &source, Decoder_Bytes(input), input.size()), 0);
@@ -186,17 +189,17 @@ TEST(PdfLzw, RunStagesOnOneSource) {
   EXPECT_EQ(count, 77u);
   EXPECT_EQ(PDF_LZW_Cleanup(memory, &source), 0);
   EXPECT_EQ(source.state, nullptr);
-  EXPECT_EQ(recorder.allocator.live, 0);
+  EXPECT_EQ(recorder.live, 0);
 }
 
 TEST(PdfLzw, EveryFailedAllocationLeavesNothing) {
   // The buffer, the state, the table, and the buffers of later passes.
   std::string encoded = Test_LZW_Encode(std::string(5000, 'x'));
   for (uint64_t n = 1; n <= 11; ++n) {
-    Decoder_Memory recorder;
-    recorder.allocator.fail_at = n;
+    Test_Allocator recorder{};
+    recorder.fail_at = n;
     Decode_Outcome outcome = Decoder_Run(PDF_LZW_Decode, encoded, &recorder);
-    EXPECT_EQ(outcome.result, -7) << n;
+    EXPECT_EQ(outcome.result, PDF_RESULT_OUT_OF_MEMORY) << n;
     EXPECT_EQ(outcome.sizes.size(), n) << n;
     EXPECT_EQ(outcome.live_after_release, 0) << n;
   }

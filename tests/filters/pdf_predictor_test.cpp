@@ -65,14 +65,14 @@ TEST(PdfPredictor, Decode) {
       {"row size wraps to 0", 10, 2, 0x80000000u, {0, 0, 0}, 0, {}},
       {"empty", 10, 1, 4, {}, 0, {}},
       // The first row stays rewritten.
-      {"unknown tag in row 2", 10, 1, 3, {1, 1, 2, 3, 5, 4, 5, 6}, -54, {1, 3, 6, 3, 5, 4, 5, 6}},
-      {"unknown tag 255", 10, 1, 3, {255, 1, 2, 3}, -54, {255, 1, 2, 3}},
-      {"unknown tag on a tag-only row", 10, 1, 3, {0, 1, 2, 3, 9}, -54, {1, 2, 3, 3, 9}},
+      {"unknown tag in row 2", 10, 1, 3, {1, 1, 2, 3, 5, 4, 5, 6}, PDF_RESULT_MALFORMED_FILTER, {1, 3, 6, 3, 5, 4, 5, 6}},
+      {"unknown tag 255", 10, 1, 3, {255, 1, 2, 3}, PDF_RESULT_MALFORMED_FILTER, {255, 1, 2, 3}},
+      {"unknown tag on a tag-only row", 10, 1, 3, {0, 1, 2, 3, 9}, PDF_RESULT_MALFORMED_FILTER, {1, 2, 3, 3, 9}},
       // Unknown predictors leave everything alone.
-      {"predictor 0", 0, 1, 4, {0, 1, 2, 3}, -54, {0, 1, 2, 3}},
-      {"predictor 3", 3, 1, 4, {0, 1, 2, 3}, -54, {0, 1, 2, 3}},
-      {"predictor 9", 9, 1, 4, {0, 1, 2, 3}, -54, {0, 1, 2, 3}},
-      {"predictor 16", 16, 1, 4, {0, 1, 2, 3}, -54, {0, 1, 2, 3}},
+      {"predictor 0", 0, 1, 4, {0, 1, 2, 3}, PDF_RESULT_MALFORMED_FILTER, {0, 1, 2, 3}},
+      {"predictor 3", 3, 1, 4, {0, 1, 2, 3}, PDF_RESULT_MALFORMED_FILTER, {0, 1, 2, 3}},
+      {"predictor 9", 9, 1, 4, {0, 1, 2, 3}, PDF_RESULT_MALFORMED_FILTER, {0, 1, 2, 3}},
+      {"predictor 16", 16, 1, 4, {0, 1, 2, 3}, PDF_RESULT_MALFORMED_FILTER, {0, 1, 2, 3}},
   };
   for (const auto& c : cases) {
     Bytes buffer = c.input;
@@ -96,8 +96,8 @@ TEST(PdfPredictor, NoneAndMissingArguments) {
   EXPECT_EQ(PDF_Predictor_Decode(buffer.data(), buffer.size(), 1, 4, 1, &length), 0);
   EXPECT_EQ(length, 777u);
   EXPECT_EQ(buffer, (Bytes{0, 1, 2, 3}));
-  EXPECT_EQ(PDF_Predictor_Decode(nullptr, 4, 1, 4, 10, &length), -500);
-  EXPECT_EQ(PDF_Predictor_Decode(buffer.data(), buffer.size(), 1, 4, 2, nullptr), -500);
+  EXPECT_EQ(PDF_Predictor_Decode(nullptr, 4, 1, 4, 10, &length), PDF_RESULT_INVALID_ARGUMENT);
+  EXPECT_EQ(PDF_Predictor_Decode(buffer.data(), buffer.size(), 1, 4, 2, nullptr), PDF_RESULT_INVALID_ARGUMENT);
 }
 
 }  // namespace

@@ -81,27 +81,27 @@ TEST_F(Chain, DecodesInOrderAndStrikesWhatItDecoded) {
       // Passed over, or refused before or after a decoded step. The next
       // filter runs on the bytes as they are.
       {"/Filter [/FlateDecode /ASCII85Decode]", Deflate(kText), 0, kText, "[/ASCII85Decode]", "", false},
-      {"/Filter [/ASCII85Decode /FlateDecode]", kText, -300, kText, "[/ASCII85Decode /FlateDecode]", "", false},
+      {"/Filter [/ASCII85Decode /FlateDecode]", kText, PDF_RESULT_BAD_COMPRESSED_DATA, kText, "[/ASCII85Decode /FlateDecode]", "", false},
       {"/Filter [/ASCII85Decode /FlateDecode] /DecodeParms [null <</Columns 3>>]", Deflate(kText), 0, kText,
        "[/ASCII85Decode]", "[null]", false},
       {"/Filter /Fl", kText, 0, kText, "/Fl", "", false},
-      {"/Filter [/ASCII85Decode /FlateDecode]", Deflate(kText), -107, Deflate(kText), "[/ASCII85Decode /FlateDecode]",
+      {"/Filter [/ASCII85Decode /FlateDecode]", Deflate(kText), PDF_RESULT_UNSUPPORTED_FILTER, Deflate(kText), "[/ASCII85Decode /FlateDecode]",
        "", true, "unsupported stream filter (3)"},
-      {"/Filter [/FlateDecode /AHx]", Deflate(kText), -107, kText, "[/AHx]", "", true, "unsupported stream filter (0)"},
-      {"/Filter /Crypt", kText, -107, kText, "/Crypt", "", true, "unsupported stream filter (50)"},
-      {"/Filter [/DCTDecode] /DecodeParms [<</ColorTransform 1>>]", kText, -107, kText, "[/DCTDecode]",
+      {"/Filter [/FlateDecode /AHx]", Deflate(kText), PDF_RESULT_UNSUPPORTED_FILTER, kText, "[/AHx]", "", true, "unsupported stream filter (0)"},
+      {"/Filter /Crypt", kText, PDF_RESULT_UNSUPPORTED_FILTER, kText, "/Crypt", "", true, "unsupported stream filter (50)"},
+      {"/Filter [/DCTDecode] /DecodeParms [<</ColorTransform 1>>]", kText, PDF_RESULT_UNSUPPORTED_FILTER, kText, "[/DCTDecode]",
        "[<</ColorTransform 1>>]", true, "unsupported stream filter (15)"},
       // With n decodable filters the removal at the first index not below the
       // entries left fails with -25, after all the decoding; with three the
       // middle one strikes the wrong entry. A shorter parameter array fails
       // its removal too.
-      {"/Filter [/FlateDecode /FlateDecode]", twice, -25, kText, "[/FlateDecode]"},
+      {"/Filter [/FlateDecode /FlateDecode]", twice, PDF_RESULT_INDEX_OUT_OF_RANGE, kText, "[/FlateDecode]"},
       {"/Filter [/FlateDecode /LZWDecode /FlateDecode] /DecodeParms [<</Columns 10>> <</Columns 11>> <</Columns 12>>]",
        Deflate(LZW(Deflate(kText))), -25, kText, "[/LZWDecode]", "[<</Columns 11>>]"},
-      {"/Filter [/ASCII85Decode /FlateDecode] /DecodeParms [null]", Deflate(kText), -25, kText, "[/ASCII85Decode]",
+      {"/Filter [/ASCII85Decode /FlateDecode] /DecodeParms [null]", Deflate(kText), PDF_RESULT_INDEX_OUT_OF_RANGE, kText, "[/ASCII85Decode]",
        "[null]", false},
-      {"/Filter /FlateDecode", bad, -300, bad, "/FlateDecode"},
-      {"/Filter /LZWDecode", old, -301, old, "/LZWDecode"},
+      {"/Filter /FlateDecode", bad, PDF_RESULT_BAD_COMPRESSED_DATA, bad, "/FlateDecode"},
+      {"/Filter /LZWDecode", old, PDF_RESULT_OLD_LZW, old, "/LZWDecode"},
       {"/Filter /FlateDecode /DecodeParms <</Predictor 12 /BitsPerComponent 264 /Columns 4>>", Deflate(kPng_Rows), 0,
        kPng_Decoded},  // 264 is 8
       {"/Filter /FlateDecode /DecodeParms <</BitsPerComponent 1>>", Deflate(kText), 0, kText},
@@ -109,12 +109,12 @@ TEST_F(Chain, DecodesInOrderAndStrikesWhatItDecoded) {
       {"", kText, 0, ""},
       {"/Filter 5", kText, 0, "", "5"},
       {"/Filter (FlateDecode)", kText, 0, "", "?"},
-      {"/Filter [/FlateDecode 19 0 R]", kText, -54, "", "[/FlateDecode R]"},
-      {"/Filter [/FlateDecode] /DecodeParms <</Columns 4>>", kText, -54, "", "[/FlateDecode]", "<</Columns 4>>"},
+      {"/Filter [/FlateDecode 19 0 R]", kText, PDF_RESULT_MALFORMED_FILTER, "", "[/FlateDecode R]"},
+      {"/Filter [/FlateDecode] /DecodeParms <</Columns 4>>", kText, PDF_RESULT_MALFORMED_FILTER, "", "[/FlateDecode]", "<</Columns 4>>"},
       // Empty: LZW decodes nothing into a buffer, and the release of the
       // missing raw data fails; Flate can't have a buffer of no bytes.
-      {"/Filter /LZWDecode", "", -8, "", "/LZWDecode", "", false},
-      {"/Filter /FlateDecode", "", -7, "", "/FlateDecode", "", false},
+      {"/Filter /LZWDecode", "", PDF_RESULT_NOTHING_TO_FREE, "", "/LZWDecode", "", false},
+      {"/Filter /FlateDecode", "", PDF_RESULT_OUT_OF_MEMORY, "", "/FlateDecode", "", false},
       {"/Filter /Fl", "", 0, "", "/Fl", "", false},
   };
   for (const auto& c : cases) {
@@ -148,13 +148,13 @@ TEST_F(Chain, AfterMinus25TheLeftoverFilterRunsOnDecodedBytes) {
   // The indirect array is shortened in its own object.
   PDF_Data_Object* object = Stream("/Filter 20 0 R", Deflate(Deflate(kText)));
   PDF_Stream* stream = Of(object);
-  ASSERT_EQ(PDF_Stream_Decode(stream, true), -25);
+  ASSERT_EQ(PDF_Stream_Decode(stream, true), PDF_RESULT_INDEX_OUT_OF_RANGE);
   ASSERT_EQ(Data(stream), kText) << "fully decoded all the same";
   EXPECT_EQ(Entry(stream, "Filter"), "R");
   PDF_Data_Object* target = PDF_Object_Get_Value(PDF_Xref_Table_Get_Object(file->xref_table->table, 20, 0));
   EXPECT_EQ(Describe(target), "[/FlateDecode]");
   // One filter is still named: the next run decodes plain text.
-  EXPECT_EQ(PDF_Stream_Decode(stream, true), -300);
+  EXPECT_EQ(PDF_Stream_Decode(stream, true), PDF_RESULT_BAD_COMPRESSED_DATA);
   EXPECT_EQ(Data(stream), kText);
   Delete(&object);
 }
@@ -179,29 +179,29 @@ TEST_F(Chain, PredictorFailuresComeAfterTheRawDataIsGone) {
     PDF_Data_Object* object = Stream("/Filter /FlateDecode /DecodeParms " + parms, raw);
     PDF_Stream* stream = Of(object);
     // -99 for 16 bits, -54 for the unknown predictor and the unknown row tag.
-    EXPECT_EQ(PDF_Stream_Decode(stream, true), parms.find("16") != std::string::npos ? -99 : -54) << parms;
+    EXPECT_EQ(PDF_Stream_Decode(stream, true), parms.find("16") != std::string::npos ? PDF_RESULT_NOT_SINGLE_BYTE : PDF_RESULT_MALFORMED_FILTER) << parms;
     EXPECT_EQ(Entry(stream, "Filter"), "/FlateDecode") << parms;
     EXPECT_EQ(stream->data, nullptr) << parms << ": no data left";
     EXPECT_EQ(stream->length, raw.size()) << parms << ": length as it was";
     EXPECT_EQ(Entry(stream, "Length"), std::to_string(raw.size())) << parms;
-    EXPECT_EQ(PDF_Stream_Load(stream), -10) << parms << ": nothing to load from";
-    EXPECT_EQ(PDF_Stream_Decode(stream, true), -10) << parms;
+    EXPECT_EQ(PDF_Stream_Load(stream), PDF_RESULT_UNREADABLE) << parms << ": nothing to load from";
+    EXPECT_EQ(PDF_Stream_Decode(stream, true), PDF_RESULT_UNREADABLE) << parms;
     Delete(&object);
   }
 }
 
 TEST_F(Chain, NullArguments) {
-  EXPECT_EQ(PDF_Stream_Decode(nullptr, true), -500);
+  EXPECT_EQ(PDF_Stream_Decode(nullptr, true), PDF_RESULT_INVALID_ARGUMENT);
   EXPECT_EQ(PDF_Stream_Get_Data(nullptr), nullptr);
   EXPECT_FALSE(PDF_Stream_Is_Plain_Flate(nullptr));
   PDF_Data_Object* object = Stream("/Filter /FlateDecode", Deflate(kText));
   PDF_Stream* stream = Of(object);
   PDF_Filter_Parms record{};
   record.type = PDF_Filter_Type_Flate;
-  EXPECT_EQ(PDF_Stream_Decode_Flate(stream, nullptr, nullptr, nullptr, 0), -500);
-  EXPECT_EQ(PDF_Stream_Decode_LZW(nullptr, &record, nullptr, nullptr, 0), -500);
+  EXPECT_EQ(PDF_Stream_Decode_Flate(stream, nullptr, nullptr, nullptr, 0), PDF_RESULT_INVALID_ARGUMENT);
+  EXPECT_EQ(PDF_Stream_Decode_LZW(nullptr, &record, nullptr, nullptr, 0), PDF_RESULT_INVALID_ARGUMENT);
   stream->file = nullptr;
-  EXPECT_EQ(PDF_Stream_Decode(stream, true), -500);
+  EXPECT_EQ(PDF_Stream_Decode(stream, true), PDF_RESULT_INVALID_ARGUMENT);
   EXPECT_FALSE(PDF_Stream_Is_Plain_Flate(stream));
   stream->file = file;
   Delete(&object);

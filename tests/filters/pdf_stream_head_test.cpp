@@ -89,10 +89,10 @@ TEST_F(StreamHead, LoadsByLengthAloneAndByLevel) {
   const Case cases[] = {
       {"exact", "<< /Length 3 >>\nstream\nabcendstream", 3, 0, "abc"},
       {"too short a Length cuts silently", "<< /Length 2 >>\nstream\nabc\nendstream", 0, 0, "ab"},
-      {"too long, level 2", "<< /Length 9 >>\nstream\nabc", 2, -10, ""},
+      {"too long, level 2", "<< /Length 9 >>\nstream\nabc", 2, PDF_RESULT_UNREADABLE, ""},
       {"too long, level 3 keeps a partial buffer", "<< /Length 9 >>\nstream\nabc", 3, 0, "abc"},
-      {"nothing at all, level 3", "<< /Length 9 >>\nstream\n", 3, -10, ""},
-      {"Length -1", "<< /Length -1 >>\nstream\nabc", 3, -7, ""},
+      {"nothing at all, level 3", "<< /Length 9 >>\nstream\n", 3, PDF_RESULT_UNREADABLE, ""},
+      {"Length -1", "<< /Length -1 >>\nstream\nabc", 3, PDF_RESULT_OUT_OF_MEMORY, ""},
   };
   for (const Case& c : cases) {
     ASSERT_NE(Read(c.text, c.level), 0u) << c.name;
@@ -118,10 +118,10 @@ TEST_F(StreamHead, IndirectLengthNotYetKnownIsResolvedAtLoad) {
   // The Length object is not in any table: the parser answers -53 in place of
   // a count and keeps the stream with length 0.
   uint64_t count = Read("<< /Length 7 0 R >>\nstream\nabc", 3);
-  EXPECT_EQ(count, static_cast<uint64_t>(static_cast<int64_t>(-53)));
+  EXPECT_EQ(count, static_cast<uint64_t>(static_cast<int64_t>(PDF_RESULT_BAD_LENGTH_VALUE)));
   ASSERT_NE(stream, nullptr);
   EXPECT_EQ(stream->length, 0u);
-  EXPECT_EQ(PDF_Stream_Load(stream), -53) << "still nowhere to be found";
+  EXPECT_EQ(PDF_Stream_Load(stream), PDF_RESULT_BAD_LENGTH_VALUE) << "still nowhere to be found";
   Release();
 }
 
@@ -143,7 +143,7 @@ TEST_F(StreamHead, ReadRawCopiesWithoutLoading) {
     ASSERT_NE(Read(c.text, c.level), 0u) << c.name;
     char buffer[9];
     memset(buffer, '.', sizeof(buffer));
-    EXPECT_EQ(PDF_Stream_Read_Raw(stream, nullptr), -500) << c.name;
+    EXPECT_EQ(PDF_Stream_Read_Raw(stream, nullptr), PDF_RESULT_INVALID_ARGUMENT) << c.name;
     EXPECT_EQ(PDF_Stream_Read_Raw(stream, buffer), c.result) << c.name;
     EXPECT_EQ(std::string(buffer, sizeof(buffer)), c.buffer) << c.name;
     EXPECT_EQ(stream->data, nullptr) << "a stream on file stays on file";
@@ -155,10 +155,10 @@ TEST_F(StreamHead, ReadRawCopiesWithoutLoading) {
   ASSERT_EQ(PDF_Stream_Create(&empty, file), 0);
   EXPECT_EQ(PDF_Stream_Read_Raw(empty, nullptr), 0) << "length 0 returns at once";
   empty->length = 4;
-  EXPECT_EQ(PDF_Stream_Read_Raw(empty, buffer), -93) << "neither data nor source";
+  EXPECT_EQ(PDF_Stream_Read_Raw(empty, buffer), PDF_RESULT_OBJECT_UNREADABLE) << "neither data nor source";
   empty->length = 0;
   PDF_Stream_Delete(&empty, PDF_DELETE_MODE_RELEASE);
-  EXPECT_EQ(PDF_Stream_Read_Raw(nullptr, buffer), -500);
+  EXPECT_EQ(PDF_Stream_Read_Raw(nullptr, buffer), PDF_RESULT_INVALID_ARGUMENT);
 }
 
 TEST_F(StreamHead, AllocationFailureOfTheStreamIsReported) {

@@ -11,6 +11,7 @@
 
 #include "front/zugf_callbacks.h"
 #include "support/pdf_builder.h"
+#include "runtime/pdf_result.h"
 
 namespace {
 
@@ -210,7 +211,7 @@ TEST(Arena, SmallBlocksOfEverySizeAreDistinctAndServeAgainOnceFreed) {
     size += 37;
   }
   EXPECT_EQ(arena.large_count, 0u);
-  EXPECT_EQ(ZUGF_Arena_Free_Callback(nullptr, &arena), -8);
+  EXPECT_EQ(ZUGF_Arena_Free_Callback(nullptr, &arena), PDF_RESULT_NOTHING_TO_FREE);
 
   // A freed block serves the next request of its size (to eight bytes), and
   // only that.

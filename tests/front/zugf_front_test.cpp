@@ -41,9 +41,9 @@ TEST(Exported, UnusableInputGivesMinusTenFromBothCalls) {
     const char* pdf = c.null_path ? nullptr : path.c_str();
     std::string output = Test_Temp_Path("exported.xml");
     remove(output.c_str());
-    EXPECT_EQ(ZUGF_Check_Zugferd(pdf), -10) << c.name;
-    EXPECT_EQ(ZUGF_Extract_Zugferd(pdf, output.c_str()), -10) << c.name;
-    EXPECT_EQ(ZUGF_Extract_Zugferd(pdf, nullptr), -10) << c.name;
+    EXPECT_EQ(ZUGF_Check_Zugferd(pdf), ZUGF_RESULT_BAD_INPUT) << c.name;
+    EXPECT_EQ(ZUGF_Extract_Zugferd(pdf, output.c_str()), ZUGF_RESULT_BAD_INPUT) << c.name;
+    EXPECT_EQ(ZUGF_Extract_Zugferd(pdf, nullptr), ZUGF_RESULT_BAD_INPUT) << c.name;
     FILE* written = fopen(output.c_str(), "rb");
     EXPECT_EQ(written, nullptr) << c.name << ": no output on failure";
     if (written != nullptr) fclose(written);
@@ -58,8 +58,8 @@ TEST(Exported, SharedLibraryExportsOnlyTheTwoEntryPoints) {
   auto extract = reinterpret_cast<int32_t (*)(const char*, const char*)>(dlsym(library, "ZUGF_Extract_Zugferd"));
   ASSERT_NE(check, nullptr);
   ASSERT_NE(extract, nullptr);
-  EXPECT_EQ(check(nullptr), -10);
-  EXPECT_EQ(extract("", nullptr), -10);
+  EXPECT_EQ(check(nullptr), ZUGF_RESULT_BAD_INPUT);
+  EXPECT_EQ(extract("", nullptr), ZUGF_RESULT_BAD_INPUT);
   for (const char* hidden : {"ZUGF_Process_File", "PDF_Document_Create", "PDF_Memory_Alloc", "PDF_Read_Data_Read",
                              "_Z17ZUGF_Process_FilePKcS0_"}) {
     EXPECT_EQ(dlsym(library, hidden), nullptr) << hidden;
@@ -71,7 +71,7 @@ TEST(Callbacks, AllocAndFree) {
   void* block = ZUGF_Alloc_Callback(16, nullptr);
   ASSERT_NE(block, nullptr);
   EXPECT_EQ(ZUGF_Free_Callback(block, nullptr), 0);
-  EXPECT_EQ(ZUGF_Free_Callback(nullptr, nullptr), -8);
+  EXPECT_EQ(ZUGF_Free_Callback(nullptr, nullptr), PDF_RESULT_NOTHING_TO_FREE);
 }
 
 struct Read_Case {
@@ -124,8 +124,14 @@ TEST(ResultMapping, OpenAndExtractionStagesDiffer) {
     int32_t extract;
   };
   const Case cases[] = {
-      {0, 0, 0},        {-105, -20, -20}, {-10, -10, -10}, {-9, -11, -11},
-      {-7, -12, -12},   {-100, -10, -11}, {-240, -10, -11}, {-500, -10, -11},
+      {PDF_RESULT_OK, ZUGF_RESULT_INVOICE, ZUGF_RESULT_INVOICE},
+      {PDF_RESULT_FILTER_LEFT, ZUGF_RESULT_CANNOT_DECODE, ZUGF_RESULT_CANNOT_DECODE},
+      {PDF_RESULT_UNREADABLE, ZUGF_RESULT_BAD_INPUT, ZUGF_RESULT_BAD_INPUT},
+      {PDF_RESULT_OUTPUT_FAILED, ZUGF_RESULT_EXTRACT_FAILED, ZUGF_RESULT_EXTRACT_FAILED},
+      {PDF_RESULT_OUT_OF_MEMORY, ZUGF_RESULT_OUT_OF_MEMORY, ZUGF_RESULT_OUT_OF_MEMORY},
+      {PDF_RESULT_BAD_TRAILER, ZUGF_RESULT_BAD_INPUT, ZUGF_RESULT_EXTRACT_FAILED},
+      {PDF_RESULT_NO_KEY, ZUGF_RESULT_BAD_INPUT, ZUGF_RESULT_EXTRACT_FAILED},
+      {PDF_RESULT_INVALID_ARGUMENT, ZUGF_RESULT_BAD_INPUT, ZUGF_RESULT_EXTRACT_FAILED},
   };
   for (const Case& c : cases) {
     EXPECT_EQ(ZUGF_Map_Open_Result(c.library), c.open) << c.library;

@@ -19,6 +19,7 @@
 #include "invoice_extract.h"
 #include "support/hazard_pdfs.h"
 #include "support/pdf_builder.h"
+#include "support/test_objects.h"
 
 #if defined(__SANITIZE_ADDRESS__)
 #define HAZARD_UNDER_ASAN 1
@@ -114,21 +115,7 @@ int Check_In_Child(const std::string& pdf) {
   }
 }
 
-class Hazard : public ::testing::Test {
- protected:
-  std::string Write(const std::string& name, const std::string& bytes) {
-    std::string path = Test_Temp_Path(name);
-    EXPECT_TRUE(Test_Write_File(path, bytes));
-    paths_.push_back(path);
-    return path;
-  }
-  void TearDown() override {
-    for (const std::string& path : paths_) remove(path.c_str());
-  }
-
- private:
-  std::vector<std::string> paths_;
-};
+typedef Memory_Fixture Hazard;
 
 // The check in a child that must end with its stack exhausted: a fault deep
 // below its first frame, or AddressSanitizer's report of a stack overflow
@@ -148,24 +135,24 @@ void Expect_Stack_Exhausted(const std::string& pdf, const char* what) {
 }
 
 TEST_F(Hazard, PrevCycleRunsUntilStopped) {
-  const std::string pdf = Write("prev-cycle.pdf", Hazard_Prev_Cycle_Pdf());
+  const std::string pdf = Temp_File("prev-cycle.pdf", Hazard_Prev_Cycle_Pdf());
   Child_End end = Run_Child(3, [&] { return Check_In_Child(pdf); });
   EXPECT_TRUE(end.signalled && end.signal == SIGALRM)
       << "the walk must still be running after 3 s; exit " << end.exit_code << "\n" << end.errors;
 }
 
 TEST_F(Hazard, DeepNestingExhaustsTheStack) {
-  const std::string pdf = Write("deep-nesting.pdf", Hazard_Deep_Nesting_Pdf(1000000));
+  const std::string pdf = Temp_File("deep-nesting.pdf", Hazard_Deep_Nesting_Pdf(1000000));
   Expect_Stack_Exhausted(pdf, "deep nesting");
 }
 
 TEST_F(Hazard, KidsCycleExhaustsTheStack) {
-  const std::string pdf = Write("kids-cycle.pdf", Hazard_Kids_Cycle_Pdf());
+  const std::string pdf = Temp_File("kids-cycle.pdf", Hazard_Kids_Cycle_Pdf());
   Expect_Stack_Exhausted(pdf, "Kids cycle");
 }
 
 TEST_F(Hazard, EmptyConformanceThrowsThroughBothEntryPoints) {
-  const std::string pdf = Write("empty-conformance.pdf", Hazard_Empty_Conformance_Pdf());
+  const std::string pdf = Temp_File("empty-conformance.pdf", Hazard_Empty_Conformance_Pdf());
   const std::string xml = Test_Temp_Path("empty-conformance.xml");
   Child_End check = Run_Child(60, [&] { return Check_In_Child(pdf); });
   EXPECT_FALSE(check.signalled) << check.errors;
@@ -192,7 +179,7 @@ TEST_F(Hazard, FlateBombGrowsUntilAllocationFails) {
   }
   // 512 MiB of decoded zeros against 256 MiB of address space: checking never
   // decodes the attachment, extracting grows the buffer until malloc fails.
-  const std::string pdf = Write("flate-bomb.pdf", Hazard_Flate_Bomb_Pdf(512ull << 20));
+  const std::string pdf = Temp_File("flate-bomb.pdf", Hazard_Flate_Bomb_Pdf(512ull << 20));
   const std::string xml = Test_Temp_Path("flate-bomb.xml");
   Child_End end = Run_Child(120, [&] {
     rlimit memory = {256u << 20, 256u << 20};

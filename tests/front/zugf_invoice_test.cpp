@@ -30,46 +30,46 @@ std::string Description(const std::string& name_space, const std::string& body) 
 
 TEST(Invoice, ExportedResultsForBuiltInvoices) {
   const Invoice_Case cases[] = {
-      {"invoice", Invoice_Options(), 0, 0},
-      {"lower-case namespace", With([](Invoice_Options* o) { o->name_space = kLower; }), 0, 0},
-      {"attribute form", With([](Invoice_Options* o) { o->attribute_form = true; }), 0, 0},
-      {"conformance A", With([](Invoice_Options* o) { o->conformance = "A"; }), 0, 0},
+      {"invoice", Invoice_Options(), ZUGF_RESULT_INVOICE, ZUGF_RESULT_INVOICE},
+      {"lower-case namespace", With([](Invoice_Options* o) { o->name_space = kLower; }), ZUGF_RESULT_INVOICE, ZUGF_RESULT_INVOICE},
+      {"attribute form", With([](Invoice_Options* o) { o->attribute_form = true; }), ZUGF_RESULT_INVOICE, ZUGF_RESULT_INVOICE},
+      {"conformance A", With([](Invoice_Options* o) { o->conformance = "A"; }), ZUGF_RESULT_INVOICE, ZUGF_RESULT_INVOICE},
       {"conformance U, attributes", With([](Invoice_Options* o) {
          o->conformance = "U";
          o->attribute_form = true;
-       }), 0, 0},
-      {"PDF/A-2", With([](Invoice_Options* o) { o->part = "2"; }), -1, -1},
-      {"part with a leading zero", With([](Invoice_Options* o) { o->part = "03"; }), -1, -1},
-      {"lower-case letter", With([](Invoice_Options* o) { o->conformance = "b"; }), -1, -1},
-      {"no metadata", With([](Invoice_Options* o) { o->with_metadata = false; }), -1, -1},
+       }), ZUGF_RESULT_INVOICE, ZUGF_RESULT_INVOICE},
+      {"PDF/A-2", With([](Invoice_Options* o) { o->part = "2"; }), ZUGF_RESULT_NOT_PDFA3, ZUGF_RESULT_NOT_PDFA3},
+      {"part with a leading zero", With([](Invoice_Options* o) { o->part = "03"; }), ZUGF_RESULT_NOT_PDFA3, ZUGF_RESULT_NOT_PDFA3},
+      {"lower-case letter", With([](Invoice_Options* o) { o->conformance = "b"; }), ZUGF_RESULT_NOT_PDFA3, ZUGF_RESULT_NOT_PDFA3},
+      {"no metadata", With([](Invoice_Options* o) { o->with_metadata = false; }), ZUGF_RESULT_NOT_PDFA3, ZUGF_RESULT_NOT_PDFA3},
       // The level query fails with -131; its failure is -1 whatever the code,
       // never the -10 or -11 of the mapping tables.
-      {"unknown part and conformance", With([](Invoice_Options* o) { o->part = "4"; }), -1, -1},
-      {"other document type", With([](Invoice_Options* o) { o->document_type = "ORDER"; }), -2, -2},
-      {"type in lower case", With([](Invoice_Options* o) { o->document_type = "invoice"; }), -2, -2},
-      {"type with a blank", With([](Invoice_Options* o) { o->document_type = "INVOICE "; }), -2, -2},
+      {"unknown part and conformance", With([](Invoice_Options* o) { o->part = "4"; }), ZUGF_RESULT_NOT_PDFA3, ZUGF_RESULT_NOT_PDFA3},
+      {"other document type", With([](Invoice_Options* o) { o->document_type = "ORDER"; }), ZUGF_RESULT_NOT_INVOICE, ZUGF_RESULT_NOT_INVOICE},
+      {"type in lower case", With([](Invoice_Options* o) { o->document_type = "invoice"; }), ZUGF_RESULT_NOT_INVOICE, ZUGF_RESULT_NOT_INVOICE},
+      {"type with a blank", With([](Invoice_Options* o) { o->document_type = "INVOICE "; }), ZUGF_RESULT_NOT_INVOICE, ZUGF_RESULT_NOT_INVOICE},
       {"file name case differs", With([](Invoice_Options* o) { o->document_file_name = "zugferd-invoice.xml"; }),
-       -2, -2},
-      {"other namespace", With([](Invoice_Options* o) { o->name_space = "urn:example:other#"; }), -2, -2},
-      {"attachment of another name", With([](Invoice_Options* o) { o->attachment_name = "invoice.xml"; }), -3, -3},
+       ZUGF_RESULT_NOT_INVOICE, ZUGF_RESULT_NOT_INVOICE},
+      {"other namespace", With([](Invoice_Options* o) { o->name_space = "urn:example:other#"; }), ZUGF_RESULT_NOT_INVOICE, ZUGF_RESULT_NOT_INVOICE},
+      {"attachment of another name", With([](Invoice_Options* o) { o->attachment_name = "invoice.xml"; }), ZUGF_RESULT_NO_INVOICE_FILE, ZUGF_RESULT_NO_INVOICE_FILE},
       {"second spelling decides", With([](Invoice_Options* o) {
          o->document_type = "ORDER";
          o->extra_rdf = Description(kLower, "<zz:DocumentType>INVOICE</zz:DocumentType>"
                                             "<zz:DocumentFileName>ZUGFeRD-invoice.xml</zz:DocumentFileName>");
-       }), 0, 0},
+       }), ZUGF_RESULT_INVOICE, ZUGF_RESULT_INVOICE},
       {"file name only under the other spelling", With([](Invoice_Options* o) {
          o->document_file_name = "x.xml";
          o->extra_rdf = Description(kLower, "<zz:DocumentFileName>ZUGFeRD-invoice.xml</zz:DocumentFileName>");
-       }), -2, -2},
+       }), ZUGF_RESULT_NOT_INVOICE, ZUGF_RESULT_NOT_INVOICE},
       {"undecodable embedded stream", With([](Invoice_Options* o) {
          o->embedded_entries = " /Filter /ASCIIHexDecode";
-       }), 0, -20},
+       }), ZUGF_RESULT_INVOICE, ZUGF_RESULT_CANNOT_DECODE},
       {"encrypted", With([](Invoice_Options* o) {
          o->trailer_extra = "/Encrypt << /Filter /Standard /V 1 /R 2 /P -4 /O <00> /U <00> >>";
-       }), -1, -1},
+       }), ZUGF_RESULT_NOT_PDFA3, ZUGF_RESULT_NOT_PDFA3},
       {"unsupported encryption", With([](Invoice_Options* o) {
          o->trailer_extra = "/Encrypt << /Filter /Standard /V 4 /R 4 /P -4 >>";
-       }), -10, -10},
+       }), ZUGF_RESULT_BAD_INPUT, ZUGF_RESULT_BAD_INPUT},
   };
   for (const Invoice_Case& c : cases) {
     const std::string pdf = Test_Temp_Path("invoice.pdf");
@@ -94,8 +94,8 @@ TEST(Invoice, ExportedResultsForBuiltInvoices) {
 TEST(Invoice, EmptyOutputPathFailsToExtract) {
   const std::string pdf = Test_Temp_Path("invoice-empty-out.pdf");
   ASSERT_TRUE(Test_Write_File(pdf, Invoice_Build_Pdf(Invoice_Options())));
-  EXPECT_EQ(ZUGF_Extract_Zugferd(pdf.c_str(), ""), -11);
-  EXPECT_EQ(ZUGF_Extract_Zugferd(pdf.c_str(), "/nonexistent/folder/out.xml"), -11);
+  EXPECT_EQ(ZUGF_Extract_Zugferd(pdf.c_str(), ""), ZUGF_RESULT_EXTRACT_FAILED);
+  EXPECT_EQ(ZUGF_Extract_Zugferd(pdf.c_str(), "/nonexistent/folder/out.xml"), ZUGF_RESULT_EXTRACT_FAILED);
   remove(pdf.c_str());
 }
 
@@ -106,7 +106,7 @@ TEST(Invoice, ExistingOutputIsTruncatedOnlyWhenWriting) {
   failing.attachment_name = "other.xml";
   ASSERT_TRUE(Test_Write_File(pdf, Invoice_Build_Pdf(failing)));
   ASSERT_TRUE(Test_Write_File(xml, "keep me"));
-  EXPECT_EQ(ZUGF_Extract_Zugferd(pdf.c_str(), xml.c_str()), -3);
+  EXPECT_EQ(ZUGF_Extract_Zugferd(pdf.c_str(), xml.c_str()), ZUGF_RESULT_NO_INVOICE_FILE);
   std::string content;
   ASSERT_TRUE(Test_Read_File(xml, &content));
   EXPECT_EQ(content, "keep me");

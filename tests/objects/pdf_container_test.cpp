@@ -25,18 +25,18 @@ TEST_F(Containers, ArrayInsertRemoveAndIndices) {
   ASSERT_EQ(PDF_Array_Insert_Value(array, file, Value("9"), 7), 0);  // past the end: appends
   ASSERT_EQ(PDF_Array_Insert_Value(array, file, Value("5"), 2), 0);
   EXPECT_EQ(Show(object), "[0 1 5 2 3 9]");
-  EXPECT_EQ(PDF_Array_Remove_Value(array, file, 6, PDF_DELETE_MODE_RELEASE), -25);
+  EXPECT_EQ(PDF_Array_Remove_Value(array, file, 6, PDF_DELETE_MODE_RELEASE), PDF_RESULT_INDEX_OUT_OF_RANGE);
   for (uint32_t index : {5, 0, 1}) ASSERT_EQ(PDF_Array_Remove_Value(array, file, index, PDF_DELETE_MODE_RELEASE), 0);
   EXPECT_EQ(Show(object), "[1 2 3]");
   EXPECT_EQ(Show(array->last->value), "3") << "tail relinked";
   EXPECT_TRUE(array->first->previous == nullptr && array->last->next == nullptr);
   EXPECT_EQ(PDF_Array_Get_Value(array, 3), nullptr);
-  EXPECT_EQ(PDF_Array_Append_Name(array, file, "a b"), -14);
+  EXPECT_EQ(PDF_Array_Append_Name(array, file, "a b"), PDF_RESULT_BAD_NAME_TEXT);
   Delete(&object);
 
   object = Value("[]");
   array = static_cast<PDF_Array*>(object->value);
-  EXPECT_EQ(PDF_Array_Remove_Value(array, file, 0, 0), -25);
+  EXPECT_EQ(PDF_Array_Remove_Value(array, file, 0, 0), PDF_RESULT_INDEX_OUT_OF_RANGE);
   ASSERT_EQ(PDF_Array_Insert_Value(array, file, Value("4"), 3), 0);
   EXPECT_EQ(array->first, array->last);
   Delete(&object);
@@ -49,9 +49,9 @@ TEST_F(Containers, ArrayGetNumberRefusesReferences) {
   uint8_t decimals = 9;
   ASSERT_EQ(PDF_Array_Get_Number(array, 0, &real, &decimals), 0);
   EXPECT_TRUE(real == 2.5 && decimals == 2);
-  EXPECT_EQ(PDF_Array_Get_Number(array, 1, &real, &decimals), -500);
-  EXPECT_EQ(PDF_Array_Get_Number(array, 2, &real, &decimals), -500);
-  EXPECT_EQ(PDF_Array_Get_Number(array, 3, &real, &decimals), -25);
+  EXPECT_EQ(PDF_Array_Get_Number(array, 1, &real, &decimals), PDF_RESULT_INVALID_ARGUMENT);
+  EXPECT_EQ(PDF_Array_Get_Number(array, 2, &real, &decimals), PDF_RESULT_INVALID_ARGUMENT);
+  EXPECT_EQ(PDF_Array_Get_Number(array, 3, &real, &decimals), PDF_RESULT_INDEX_OUT_OF_RANGE);
   real = -1;
   EXPECT_EQ(PDF_Array_Get_Number(nullptr, 0, &real, &decimals), 0);
   EXPECT_EQ(real, -1) << "a null array: success, outputs untouched";
@@ -67,8 +67,8 @@ TEST_F(Containers, DictionarySetReplacesAndMovesToTheEnd) {
   ASSERT_EQ(PDF_Dictionary_Set_Name(dictionary, file, "C", "Cn"), 0);
   ASSERT_EQ(PDF_Dictionary_Set_Number(dictionary, file, "A", 3, 0), 0);
   ASSERT_EQ(PDF_Dictionary_Set_String(dictionary, file, "S", raw, sizeof(raw), 1), 0);
-  EXPECT_EQ(PDF_Dictionary_Set_Number(dictionary, file, "bad key", 1, 0), -14);
-  EXPECT_EQ(PDF_Dictionary_Set_Name(dictionary, file, "K", "bad(name"), -14);
+  EXPECT_EQ(PDF_Dictionary_Set_Number(dictionary, file, "bad key", 1, 0), PDF_RESULT_BAD_NAME_TEXT);
+  EXPECT_EQ(PDF_Dictionary_Set_Name(dictionary, file, "K", "bad(name"), PDF_RESULT_BAD_NAME_TEXT);
   EXPECT_EQ(Show(value), "<</B true /C /Cn /A 3 /S (a\\(\\n\xff)>>") << "the string escaped";
   // A reference entry counts its target; replacing the entry releases the count.
   PDF_Object* object = nullptr;
@@ -90,7 +90,7 @@ TEST_F(Containers, DictionaryCursorWalksAndRemoval) {
     EXPECT_EQ(Show(value), std::to_string(i));
     EXPECT_EQ(dictionary->cursor_index, i);
   }
-  EXPECT_EQ(PDF_Dictionary_Get_Entry_At(dictionary, 6, &key, &value), -25);
+  EXPECT_EQ(PDF_Dictionary_Get_Entry_At(dictionary, 6, &key, &value), PDF_RESULT_INDEX_OUT_OF_RANGE);
   EXPECT_EQ(key, nullptr) << "outputs cleared";
   ASSERT_NE(PDF_Dictionary_Find_Value(dictionary, "D"), nullptr);
   EXPECT_EQ(dictionary->cursor_index, 3u) << "a lookup by key moves the cursor";
@@ -142,10 +142,10 @@ TEST_F(Containers, NullArguments) {
   PDF_Data_Object* value = nullptr;
   EXPECT_EQ(PDF_Array_Get_Count(nullptr), 0u);
   EXPECT_EQ(PDF_Array_Get_Value(nullptr, 0), nullptr);
-  EXPECT_EQ(PDF_Dictionary_Get_Entry_At(nullptr, 0, &key, &value), -500);
+  EXPECT_EQ(PDF_Dictionary_Get_Entry_At(nullptr, 0, &key, &value), PDF_RESULT_INVALID_ARGUMENT);
   EXPECT_FALSE(PDF_Dictionary_Entry_Matches(nullptr, "A"));
   EXPECT_EQ(PDF_Number_Get_Integer(nullptr), 0);
-  EXPECT_EQ(PDF_Number_Increment(nullptr), -500);
+  EXPECT_EQ(PDF_Number_Increment(nullptr), PDF_RESULT_INVALID_ARGUMENT);
 }
 
 }  // namespace

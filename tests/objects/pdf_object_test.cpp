@@ -98,36 +98,37 @@ TEST_F(Object_Table, HeaderForms) {
   PDF_Object* object = Add("2 0 obj ) endobj");
   for (int i = 0; i < 2; ++i) {
     EXPECT_EQ(PDF_Object_Get_Type(object), PDF_Object_Type_Unknown);
-    EXPECT_EQ(PDF_Object_Load(object), -100);
+    EXPECT_EQ(PDF_Object_Load(object), PDF_RESULT_BAD_TRAILER);
     EXPECT_NE(object->source_reader, nullptr);
   }
   EXPECT_TRUE(log.messages.empty());
 }
 
 TEST_F(Object_Table, ClassifiesBodies) {
+  // The value's own tag, or the Type name of a dictionary; neither a Type
+  // that is no direct name nor an unknown one changes a dictionary's class.
   const std::pair<const char*, int32_t> cases[] = {
-      {"/Page", 6}, {"null", 1}, {"true", 3}, {"5", 4}, {"(s)", 5}, {"[1]", 7}, {"<<>>", 8}, {"4 0 R", 2},
-      {"<</Type/Catalog>>", 12}, {"<</Type/Pages>>", 16}, {"<</Type/Page>>", 17}, {"<</Type/Font>>", 26},
-      {"<</Type/FontDescriptor>>", 27}, {"<</Type/OCG>>", 24}, {"<</Type/OCMD>>", 25}, {"<</Type/Filespec>>", 20},
-      {"<</Type/Other>>", 8}, {"<</Type(Page)>>", 8},
-      {"<</Type 1 0 R>>", 8},  // an indirect Type isn't seen, though object 1 is /Page
+      {"5", PDF_Data_Type_Number},           {"<</Type/Catalog>>", PDF_Object_Type_Catalog},
+      {"<</Type/Pages>>", PDF_Object_Type_Pages}, {"<</Type/Page>>", PDF_Object_Type_Page},
+      {"<</Type/Other>>", PDF_Data_Type_Dictionary}, {"<</Type(Page)>>", PDF_Data_Type_Dictionary},
+      {"<</Type 1 0 R>>", PDF_Data_Type_Dictionary},  // an indirect Type isn't seen, though object 1 is /Page
   };
   uint32_t number = 1;
   for (const auto& c : cases) {
     EXPECT_EQ(PDF_Object_Get_Type(Add(std::to_string(number++) + " 0 obj " + c.first)), c.second) << c.first;
   }
-  // Streams: Subtype is asked first.
+  // Streams: Subtype is asked first, and an unknown pair leaves a plain stream.
   const struct {
     const char* type;
     const char* subtype;
     int32_t expected;
   } streams[] = {
-      {nullptr, nullptr, 9}, {"Metadata", nullptr, 14}, {"ObjStm", nullptr, 10}, {"XRef", nullptr, 11},
-      {"Metadata", "Image", 21}, {nullptr, "Form", 22}, {"X", "Y", 9},
+      {"Metadata", nullptr, PDF_Object_Type_Metadata}, {"Metadata", "Image", PDF_Object_Type_Image},
+      {"X", "Y", PDF_Data_Type_Stream},
   };
   for (const auto& s : streams) {
     PDF_Data_Object* value = nullptr;
-    ASSERT_EQ(PDF_Data_Object_Create(&value, file, PDF_Data_Type_Stream, nullptr), 0);
+    ASSERT_EQ(PDF_Data_Object_Create(&value, file, PDF_Data_Type_Stream, nullptr), PDF_RESULT_OK);
     PDF_Dictionary* dictionary = PDF_Stream_Get_Dictionary(static_cast<PDF_Stream*>(value->value));
     for (auto entry : {std::make_pair("Type", s.type), std::make_pair("Subtype", s.subtype)}) {
       if (entry.second != nullptr) PDF_Dictionary_Set_Name(dictionary, file, entry.first, entry.second);
@@ -135,13 +136,13 @@ TEST_F(Object_Table, ClassifiesBodies) {
     EXPECT_EQ(PDF_Object_Classify(value), s.expected);
     Delete(&value);
   }
-  EXPECT_EQ(PDF_Object_Classify(nullptr), 0);
+  EXPECT_EQ(PDF_Object_Classify(nullptr), PDF_Object_Type_Unknown);
 }
 
 TEST_F(Object_Table, ReferencesBindByNumberAloneAndForGood) {
   PDF_Data_Object* reference = Reference_To(7, 5);
   EXPECT_EQ(PDF_Data_Object_Resolve(reference), nullptr) << "dangling: null, silently";
-  EXPECT_EQ(PDF_Object_Reference_Bind(Ref(reference)), -91);
+  EXPECT_EQ(PDF_Object_Reference_Bind(Ref(reference)), PDF_RESULT_OBJECT_MISSING);
   EXPECT_EQ(Show(reference), "R7.5") << "unbound, can be retried";
   EXPECT_TRUE(log.messages.empty());
   PDF_Object* object = Add("7 2 obj <</K 1>>");
@@ -287,7 +288,7 @@ TEST_F(Object_Table, ReferenceCopyModes) {
   // reference, with a report, at high tolerance.
   source = Reference_To(7);
   file->tolerance_level = 1;
-  EXPECT_EQ(PDF_Data_Object_Copy(&copy, file, source, true, PDF_COPY_MODE_ORDINARY), -91);
+  EXPECT_EQ(PDF_Data_Object_Copy(&copy, file, source, true, PDF_COPY_MODE_ORDINARY), PDF_RESULT_OBJECT_MISSING);
   EXPECT_EQ(copy, nullptr);
   EXPECT_TRUE(log.messages.empty());
   file->tolerance_level = 3;
@@ -312,7 +313,7 @@ TEST_F(Object_Table, PageNeighbourhoodCopy) {
   Delete(&source);
   // A page dictionary itself is refused in mode 1; other modes drop its B.
   source = Value("<</Type/Page /B [1] /C 2>>");
-  EXPECT_EQ(PDF_Data_Object_Copy(&copy, file, source, true, PDF_COPY_MODE_PAGE_NEIGHBOURHOOD), -500);
+  EXPECT_EQ(PDF_Data_Object_Copy(&copy, file, source, true, PDF_COPY_MODE_PAGE_NEIGHBOURHOOD), PDF_RESULT_INVALID_ARGUMENT);
   EXPECT_EQ(copy, nullptr);
   ASSERT_EQ(PDF_Data_Object_Copy(&copy, file, source, true, PDF_COPY_MODE_ORDINARY), 0);
   EXPECT_EQ(Show(copy), "<</Type /Page /C 2>>");
@@ -336,7 +337,7 @@ TEST_F(Object_Table, LoadAllEndsOnCyclesAndRepairsByTolerance) {
   for (const auto& text : cases) {
     PDF_Data_Object* object = Value(text.first);
     file->tolerance_level = 1;
-    EXPECT_EQ(PDF_Data_Object_Load_All(object, file), -91);
+    EXPECT_EQ(PDF_Data_Object_Load_All(object, file), PDF_RESULT_OBJECT_MISSING);
     file->tolerance_level = 2;
     ASSERT_EQ(PDF_Data_Object_Load_All(object, file), 0);
     EXPECT_EQ(Show(object), text.second);
@@ -344,7 +345,7 @@ TEST_F(Object_Table, LoadAllEndsOnCyclesAndRepairsByTolerance) {
   }
   PDF_Object* broken = Add("4 0 obj [ x");
   PDF_Data_Object* reference = Reference_To(4);
-  EXPECT_EQ(PDF_Data_Object_Load_All(reference, file), -100);
+  EXPECT_EQ(PDF_Data_Object_Load_All(reference, file), PDF_RESULT_BAD_TRAILER);
   EXPECT_FALSE(broken->traversed);
   Delete(&reference);
 }
@@ -500,7 +501,7 @@ TEST_F(Object_Table, ReadFromBuffer) {
   ASSERT_EQ(PDF_Object_Read_From_Buffer(object, file, reinterpret_cast<const uint8_t*>(body), strlen(body)), 0);
   EXPECT_EQ(object->type, PDF_Object_Type_Filespec);
   PDF_Data_Object* before = object->value;
-  EXPECT_EQ(PDF_Object_Read_From_Buffer(object, file, reinterpret_cast<const uint8_t*>("]"), 1), -93);
+  EXPECT_EQ(PDF_Object_Read_From_Buffer(object, file, reinterpret_cast<const uint8_t*>("]"), 1), PDF_RESULT_OBJECT_UNREADABLE);
   EXPECT_EQ(object->value, before) << "the value stays as it was";
   EXPECT_EQ(PDF_Object_Delete(&object, file, PDF_DELETE_MODE_RELEASE), 0);
 }

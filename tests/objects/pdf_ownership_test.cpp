@@ -51,18 +51,18 @@ TEST_F(Ownership, CreateBuildsDefaultsOwnedByTheVariant) {
 
 TEST_F(Ownership, NullAndBadArguments) {
   PDF_Data_Object* object = nullptr;
-  EXPECT_EQ(PDF_Data_Object_Create(nullptr, file, 1, nullptr), -500);
-  EXPECT_EQ(PDF_Data_Object_Create(&object, nullptr, 1, nullptr), -500);
-  EXPECT_EQ(PDF_Data_Object_Delete(&object, file, 0), -500) << "a holder that holds null";
-  EXPECT_EQ(PDF_Data_Object_Copy(&object, file, nullptr, false, 0), -500);
-  EXPECT_EQ(PDF_Data_Object_Decrypt(nullptr, file, nullptr), -500);
+  EXPECT_EQ(PDF_Data_Object_Create(nullptr, file, 1, nullptr), PDF_RESULT_INVALID_ARGUMENT);
+  EXPECT_EQ(PDF_Data_Object_Create(&object, nullptr, 1, nullptr), PDF_RESULT_INVALID_ARGUMENT);
+  EXPECT_EQ(PDF_Data_Object_Delete(&object, file, 0), PDF_RESULT_INVALID_ARGUMENT) << "a holder that holds null";
+  EXPECT_EQ(PDF_Data_Object_Copy(&object, file, nullptr, false, 0), PDF_RESULT_INVALID_ARGUMENT);
+  EXPECT_EQ(PDF_Data_Object_Decrypt(nullptr, file, nullptr), PDF_RESULT_INVALID_ARGUMENT);
   PDF_Data_Object bad = {12, nullptr};
-  EXPECT_EQ(PDF_Data_Object_Copy(&object, file, &bad, false, 0), -92);
+  EXPECT_EQ(PDF_Data_Object_Copy(&object, file, &bad, false, 0), PDF_RESULT_BAD_TYPE_TAG);
   // A bad tag leaves the variant block neither released nor handed out, as
   // it stands: three blocks stay behind.
   std::set<void*> before = Snapshot();
   for (int32_t tag : {0, 10, -1}) {
-    EXPECT_EQ(PDF_Data_Object_Create(&object, file, tag, nullptr), -92);
+    EXPECT_EQ(PDF_Data_Object_Create(&object, file, tag, nullptr), PDF_RESULT_BAD_TYPE_TAG);
     EXPECT_EQ(object, nullptr);
   }
   EXPECT_EQ(Free_Since(before), 3u);
@@ -248,7 +248,7 @@ TEST_F(Ownership, DefaultValuesUnderAllocationFailureLeaveTheVariant) {
         EXPECT_EQ(Free_Since(before), 0u);
         continue;
       }
-      EXPECT_EQ(result, -7) << tag;
+      EXPECT_EQ(result, PDF_RESULT_OUT_OF_MEMORY) << tag;
       EXPECT_EQ(object, nullptr);
       // Failing the variant itself leaves nothing; failing the default leaves
       // the variant block, as it stands.
@@ -263,7 +263,7 @@ TEST_F(Ownership, FailedObjectCopyKeepsItsForwardingPointer) {
   // Requests: the new object, its two numbers, then the copied array.
   PDF_Object* copy = nullptr;
   Fail_Request(4);
-  EXPECT_EQ(PDF_Object_Copy(&copy, file, true, source, PDF_COPY_MODE_ORDINARY), -7);
+  EXPECT_EQ(PDF_Object_Copy(&copy, file, true, source, PDF_COPY_MODE_ORDINARY), PDF_RESULT_OUT_OF_MEMORY);
   Stop_Failing();
   EXPECT_EQ(copy, nullptr);
   // The released copy is still named as the source's copy (compared, never

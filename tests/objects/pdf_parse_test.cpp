@@ -143,12 +143,12 @@ TEST_F(Value_Parser, NestedFailedDictionariesAreParsedOncePerRead) {
     for (int8_t level = 2; level <= 4; ++level) {
       file->tolerance_level = level;
       std::set<void*> before = Snapshot();
-      uint64_t requests = arena.requests;
+      uint64_t requests = allocator.requests;
       PDF_Data_Object* object = nullptr;
       EXPECT_EQ(Parse(text, &object), 0u) << level_text << " at level " << int(level);
       EXPECT_EQ(object, nullptr);
       EXPECT_EQ(Free_Since(before), 0u);
-      EXPECT_LT(arena.requests - requests, 40u * depth * depth) << level_text << " at level " << int(level);
+      EXPECT_LT(allocator.requests - requests, 40u * depth * depth) << level_text << " at level " << int(level);
       EXPECT_EQ(file->dictionary_failures, nullptr) << "the record ends with the outermost read";
     }
   }

@@ -107,10 +107,10 @@ TEST_F(String_Ops, EscapeWritesEightBytesInLiteralForm) {
   const std::string plain = std::string("a\n\r\b\t\f()\\z") + '\0' + "\x80";
   uint8_t* escaped = nullptr;
   uint64_t length = 0;
-  ASSERT_EQ(PDF_String_Escape(&memory, U(plain.data()), plain.size(), &escaped, &length), 0);
+  ASSERT_EQ(PDF_String_Escape(memory, U(plain.data()), plain.size(), &escaped, &length), 0);
   EXPECT_EQ(std::string(reinterpret_cast<char*>(escaped), length + 1),
             std::string("a\\n\\r\\b\\t\\f\\(\\)\\\\z") + '\0' + "\x80" + '\0');
-  PDF_Memory_Free(&memory, &escaped);
+  PDF_Memory_Free(memory, &escaped);
 }
 
 TEST_F(String_Ops, SetKeepsALargeEnoughBlockAndAppendGrowsExactly) {
@@ -124,7 +124,7 @@ TEST_F(String_Ops, SetKeepsALargeEnoughBlockAndAppendGrowsExactly) {
   ASSERT_EQ(PDF_String_Append(string, file, U("0123456789"), 10), 0);
   EXPECT_EQ(Content(string), "hi0123456789");
   EXPECT_EQ(string->capacity, 13u) << "no growth factor";
-  EXPECT_EQ(PDF_String_Append(string, file, nullptr, 3), -11);
+  EXPECT_EQ(PDF_String_Append(string, file, nullptr, 3), PDF_RESULT_MISSING_DATA);
   EXPECT_EQ(PDF_String_Append(string, file, nullptr, 0), 0);
   ASSERT_EQ(PDF_String_Set(string, file, nullptr, 1, 0, false), 0);
   EXPECT_EQ(string->bytes[0], 0);
@@ -144,7 +144,7 @@ TEST_F(String_Ops, SetKeepsALargeEnoughBlockAndAppendGrowsExactly) {
 TEST_F(String_Ops, NamesCreateCompareAndGetText) {
   PDF_Name* name = nullptr;
   for (const char* bad : {"a b", "a/b", "a%", "(", ")", "<", ">", "[", "]", "{", "}", "a\tb", "a\nb", "\r", "\f"}) {
-    EXPECT_EQ(PDF_Name_Create(&name, file, bad), -14) << bad;
+    EXPECT_EQ(PDF_Name_Create(&name, file, bad), PDF_RESULT_BAD_NAME_TEXT) << bad;
     EXPECT_EQ(name, nullptr);
   }
   ASSERT_EQ(PDF_Name_Create(&name, file, "Type"), 0);
@@ -192,7 +192,7 @@ TEST_F(String_Ops, DecryptDecodesIntoLiteralFormOnce) {
     PDF_String_Delete(&string, file);
   }
   PDF_String* name = Make("N", 0);
-  EXPECT_EQ(PDF_String_Decrypt(name, file, container), -500) << "kind 0 can't be decrypted";
+  EXPECT_EQ(PDF_String_Decrypt(name, file, container), PDF_RESULT_INVALID_ARGUMENT) << "kind 0 can't be decrypted";
   PDF_String_Delete(&name, file);
   EXPECT_EQ(PDF_Object_Delete(&container, file, PDF_DELETE_MODE_RELEASE), 0);
 }
@@ -200,8 +200,8 @@ TEST_F(String_Ops, DecryptDecodesIntoLiteralFormOnce) {
 TEST_F(String_Ops, NullArguments) {
   uint64_t length = 0;
   uint8_t* escaped = nullptr;
-  EXPECT_EQ(PDF_String_Decode_Literal(nullptr, 3, &length, false), -500);
-  EXPECT_EQ(PDF_String_Escape(&memory, nullptr, 0, &escaped, &length), -500);
+  EXPECT_EQ(PDF_String_Decode_Literal(nullptr, 3, &length, false), PDF_RESULT_INVALID_ARGUMENT);
+  EXPECT_EQ(PDF_String_Escape(memory, nullptr, 0, &escaped, &length), PDF_RESULT_INVALID_ARGUMENT);
   EXPECT_EQ(PDF_String_Compare(nullptr, U("a"), 1, 1), 2);
   EXPECT_TRUE(PDF_String_Equals(nullptr, U("abc"), 1, 3));
   EXPECT_EQ(PDF_String_Get_Written_Length(nullptr, nullptr, nullptr), 0u);

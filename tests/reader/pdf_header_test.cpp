@@ -5,36 +5,19 @@
 #include "reader/pdf_file.h"
 #include "reader/pdf_header.h"
 #include "reader/pdf_startxref.h"
-#include "support/test_memory.h"
+#include "support/test_objects.h"
 
 namespace {
 
-struct File_Fixture {
-  Test_Allocator allocator{};
-  Test_Message_Log log;
-  PDF_Memory* memory = nullptr;
-  PDF_Message* message = nullptr;
-  PDF_File* file = nullptr;
-
-  File_Fixture() {
-    PDF_Memory_Create(&memory, Test_Alloc, &allocator, Test_Free, &allocator);
-    PDF_Message_Create(&message, memory, Test_Message_Callback, &log);
-    PDF_File_New(&file, memory, message);
-  }
-  ~File_Fixture() {
-    PDF_File_Delete(&file);
-    PDF_Message_Delete(&message, memory);
-    PDF_Memory_Delete(&memory);
-    EXPECT_EQ(allocator.live, 0);
-  }
-};
+typedef Objects_Fixture Header;
+typedef Objects_Fixture Startxref;
 
 struct Header_Case {
   std::string input;
   int level;  // -1: no header read
 };
 
-TEST(Header, LevelComesFromTheFirstNumberOfTheFile) {
+TEST_F(Header, LevelComesFromTheFirstNumberOfTheFile) {
   const Header_Case cases[] = {
       {"%PDF-1.7\n1 0 obj", 4},         // the version line is a comment
       {"%PDF-1.4\n%\xE2\xE3\n12 0 obj", 5},
@@ -48,10 +31,9 @@ TEST(Header, LevelComesFromTheFirstNumberOfTheFile) {
       {"", -1},
   };
   for (const Header_Case& c : cases) {
-    File_Fixture f;
-    Test_Input input{c.input, {}, {}};
+  const std::string text = c.input;
     PDF_Header* header = nullptr;
-    uint64_t count = PDF_Header_Read(&header, f.file, Test_Input_Reader(&input), 0);
+    uint64_t count = PDF_Header_Read(&header, file, Input(text), 0);
     if (c.level < 0) {
       EXPECT_EQ(count, 0u) << c.input;
       EXPECT_EQ(header, nullptr);
@@ -61,35 +43,33 @@ TEST(Header, LevelComesFromTheFirstNumberOfTheFile) {
     EXPECT_GT(count, 0u);
     EXPECT_EQ(header->level, c.level) << c.input;
     EXPECT_EQ(header->second, 23);
-    EXPECT_EQ(f.file->header_level, c.level);
-    PDF_Header_Delete(&header, f.file);
+    EXPECT_EQ(file->header_level, c.level);
+    PDF_Header_Delete(&header, file);
   }
 }
 
-TEST(Header, CountReachesPastTheNumber) {
-  File_Fixture f;
-  Test_Input input{"xx 12 0 obj", {}, {}};
+TEST_F(Header, CountReachesPastTheNumber) {
+  const std::string text = "xx 12 0 obj";
   PDF_Header* header = nullptr;
   // Offsets 0 and 1 hold no number; at offset 2 the skip and "12" use 3 bytes.
-  EXPECT_EQ(PDF_Header_Read(&header, f.file, Test_Input_Reader(&input), 0), 5u);
-  PDF_Header_Delete(&header, f.file);
+  EXPECT_EQ(PDF_Header_Read(&header, file, Input(text), 0), 5u);
+  PDF_Header_Delete(&header, file);
 }
 
-TEST(Header, CreateChecksLevelAndReportsMemory) {
-  File_Fixture f;
+TEST_F(Header, CreateChecksLevelAndReportsMemory) {
   PDF_Header* header = nullptr;
-  EXPECT_EQ(PDF_Header_Create(nullptr, f.file, 4), -500);
-  EXPECT_EQ(PDF_Header_Create(&header, f.file, 7), -101);
-  ASSERT_EQ(PDF_Header_Create(&header, f.file, 6), 0);
-  PDF_Header_Delete(&header, f.file);
-  ASSERT_EQ(PDF_Header_Create(&header, f.file, -3), 0);  // compared as a signed byte
-  PDF_Header_Delete(&header, f.file);
-  f.allocator.fail_at = f.allocator.requests + 1;
-  EXPECT_EQ(PDF_Header_Create(&header, f.file, 4), -7);
-  ASSERT_EQ(f.log.messages.size(), 1u);
-  EXPECT_EQ(f.log.messages[0].text, "Unable to allocate memory for Header!");
-  EXPECT_EQ(f.log.messages[0].code, -7);
-  EXPECT_EQ(f.log.messages[0].level, 91);
+  EXPECT_EQ(PDF_Header_Create(nullptr, file, 4), PDF_RESULT_INVALID_ARGUMENT);
+  EXPECT_EQ(PDF_Header_Create(&header, file, 7), PDF_RESULT_BAD_HEADER_LEVEL);
+  ASSERT_EQ(PDF_Header_Create(&header, file, 6), 0);
+  PDF_Header_Delete(&header, file);
+  ASSERT_EQ(PDF_Header_Create(&header, file, -3), PDF_RESULT_OK);  // compared as a signed byte
+  PDF_Header_Delete(&header, file);
+  allocator.fail_at = allocator.requests + 1;
+  EXPECT_EQ(PDF_Header_Create(&header, file, 4), PDF_RESULT_OUT_OF_MEMORY);
+  ASSERT_EQ(log.messages.size(), 1u);
+  EXPECT_EQ(log.messages[0].text, "Unable to allocate memory for Header!");
+  EXPECT_EQ(log.messages[0].code, PDF_RESULT_OUT_OF_MEMORY);
+  EXPECT_EQ(log.messages[0].level, PDF_LEVEL_RESOURCE);
 }
 
 struct Startxref_Case {
@@ -99,36 +79,34 @@ struct Startxref_Case {
   uint64_t offset;
 };
 
-TEST(Startxref, BackwardSearchFindsTheLastKeyword) {
+TEST_F(Startxref, BackwardSearchFindsTheLastKeyword) {
   const Startxref_Case cases[] = {
-      {"empty", "", -10, 0},
-      {"shorter than 9 bytes", "startxre", -10, 0},
-      {"keyword at offset 0", "startxref 5 ", -10, 0},
-      {"keyword at offset 1", " startxref 5 ", -10, 0},
+      {"empty", "", PDF_RESULT_UNREADABLE, 0},
+      {"shorter than 9 bytes", "startxre", PDF_RESULT_UNREADABLE, 0},
+      {"keyword at offset 0", "startxref 5 ", PDF_RESULT_UNREADABLE, 0},
+      {"keyword at offset 1", " startxref 5 ", PDF_RESULT_UNREADABLE, 0},
       {"keyword at offset 2", "  startxref 5 ", 0, 5},
       {"last of two", "xx startxref 5\n%%EOF\nstartxref 77\n%%EOF\n", 0, 77},
       {"junk after it", "xx startxref 9\n" + std::string(5000, 'j'), 0, 9},
-      {"upper case", "xx STARTXREF 5 ", -10, 0},
-      {"no number", "xx startxref x\n", -100, 0},
-      {"number without terminator", "xx startxref 12", -100, 0},
+      {"upper case", "xx STARTXREF 5 ", PDF_RESULT_UNREADABLE, 0},
+      {"no number", "xx startxref x\n", PDF_RESULT_BAD_TRAILER, 0},
+      {"number without terminator", "xx startxref 12", PDF_RESULT_BAD_TRAILER, 0},
       {"sign ignored", "xx startxref -12 ", 0, 12},
       {"past the first probe", std::string(1048580, ' ') + "startxref 31 ", 0, 31},
   };
   for (const Startxref_Case& c : cases) {
-    File_Fixture f;
-    Test_Input input{c.input, {}, {}};
+  const std::string text = c.input;
     uint64_t offset = 1234;
-    EXPECT_EQ(PDF_Header_Find_Startxref(f.file, Test_Input_Reader(&input), &offset), c.result) << c.name;
+    EXPECT_EQ(PDF_Header_Find_Startxref(file, Input(text), &offset), c.result) << c.name;
     EXPECT_EQ(offset, c.offset) << c.name;
   }
 }
 
-TEST(Startxref, BufferAllocationFailure) {
-  File_Fixture f;
-  Test_Input input{"xx startxref 5 ", {}, {}};
+TEST_F(Startxref, BufferAllocationFailure) {
+  const std::string text = "xx startxref 5 ";
   uint64_t offset = 0;
-  f.allocator.fail_at = f.allocator.requests + 1;
-  EXPECT_EQ(PDF_Header_Find_Startxref(f.file, Test_Input_Reader(&input), &offset), -7);
+  allocator.fail_at = allocator.requests + 1;
+  EXPECT_EQ(PDF_Header_Find_Startxref(file, Input(text), &offset), PDF_RESULT_OUT_OF_MEMORY);
 }
 
 }  // namespace

@@ -79,23 +79,23 @@ TEST(Object_Stream, CompressedEntryLoadsAtEveryLevel) {
       {"/N 11 0 R /First 8", "7 0 8 2 12345678", k78, 0, 0, 12, {{11, "2"}}},
       // A number that differs from its pair, or a container of another type
       // (which wins over the number), is forgiven from level 1 on.
-      {"/N 1 /First 4", "9 0 64", k7, 1, -93, 64},
-      {"/N 1 /First 4", "7 0 64", k7, 1, -96, 64, {}, "/Type /XRef "},
-      {"/N 1 /First 4", "9 0 64", k7, 1, -96, 64, {}, "/Type /XObject "},
-      {"/N 2 /First 4", "7 -9 8 0 42", k78, 99, -93, 0},
-      {"/N 1 /First 6", "7 0 1 ", k7, 99, -93, 0},
-      {"/N 2 /First 8", "7 5 8 2 1234567890", k78, 99, -93, 0},
-      {"/N 2 /First 8", "7 0 8 x 12345678", k78, 99, -93, 0},
-      {"/N 2 /First 4", "8 0 ", k87, 99, -93, 0},
-      {"/First 4", "7 0 64", k7, 99, -93, 0},
-      {"/N 1 /First 8", "8 0 7 3 111 222", k87, 99, -93, 0},
-      {"/N 1", "7 0 64", k7, 99, -93, 0},
-      {"/N 1 /First 4", "7 0 )", k7, 99, -93, 0},
-      {"/N 1 /First 4 /Filter /FlateDecode", "not compressed", k7, 99, -300, 0},
-      {"/N 1 /First 4 /Filter /DCTDecode", "7 0 64", k7, 99, -107, 0},
-      {"/N 1 /First 4", "7 0 64", {{7, {12, 0}}}, 99, -91, 0},
-      {"", "", {{7, {11, 0}}}, 99, -96, 0, {{11, "<< /Type /ObjStm /N 1 /First 4 >>"}}},
-      {"", "", {{7, {11, 0}}}, 99, -96, 0, {{11, "7"}}},
+      {"/N 1 /First 4", "9 0 64", k7, 1, PDF_RESULT_OBJECT_UNREADABLE, 64},
+      {"/N 1 /First 4", "7 0 64", k7, 1, PDF_RESULT_NOT_OBJECT_STREAM, 64, {}, "/Type /XRef "},
+      {"/N 1 /First 4", "9 0 64", k7, 1, PDF_RESULT_NOT_OBJECT_STREAM, 64, {}, "/Type /XObject "},
+      {"/N 2 /First 4", "7 -9 8 0 42", k78, 99, PDF_RESULT_OBJECT_UNREADABLE, 0},
+      {"/N 1 /First 6", "7 0 1 ", k7, 99, PDF_RESULT_OBJECT_UNREADABLE, 0},
+      {"/N 2 /First 8", "7 5 8 2 1234567890", k78, 99, PDF_RESULT_OBJECT_UNREADABLE, 0},
+      {"/N 2 /First 8", "7 0 8 x 12345678", k78, 99, PDF_RESULT_OBJECT_UNREADABLE, 0},
+      {"/N 2 /First 4", "8 0 ", k87, 99, PDF_RESULT_OBJECT_UNREADABLE, 0},
+      {"/First 4", "7 0 64", k7, 99, PDF_RESULT_OBJECT_UNREADABLE, 0},
+      {"/N 1 /First 8", "8 0 7 3 111 222", k87, 99, PDF_RESULT_OBJECT_UNREADABLE, 0},
+      {"/N 1", "7 0 64", k7, 99, PDF_RESULT_OBJECT_UNREADABLE, 0},
+      {"/N 1 /First 4", "7 0 )", k7, 99, PDF_RESULT_OBJECT_UNREADABLE, 0},
+      {"/N 1 /First 4 /Filter /FlateDecode", "not compressed", k7, 99, PDF_RESULT_BAD_COMPRESSED_DATA, 0},
+      {"/N 1 /First 4 /Filter /DCTDecode", "7 0 64", k7, 99, PDF_RESULT_UNSUPPORTED_FILTER, 0},
+      {"/N 1 /First 4", "7 0 64", {{7, {12, 0}}}, 99, PDF_RESULT_OBJECT_MISSING, 0},
+      {"", "", {{7, {11, 0}}}, 99, PDF_RESULT_NOT_OBJECT_STREAM, 0, {{11, "<< /Type /ObjStm /N 1 /First 4 >>"}}},
+      {"", "", {{7, {11, 0}}}, 99, PDF_RESULT_NOT_OBJECT_STREAM, 0, {{11, "7"}}},
   };
   for (const Load_Case& c : cases) {
     Pdf_Builder b = Start();
@@ -150,7 +150,7 @@ TEST(Object_Stream, EachObjectIsParsedOnceOnFirstLookup) {
   const std::string bytes = Finish(&without_root, packed, "");
   for (int8_t level = 0; level <= 4; ++level) {
     Opened_Document rootless(bytes, level);
-    ASSERT_EQ(rootless.result, level < 2 ? -70 : 0) << int(level);
+    ASSERT_EQ(rootless.result, level < 2 ? PDF_RESULT_MISSING_ROOT_OR_SIZE : PDF_RESULT_OK) << int(level);
     if (level < 2) continue;
     EXPECT_EQ(PDF_Trailer_Get_Root(rootless.body()->trailer), nullptr);
     EXPECT_EQ(rootless.entry(1)->type, 'c');
@@ -165,11 +165,11 @@ TEST(Object_Stream, ContainersThatLeadBackToThemselvesFindNothing) {
   ASSERT_EQ(opened.result, 0);
   for (uint32_t number : {7u, 8u}) {
     EXPECT_EQ(opened.object(number), nullptr);
-    EXPECT_EQ(PDF_Xref_Entry_Load_Compressed(opened.entry(number)), -91);
+    EXPECT_EQ(PDF_Xref_Entry_Load_Compressed(opened.entry(number)), PDF_RESULT_OBJECT_MISSING);
   }
   for (uint32_t number : {7u, 8u, 10u, 11u}) EXPECT_EQ(opened.entry(number)->type, 'c') << number;
   // Entries that are not compressed are left alone.
-  EXPECT_EQ(PDF_Xref_Entry_Load_Compressed(nullptr), -500);
+  EXPECT_EQ(PDF_Xref_Entry_Load_Compressed(nullptr), PDF_RESULT_INVALID_ARGUMENT);
   PDF_Xref_Entry* catalog = opened.entry(1);
   const uint64_t offset = catalog->offset;
   EXPECT_EQ(PDF_Xref_Entry_Load_Compressed(catalog), 0);

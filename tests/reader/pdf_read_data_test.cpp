@@ -4,7 +4,7 @@
 #include <string>
 
 #include "reader/pdf_read_data.h"
-#include "support/test_memory.h"
+#include "support/test_objects.h"
 
 namespace {
 
@@ -221,39 +221,32 @@ TEST(ReadData, ReadDoesNotCallBackForEmptyRequests) {
   EXPECT_EQ(input.calls, 5u);  // space skip reads 'a', then a, b, c and the end
 }
 
-TEST(ReadData, CreateAndReleaseWithHolds) {
-  Test_Allocator allocator{};
-  Test_Message_Log log;
-  PDF_Memory* memory = nullptr;
-  ASSERT_EQ(PDF_Memory_Create(&memory, Test_Alloc, &allocator, Test_Free, &allocator), 0);
-  PDF_Message* message = nullptr;
-  ASSERT_EQ(PDF_Message_Create(&message, memory, Test_Message_Callback, &log), 0);
+typedef Objects_Fixture ReadData_Holds;
+
+TEST_F(ReadData_Holds, CreateAndReleaseWithHolds) {
   Test_Counted_Input input{"", 0};
   PDF_Read_Data* reader = nullptr;
-  EXPECT_EQ(PDF_Read_Data_Create(nullptr, memory, Test_Counted_Read, &input, message), -500);
-  EXPECT_EQ(PDF_Read_Data_Create(&reader, memory, nullptr, &input, message), -500);
-
-  allocator.fail_at = allocator.requests + 1;
-  EXPECT_EQ(PDF_Read_Data_Create(&reader, memory, Test_Counted_Read, &input, message), -7);
+  EXPECT_EQ(PDF_Read_Data_Create(nullptr, memory, Test_Counted_Read, &input, message), PDF_RESULT_INVALID_ARGUMENT);
+  EXPECT_EQ(PDF_Read_Data_Create(&reader, memory, nullptr, &input, message), PDF_RESULT_INVALID_ARGUMENT);
+  Fail_Request(1);
+  EXPECT_EQ(PDF_Read_Data_Create(&reader, memory, Test_Counted_Read, &input, message), PDF_RESULT_OUT_OF_MEMORY);
+  Stop_Failing();
   EXPECT_EQ(reader, nullptr);
   ASSERT_EQ(log.messages.size(), 1u);
   EXPECT_EQ(log.messages[0].text, "Unable to allocate read data object!");
-  EXPECT_EQ(log.messages[0].level, 91);
-  allocator.fail_at = 0;
+  EXPECT_EQ(log.messages[0].level, PDF_LEVEL_RESOURCE);
 
-  ASSERT_EQ(PDF_Read_Data_Create(&reader, memory, Test_Counted_Read, &input, message), 0);
+  const int64_t live = allocator.live;
+  ASSERT_EQ(PDF_Read_Data_Create(&reader, memory, Test_Counted_Read, &input, message), PDF_RESULT_OK);
   EXPECT_EQ(reader->hold_count, 1u);
   reader->hold_count = 2;
   PDF_Read_Data* other = reader;
-  EXPECT_EQ(PDF_Read_Data_Release(&reader, memory), 0);
+  EXPECT_EQ(PDF_Read_Data_Release(&reader, memory), PDF_RESULT_OK);
   EXPECT_EQ(reader, nullptr);
-  EXPECT_EQ(allocator.live, 3);  // still held once
-  EXPECT_EQ(PDF_Read_Data_Release(&other, memory), 0);
-  EXPECT_EQ(PDF_Read_Data_Release(&other, memory), -500);
-  EXPECT_EQ(allocator.live, 2);
-  PDF_Message_Delete(&message, memory);
-  PDF_Memory_Delete(&memory);
-  EXPECT_EQ(allocator.live, 0);
+  EXPECT_EQ(allocator.live, live + 1);  // still held once
+  EXPECT_EQ(PDF_Read_Data_Release(&other, memory), PDF_RESULT_OK);
+  EXPECT_EQ(PDF_Read_Data_Release(&other, memory), PDF_RESULT_INVALID_ARGUMENT);
+  EXPECT_EQ(allocator.live, live);
 }
 
 }  // namespace

@@ -163,15 +163,15 @@ TEST_F(Xref_Stream, RowsBecomeSectionsOfTheTable) {
       {x + "/Size 9 /W [1 2 1] /Index [0 2 1 2]", {N(1), N(2), N(3), N(4)}, 0, "0+2: n1 n2 | 2+1: n4"},
       {x + "/Size 20 /W [1 2 1] /Index [8 2 1 2]", {N(1), N(2), N(3), N(4), N(5)}, 0, "1+2: n3 n4 | 8+2: n1 n2"},
       // In-use rows without an object header there.
-      {x + "/Size 9 /W [1 2 1] /Index [0 2 4 2]", {F(255), N(1), N(2), Row{1, 1, 0}, N(3)}, -93, "0+2: f255 n1"},
-      {x + "/Size 9 /W [1 4 1]", {F(255), N(1), Row{1, 999999, 0}, N(2)}, -93, "", {1, 4, 1}},
-      {x + "/W [1 2 1]", {N(1), N(2)}, -71, ""}, {x + "/Size 2", {N(1), N(2)}, -71, ""},
-      {x + "/Size 2 /W [1 2]", {N(1), N(2)}, -71, ""}, {x + "/Size 2 /W [-1 3 2]", {N(1), N(2)}, -71, ""},
-      {x + "/Size 2 /W [1 0 3]", {N(1), N(2)}, -71, "", {1, 0, 3}},
-      {x + "/Size 3 /W [1 2 1] /Filter /DCTDecode", {N(1), N(2), N(3)}, -107, ""},
+      {x + "/Size 9 /W [1 2 1] /Index [0 2 4 2]", {F(255), N(1), N(2), Row{1, 1, 0}, N(3)}, PDF_RESULT_OBJECT_UNREADABLE, "0+2: f255 n1"},
+      {x + "/Size 9 /W [1 4 1]", {F(255), N(1), Row{1, 999999, 0}, N(2)}, PDF_RESULT_OBJECT_UNREADABLE, "", {1, 4, 1}},
+      {x + "/W [1 2 1]", {N(1), N(2)}, PDF_RESULT_MALFORMED_XREF, ""}, {x + "/Size 2", {N(1), N(2)}, PDF_RESULT_MALFORMED_XREF, ""},
+      {x + "/Size 2 /W [1 2]", {N(1), N(2)}, PDF_RESULT_MALFORMED_XREF, ""}, {x + "/Size 2 /W [-1 3 2]", {N(1), N(2)}, PDF_RESULT_MALFORMED_XREF, ""},
+      {x + "/Size 2 /W [1 0 3]", {N(1), N(2)}, PDF_RESULT_MALFORMED_XREF, "", {1, 0, 3}},
+      {x + "/Size 3 /W [1 2 1] /Filter /DCTDecode", {N(1), N(2), N(3)}, PDF_RESULT_UNSUPPORTED_FILTER, ""},
       // A name in W or Index gives the element's code; Index that is not an array counts as absent.
-      {x + "/Size 2 /W [1 /Two 1]", {N(1), N(2)}, -500, ""},
-      {x + "/Size 9 /W [1 2 1] /Index [/Zero 2]", {N(1), N(2), N(3)}, -500, ""},
+      {x + "/Size 2 /W [1 /Two 1]", {N(1), N(2)}, PDF_RESULT_INVALID_ARGUMENT, ""},
+      {x + "/Size 9 /W [1 2 1] /Index [/Zero 2]", {N(1), N(2), N(3)}, PDF_RESULT_INVALID_ARGUMENT, ""},
       {x + "/Size 9 /W [1 2 1] /Index 5", {N(1), N(2), N(3)}, 0, "0+3: n1 n2 n3"},
       // Without the type the stream is refused at level 0 only.
       {"/Size 2 /W [1 2 1]", {N(1), N(2)}, 0, "0+2: n1 n2"},
@@ -190,7 +190,7 @@ TEST_F(Xref_Stream, RowsBecomeSectionsOfTheTable) {
       PDF_Result result = 1;
       EXPECT_EQ(Read(c.entries, data, level, &result), refused ? "" : c.table)
           << c.entries << " at level " << int(level);
-      EXPECT_EQ(result, refused ? -71 : c.result) << c.entries << " at level " << int(level);
+      EXPECT_EQ(result, refused ? PDF_RESULT_MALFORMED_XREF : c.result) << c.entries << " at level " << int(level);
     }
   }
 }
@@ -210,14 +210,14 @@ TEST_F(Xref_Stream, EarlierDefinitionsInTheTableWin) {
   EXPECT_EQ(PDF_Xref_Table_Get_Object(table, 2, 0), nullptr) << "the older free entry hides row 2";
   EXPECT_EQ(PDF_Xref_Table_Get_Object(table, 3, 0), known);
   // Null arguments.
-  EXPECT_EQ(PDF_Xref_Table_Read_Stream(nullptr, stream, file, reader), -500);
-  EXPECT_EQ(PDF_Xref_Table_Read_Stream(table, nullptr, file, reader), -500);
-  EXPECT_EQ(PDF_Xref_Table_Read_Stream(table, stream, nullptr, reader), -500);
+  EXPECT_EQ(PDF_Xref_Table_Read_Stream(nullptr, stream, file, reader), PDF_RESULT_INVALID_ARGUMENT);
+  EXPECT_EQ(PDF_Xref_Table_Read_Stream(table, nullptr, file, reader), PDF_RESULT_INVALID_ARGUMENT);
+  EXPECT_EQ(PDF_Xref_Table_Read_Stream(table, stream, nullptr, reader), PDF_RESULT_INVALID_ARGUMENT);
   PDF_Trailer* trailer = reinterpret_cast<PDF_Trailer*>(this);
-  EXPECT_EQ(PDF_Trailer_Create_From_Xref_Stream(nullptr, file, stream), -500);
-  EXPECT_EQ(PDF_Trailer_Create_From_Xref_Stream(&trailer, nullptr, stream), -500);
+  EXPECT_EQ(PDF_Trailer_Create_From_Xref_Stream(nullptr, file, stream), PDF_RESULT_INVALID_ARGUMENT);
+  EXPECT_EQ(PDF_Trailer_Create_From_Xref_Stream(&trailer, nullptr, stream), PDF_RESULT_INVALID_ARGUMENT);
   EXPECT_EQ(trailer, nullptr);
-  EXPECT_EQ(PDF_Trailer_Create_From_Xref_Stream(&trailer, file, nullptr), -500);
+  EXPECT_EQ(PDF_Trailer_Create_From_Xref_Stream(&trailer, file, nullptr), PDF_RESULT_INVALID_ARGUMENT);
   Drop();
   EXPECT_EQ(PDF_Xref_Table_Delete(&table, file), 0);
 }
@@ -226,7 +226,7 @@ TEST_F(Xref_Stream, TrailerTakesSixKeysInOrderAndNeedsSize) {
   // Without Size nothing survives, whatever else was there.
   PDF_Trailer* trailer = reinterpret_cast<PDF_Trailer*>(this);
   PDF_Stream* stream = Parse_Stream("/Type /XRef /W [1 2 1] /Root 1 0 R /Prev 10 /ID [<01> <02>]", "");
-  EXPECT_EQ(PDF_Trailer_Create_From_Xref_Stream(&trailer, file, stream), -70);
+  EXPECT_EQ(PDF_Trailer_Create_From_Xref_Stream(&trailer, file, stream), PDF_RESULT_MISSING_ROOT_OR_SIZE);
   EXPECT_EQ(trailer, nullptr);
   Drop();
   ASSERT_EQ(PDF_Trailer_Create_From_Xref_Stream(&trailer, file, Parse_Stream("/Type /XRef /W [1 2 1] /Size 3", "")), 0);
@@ -275,13 +275,13 @@ TEST_F(Xref_Stream, ExhaustedMemoryLeavesNothingBehind) {
     if (read == 0) {
       EXPECT_EQ(Describe(table), "0+3: f255 n1 c8.0 | 5+3: n2 f1 c8.1") << "request " << n;
     } else {
-      EXPECT_TRUE(reached && (read == -7 || read == -93)) << "request " << n << " gave " << read;
+      EXPECT_TRUE(reached && (read == PDF_RESULT_OUT_OF_MEMORY || read == PDF_RESULT_OBJECT_UNREADABLE)) << "request " << n << " gave " << read;
     }
     if (made == 0) {
       EXPECT_EQ(Keys(PDF_Trailer_Get_Dictionary(trailer)), "Size Prev Root Encrypt Info ID");
       EXPECT_EQ(PDF_Trailer_Delete(&trailer, file), 0);
     } else {
-      EXPECT_TRUE(reached && made == -7 && trailer == nullptr) << "request " << n << " gave " << made;
+      EXPECT_TRUE(reached && made == PDF_RESULT_OUT_OF_MEMORY && trailer == nullptr) << "request " << n << " gave " << made;
     }
     Drop();
     EXPECT_EQ(PDF_Xref_Table_Delete(&table, file), 0);
@@ -426,8 +426,8 @@ TEST(Stream_Invoice, XRefTypeDecidesTheOpenAtLevelZero) {
   Append_Update(&update, 3, "(new)", 4);
   for (int8_t level = 0; level <= 4; ++level) {
     Opened_Document newest(b.bytes, level), older(update.bytes, level);
-    EXPECT_EQ(newest.result, level == 0 ? -71 : 0) << int(level);
-    EXPECT_EQ(older.result, level == 0 ? -100 : 0) << int(level);
+    EXPECT_EQ(newest.result, level == 0 ? PDF_RESULT_MALFORMED_XREF : PDF_RESULT_OK) << int(level);
+    EXPECT_EQ(older.result, level == 0 ? PDF_RESULT_BAD_TRAILER : PDF_RESULT_OK) << int(level);
     EXPECT_TRUE(older.result != 0 || (older.object(1) != nullptr && older.object(3) != nullptr)) << int(level);
   }
 }

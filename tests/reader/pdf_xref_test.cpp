@@ -132,14 +132,14 @@ TEST(XrefChain, DamageIsForgivenFromItsLevel) {
   const Damage_Case cases[] = {
       {"clean", "0 3\n0000000000 65535 f\r\n<1><2>", "trailer", 0, 0, ""},
       {"nine-digit offset", "0 3\n000000000 65535 f\r\n<1><2>", "trailer", 0, 0, ""},
-      {"bad first line", "0 3\n" + bad_line + "<1><2>", "trailer", 2, -71, first_report},
-      {"bad later line", "0 3\n0000000000 65535 f\r\n<1>" + bad_line, "trailer", 1, -71, later_report},
-      {"short line", "0 3\n0000000000 65535 f\r\n<1>16 0 n          \n", "trailer", 1, -71, later_report},
-      {"junk token before trailer", "0 3\n0000000000 65535 f\r\n<1><2>", "junk trailer", 1, -100,
+      {"bad first line", "0 3\n" + bad_line + "<1><2>", "trailer", 2, PDF_RESULT_MALFORMED_XREF, first_report},
+      {"bad later line", "0 3\n0000000000 65535 f\r\n<1>" + bad_line, "trailer", 1, PDF_RESULT_MALFORMED_XREF, later_report},
+      {"short line", "0 3\n0000000000 65535 f\r\n<1>16 0 n          \n", "trailer", 1, PDF_RESULT_MALFORMED_XREF, later_report},
+      {"junk token before trailer", "0 3\n0000000000 65535 f\r\n<1><2>", "junk trailer", 1, PDF_RESULT_BAD_TRAILER,
        "Unable to find trailer keyword, try to ignore it.\n"},
-      {"no trailer keyword", "0 3\n0000000000 65535 f\r\n<1><2>", "", 1, -100,
+      {"no trailer keyword", "0 3\n0000000000 65535 f\r\n<1><2>", "", 1, PDF_RESULT_BAD_TRAILER,
        "Unable to find trailer keyword, try to ignore it.\n"},
-      {"no subsection", "", "trailer", 99, -71, ""},
+      {"no subsection", "", "trailer", 99, PDF_RESULT_MALFORMED_XREF, ""},
   };
   for (const Damage_Case& c : cases) {
     const std::string bytes = File_With_Table(c.table, c.keyword);
@@ -180,7 +180,7 @@ TEST(XrefChain, UnreadableObjectInAnOlderTableIsDroppedFromLevelOne) {
   Pdf_Builder_Trailer(&b, "/Size 3 /Root 1 0 R /Prev " + std::to_string(first_xref), xref);
   {
     Opened strict(b.bytes, 0);
-    EXPECT_EQ(strict.result, -100);
+    EXPECT_EQ(strict.result, PDF_RESULT_BAD_TRAILER);
   }
   Opened opened(b.bytes, 1);
   ASSERT_EQ(opened.result, 0);
@@ -190,7 +190,7 @@ TEST(XrefChain, UnreadableObjectInAnOlderTableIsDroppedFromLevelOne) {
 
 TEST(XrefChain, StartxrefOfZeroFindsNoTrailer) {
   Opened opened("%PDF-1.7\n1 0 obj 1 endobj\nstartxref\n0\n%%EOF\n", 3);
-  EXPECT_EQ(opened.result, -500);
+  EXPECT_EQ(opened.result, PDF_RESULT_INVALID_ARGUMENT);
 }
 
 std::string File_With_Trailer(const std::string& trailer_entries, const std::string& extra_object = "") {
@@ -216,16 +216,16 @@ TEST(OpenSequence, EncryptionIsClassified) {
       {"V1 R2", "<< /Filter /Standard /V 1 /R 2 /P -44 >>", false, 0, 1},
       {"V1 R3", "<< /Filter /Standard /V 1 /R 3 /P -44 >>", false, 0, 2},
       {"V2 R3", "<< /Filter /Standard /V 2 /R 3 /P -44 >>", true, 0, 3},
-      {"V2 R2", "<< /Filter /Standard /V 2 /R 2 /P -44 >>", false, -242, 0},
-      {"V3", "<< /Filter /Standard /V 3 /R 3 /P -44 >>", false, -103, 0},
-      {"R4", "<< /Filter /Standard /V 2 /R 4 /P -44 >>", false, -103, 0},
-      {"other handler", "<< /Filter /Other /V 1 /R 2 /P -44 >>", false, -103, 0},
-      {"filter as string", "<< /Filter (Standard) /V 1 /R 2 /P -44 >>", false, -103, 0},
-      {"no filter", "<< /V 1 /R 2 /P -44 >>", false, -103, 0},
-      {"V missing", "<< /Filter /Standard /R 2 /P -44 >>", false, -103, 0},
-      {"R as name", "<< /Filter /Standard /V 1 /R /Two /P -44 >>", false, -103, 0},
-      {"P missing", "<< /Filter /Standard /V 1 /R 2 >>", false, -500, 0},
-      {"P zero", "<< /Filter /Standard /V 1 /R 2 /P 0 >>", false, -500, 0},
+      {"V2 R2", "<< /Filter /Standard /V 2 /R 2 /P -44 >>", false, PDF_RESULT_UNSUPPORTED_REVISION, 0},
+      {"V3", "<< /Filter /Standard /V 3 /R 3 /P -44 >>", false, PDF_RESULT_BAD_ENCRYPTION, 0},
+      {"R4", "<< /Filter /Standard /V 2 /R 4 /P -44 >>", false, PDF_RESULT_BAD_ENCRYPTION, 0},
+      {"other handler", "<< /Filter /Other /V 1 /R 2 /P -44 >>", false, PDF_RESULT_BAD_ENCRYPTION, 0},
+      {"filter as string", "<< /Filter (Standard) /V 1 /R 2 /P -44 >>", false, PDF_RESULT_BAD_ENCRYPTION, 0},
+      {"no filter", "<< /V 1 /R 2 /P -44 >>", false, PDF_RESULT_BAD_ENCRYPTION, 0},
+      {"V missing", "<< /Filter /Standard /R 2 /P -44 >>", false, PDF_RESULT_BAD_ENCRYPTION, 0},
+      {"R as name", "<< /Filter /Standard /V 1 /R /Two /P -44 >>", false, PDF_RESULT_BAD_ENCRYPTION, 0},
+      {"P missing", "<< /Filter /Standard /V 1 /R 2 >>", false, PDF_RESULT_INVALID_ARGUMENT, 0},
+      {"P zero", "<< /Filter /Standard /V 1 /R 2 /P 0 >>", false, PDF_RESULT_INVALID_ARGUMENT, 0},
       {"encrypt is a number", "5", false, 0, 0},
       {"encrypt is a name", "/Standard", true, 0, 0},
   };
@@ -247,7 +247,7 @@ TEST(OpenSequence, EncryptionIsClassified) {
 
 TEST(OpenSequence, FilterHeldAsAReferenceIsNotUnderstood) {
   Opened opened(File_With_Trailer("/Root 1 0 R /Encrypt << /Filter 2 0 R /V 1 /R 2 /P -4 >>", "/Standard"), 3);
-  EXPECT_EQ(opened.result, -103);
+  EXPECT_EQ(opened.result, PDF_RESULT_BAD_ENCRYPTION);
 }
 
 struct Root_Case {
@@ -260,12 +260,12 @@ struct Root_Case {
 
 TEST(OpenSequence, RootAndInfoChecks) {
   const Root_Case cases[] = {
-      {"no root, strict", "", 1, -70, 0},
+      {"no root, strict", "", 1, PDF_RESULT_MISSING_ROOT_OR_SIZE, 0},
       {"no root, catalog found", "", 2, 0, 0},
       {"info reference", "/Root 1 0 R /Info 2 0 R", 0, 0, 2},
-      {"info number, level 0", "/Root 1 0 R /Info 5", 0, -73, 0},
+      {"info number, level 0", "/Root 1 0 R /Info 5", 0, PDF_RESULT_BAD_INFO, 0},
       {"info number, level 1", "/Root 1 0 R /Info 5", 1, 0, 0},
-      {"info dictionary, level 0", "/Root 1 0 R /Info << /Title (x) >>", 0, -73, 0},
+      {"info dictionary, level 0", "/Root 1 0 R /Info << /Title (x) >>", 0, PDF_RESULT_BAD_INFO, 0},
       {"info dictionary, level 1", "/Root 1 0 R /Info << /Title (x) >>", 1, 0, 0},
       {"info dictionary, level 2", "/Root 1 0 R /Info << /Title (x) >>", 2, 0, 2},
   };

@@ -4,24 +4,19 @@
 
 #include "runtime/pdf_memory.h"
 #include "runtime/pdf_message.h"
-#include "support/test_memory.h"
+#include "support/test_objects.h"
 
 namespace {
-
-int32_t Failing_Free(void* block, void*) {
-  free(block);
-  return -42;
-}
 
 TEST(PdfMemory, ContractOfCreateAllocFreeDelete) {
   Test_Allocator allocator{};
   PDF_Memory* memory = nullptr;
   // Missing arguments are refused before anything is allocated.
-  EXPECT_EQ(PDF_Memory_Create(nullptr, Test_Alloc, &allocator, Test_Free, &allocator), -500);
-  EXPECT_EQ(PDF_Memory_Create(&memory, Test_Alloc, &allocator, nullptr, &allocator), -500);
+  EXPECT_EQ(PDF_Memory_Create(nullptr, Test_Alloc, &allocator, Test_Free, &allocator), PDF_RESULT_INVALID_ARGUMENT);
+  EXPECT_EQ(PDF_Memory_Create(&memory, Test_Alloc, &allocator, nullptr, &allocator), PDF_RESULT_INVALID_ARGUMENT);
   EXPECT_EQ(allocator.requests, 0u);
   allocator.fail_at = 1;
-  EXPECT_EQ(PDF_Memory_Create(&memory, Test_Alloc, &allocator, Test_Free, &allocator), -7);
+  EXPECT_EQ(PDF_Memory_Create(&memory, Test_Alloc, &allocator, Test_Free, &allocator), PDF_RESULT_OUT_OF_MEMORY);
   EXPECT_EQ(memory, nullptr);
 
   allocator.fail_at = 0;
@@ -33,72 +28,63 @@ TEST(PdfMemory, ContractOfCreateAllocFreeDelete) {
   EXPECT_EQ(block, nullptr);
   // A release of nothing is -8 and never reaches the callback.
   uint64_t frees = allocator.frees;
-  EXPECT_EQ(PDF_Memory_Free(memory, &block), -8);
-  EXPECT_EQ(PDF_Memory_Free(nullptr, &block), -8);
+  EXPECT_EQ(PDF_Memory_Free(memory, &block), PDF_RESULT_NOTHING_TO_FREE);
+  EXPECT_EQ(PDF_Memory_Free(nullptr, &block), PDF_RESULT_NOTHING_TO_FREE);
   EXPECT_EQ(allocator.frees, frees);
   EXPECT_EQ(PDF_Memory_Delete(&memory), 0);
   EXPECT_EQ(memory, nullptr);
-  EXPECT_EQ(PDF_Memory_Delete(&memory), -500);
+  EXPECT_EQ(PDF_Memory_Delete(&memory), PDF_RESULT_INVALID_ARGUMENT);
   EXPECT_EQ(allocator.live, 0);
 
   // A failing release callback still clears the holder, and its code travels up.
-  ASSERT_EQ(PDF_Memory_Create(&memory, Test_Alloc, &allocator, Failing_Free, nullptr), 0);
+  ASSERT_EQ(PDF_Memory_Create(&memory, Test_Alloc, &allocator, Test_Free, &allocator), PDF_RESULT_OK);
+  allocator.free_result = -42;
   void* other = PDF_Memory_Alloc(memory, 8);
   EXPECT_EQ(PDF_Memory_Free(memory, &other), -42);
   EXPECT_EQ(other, nullptr);
   EXPECT_EQ(PDF_Memory_Delete(&memory), -42);
   EXPECT_EQ(memory, nullptr);
+  EXPECT_EQ(allocator.live, 0);
 }
 
-struct Message_Fixture {
-  Test_Allocator allocator{};
-  Test_Message_Log log;
-  PDF_Memory* memory = nullptr;
-  PDF_Message* message = nullptr;
-  Message_Fixture() {
-    PDF_Memory_Create(&memory, Test_Alloc, &allocator, Test_Free, &allocator);
-    PDF_Message_Create(&message, memory, Test_Message_Callback, &log);
-  }
-  ~Message_Fixture() {
-    if (message != nullptr) PDF_Message_Delete(&message, memory);
-    PDF_Memory_Delete(&memory);
-    EXPECT_EQ(allocator.live, 0);
-  }
-};
+typedef Objects_Fixture PdfMessage;
 
-TEST(PdfMessage, ReportFormatsAndCutsAt1023Characters) {
+TEST_F(PdfMessage, ReportFormatsAndCutsAt1023Characters) {
   const size_t lengths[] = {1022, 1023, 1024, 5000};
   for (size_t length : lengths) {
-    Message_Fixture f;
+    log.messages.clear();
     std::string text(length, 'x');
-    PDF_Message_Report(f.message, -7, 91, "%d:%s", 7, text.c_str());
-    ASSERT_EQ(f.log.messages.size(), 1u);
+    PDF_Message_Report(message, PDF_RESULT_OUT_OF_MEMORY, PDF_LEVEL_RESOURCE, "%d:%s", 7, text.c_str());
+    ASSERT_EQ(log.messages.size(), 1u);
     std::string expected = ("7:" + text).substr(0, 1023);
-    EXPECT_EQ(f.log.messages[0].text, expected) << length;
-    EXPECT_EQ(f.log.messages[0].code, -7);
-    EXPECT_EQ(f.log.messages[0].level, 91);
+    EXPECT_EQ(log.messages[0].text, expected) << length;
+    EXPECT_EQ(log.messages[0].code, PDF_RESULT_OUT_OF_MEMORY);
+    EXPECT_EQ(log.messages[0].level, PDF_LEVEL_RESOURCE);
   }
-  PDF_Message_Report(nullptr, -7, 91, "dropped");  // no reporter: nothing happens
+  PDF_Message_Report(nullptr, PDF_RESULT_OUT_OF_MEMORY, PDF_LEVEL_RESOURCE, "dropped");  // no reporter: nothing happens
 }
 
-TEST(PdfMessage, CreateFailureIsHeardDirectlyAndHoldsAreHonoured) {
-  Message_Fixture f;
+TEST_F(PdfMessage, CreateFailureIsHeardDirectlyAndHoldsAreHonoured) {
   PDF_Message* second = nullptr;
-  f.allocator.fail_at = f.allocator.requests + 1;
-  EXPECT_EQ(PDF_Message_Create(&second, f.memory, Test_Message_Callback, &f.log), -7);
+  allocator.fail_at = allocator.requests + 1;
+  EXPECT_EQ(PDF_Message_Create(&second, memory, Test_Message_Callback, &log), PDF_RESULT_OUT_OF_MEMORY);
   EXPECT_EQ(second, nullptr);
-  ASSERT_EQ(f.log.messages.size(), 1u);
-  EXPECT_EQ(f.log.messages[0].text, "Unable to create message object");
-  EXPECT_EQ(f.log.messages[0].level, 91);
-  EXPECT_EQ(PDF_Message_Create(&second, f.memory, nullptr, &f.log), -500);
+  ASSERT_EQ(log.messages.size(), 1u);
+  EXPECT_EQ(log.messages[0].text, "Unable to create message object");
+  EXPECT_EQ(log.messages[0].level, PDF_LEVEL_RESOURCE);
+  EXPECT_EQ(PDF_Message_Create(&second, memory, nullptr, &log), PDF_RESULT_INVALID_ARGUMENT);
 
-  f.message->hold_count = 2;
-  PDF_Message* holder = f.message;
-  EXPECT_EQ(PDF_Message_Delete(&holder, f.memory), 0);
+  PDF_Message* own = nullptr;
+  ASSERT_EQ(PDF_Message_Create(&own, memory, Test_Message_Callback, &log), PDF_RESULT_OK);
+  const int64_t live = allocator.live;
+  own->hold_count = 2;
+  PDF_Message* holder = own;
+  EXPECT_EQ(PDF_Message_Delete(&holder, memory), PDF_RESULT_OK);
   EXPECT_EQ(holder, nullptr);
-  EXPECT_EQ(f.allocator.live, 2) << "still held once";
-  EXPECT_EQ(PDF_Message_Delete(&f.message, f.memory), 0);
-  EXPECT_EQ(PDF_Message_Delete(&f.message, f.memory), -500);
+  EXPECT_EQ(allocator.live, live) << "still held once";
+  EXPECT_EQ(PDF_Message_Delete(&own, memory), PDF_RESULT_OK);
+  EXPECT_EQ(allocator.live, live - 1);
+  EXPECT_EQ(PDF_Message_Delete(&own, memory), PDF_RESULT_INVALID_ARGUMENT);
 }
 
 }  // namespace

@@ -1,27 +1,17 @@
 #include "support/test_cipher.h"
 
+#include <nettle/arcfour.h>
 #include <nettle/md5.h>
 
 #include <cstring>
-#include <utility>
 
 #include "security/pdf_security.h"
 
 std::string Test_RC4(const std::string& key, const std::string& data) {
-  uint8_t s[256];
-  for (int i = 0; i < 256; ++i) s[i] = static_cast<uint8_t>(i);
-  for (int i = 0, j = 0; i < 256; ++i) {
-    j = (j + s[i] + static_cast<uint8_t>(key[i % key.size()])) & 255;
-    std::swap(s[i], s[j]);
-  }
-  std::string out = data;
-  int i = 0, j = 0;
-  for (char& c : out) {
-    i = (i + 1) & 255;
-    j = (j + s[i]) & 255;
-    std::swap(s[i], s[j]);
-    c = static_cast<char>(static_cast<uint8_t>(c) ^ s[(s[i] + s[j]) & 255]);
-  }
+  struct arcfour_ctx context;
+  arcfour_set_key(&context, key.size(), reinterpret_cast<const uint8_t*>(key.data()));
+  std::string out(data.size(), '\0');
+  arcfour_crypt(&context, data.size(), reinterpret_cast<uint8_t*>(&out[0]), reinterpret_cast<const uint8_t*>(data.data()));
   return out;
 }
 

@@ -6,10 +6,13 @@
 void* Test_Alloc(uint64_t size, void* data) {
   Test_Allocator* allocator = static_cast<Test_Allocator*>(data);
   allocator->requests += 1;
+  allocator->sizes.push_back(size);
   if (allocator->fail_at != 0 &&
       (allocator->requests == allocator->fail_at || (allocator->fail_after && allocator->requests > allocator->fail_at))) {
     return nullptr;
   }
+  // A size no machine can give (a length of -1, say) fails like exhausted memory.
+  if (size > (allocator->refuse_above != 0 ? allocator->refuse_above : uint64_t{1} << 40)) return nullptr;
   void* block = malloc(size);
   if (block != nullptr) {
     allocator->live += 1;
@@ -20,12 +23,26 @@ void* Test_Alloc(uint64_t size, void* data) {
 
 int32_t Test_Free(void* block, void* data) {
   Test_Allocator* allocator = static_cast<Test_Allocator*>(data);
-  if (block == nullptr) return -8;
-  allocator->blocks.erase(block);
+  if (block == nullptr) return PDF_RESULT_NOTHING_TO_FREE;
+  allocator->released.push_back(block);
+  if (block == allocator->refused_block) return allocator->refused_result;
+  if (allocator->blocks.erase(block) == 0) {
+    allocator->bad_frees += 1;
+    return PDF_RESULT_NOTHING_TO_FREE;
+  }
   free(block);
   allocator->live -= 1;
   allocator->frees += 1;
-  return 0;
+  return allocator->free_result;
+}
+
+PDF_Memory Test_Memory(Test_Allocator* allocator) {
+  PDF_Memory memory{};
+  memory.alloc = Test_Alloc;
+  memory.alloc_data = allocator;
+  memory.free = Test_Free;
+  memory.free_data = allocator;
+  return memory;
 }
 
 int32_t Test_Message_Callback(const char* text, int32_t code, int32_t level, void* data) {

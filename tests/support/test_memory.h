@@ -1,4 +1,6 @@
-// Test allocator (counts blocks, can fail the Nth request) and a message log.
+// The one allocator double of the tests (counts blocks, records every request,
+// fails the Nth request or every one above a size, reclaims leftovers) and a
+// message log.
 #ifndef INVOICE_EXTRACT_TEST_MEMORY_H
 #define INVOICE_EXTRACT_TEST_MEMORY_H
 
@@ -17,8 +19,18 @@ struct Test_Allocator {
   bool fail_after;    // with fail_at: every later request fails as well
   int64_t live;       // blocks handed out and not yet freed
   uint64_t frees;
-  std::set<void*> blocks;  // blocks handed out and not yet freed
+  std::set<void*> blocks;       // blocks handed out and not yet freed
+  std::vector<uint64_t> sizes;  // the size of every request, failed ones included
+  uint64_t refuse_above;        // requests above this size fail; 0: only sizes no machine gives
+  int32_t free_result;          // answered by a release that succeeded (the block is freed all the same)
+  uint64_t bad_frees;           // releases of blocks this allocator does not hold (not freed)
+  std::vector<void*> released;  // every release, in order
+  void* refused_block;          // its release frees nothing and answers refused_result
+  int32_t refused_result;
 };
+
+// A PDF_Memory over the allocator, without a block of its own.
+PDF_Memory Test_Memory(Test_Allocator* allocator);
 
 // Frees every block still outstanding (for paths that leak by design) and
 // returns how many there were.

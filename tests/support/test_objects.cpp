@@ -1,55 +1,66 @@
 #include "support/test_objects.h"
 
+#include <cstdio>
 #include <cstdlib>
 
 #include "reader/pdf_xref_table.h"
 #include "runtime/pdf_message.h"
+#include "support/pdf_builder.h"
 
-void* Test_Arena_Alloc(uint64_t size, void* data) {
-  Test_Arena* arena = static_cast<Test_Arena*>(data);
-  arena->requests += 1;
-  if (arena->fail_at != 0 && arena->requests == arena->fail_at) return nullptr;
-  // A size no machine can give (a length of -1, say) fails like exhausted memory.
-  if (size > (uint64_t{1} << 40)) return nullptr;
-  void* block = malloc(size);
-  if (block != nullptr) arena->live.insert(block);
-  return block;
+void Memory_Fixture::SetUp() {
+  ASSERT_EQ(PDF_Memory_Create(&memory, Test_Alloc, &allocator, Test_Free, &allocator), PDF_RESULT_OK);
 }
 
-int32_t Test_Arena_Free(void* block, void* data) {
-  Test_Arena* arena = static_cast<Test_Arena*>(data);
-  if (block == nullptr) return -8;
-  if (arena->live.erase(block) == 0) {
-    ADD_FAILURE() << "block freed twice or never allocated here";
-    return -8;
+void Memory_Fixture::TearDown() {
+  Stop_Failing();
+  if (memory != nullptr) {
+    EXPECT_EQ(PDF_Memory_Delete(&memory), PDF_RESULT_OK);
   }
-  free(block);
-  return 0;
+  EXPECT_EQ(allocator.bad_frees, 0u) << "blocks freed twice or never allocated here";
+  EXPECT_EQ(Test_Allocator_Reclaim(&allocator), static_cast<int64_t>(expected_leaks)) << "blocks left behind";
+  for (const std::string& path : temp_files) remove(path.c_str());
+}
+
+std::string Memory_Fixture::Temp_File(const std::string& name, const std::string& bytes) {
+  std::string path = Test_Temp_Path(name);
+  EXPECT_TRUE(Test_Write_File(path, bytes)) << path;
+  temp_files.push_back(path);
+  return path;
+}
+
+size_t Memory_Fixture::Free_Since(const std::set<void*>& snapshot) {
+  size_t count = 0;
+  for (auto it = allocator.blocks.begin(); it != allocator.blocks.end();) {
+    if (snapshot.count(*it) == 0) {
+      free(*it);
+      it = allocator.blocks.erase(it);
+      allocator.live -= 1;
+      count += 1;
+    } else {
+      ++it;
+    }
+  }
+  return count;
 }
 
 void Objects_Fixture::SetUp() {
-  memory.alloc = Test_Arena_Alloc;
-  memory.alloc_data = &arena;
-  memory.free = Test_Arena_Free;
-  memory.free_data = &arena;
-  ASSERT_EQ(PDF_Message_Create(&message, &memory, Test_Message_Callback, &log), 0);
-  ASSERT_EQ(PDF_File_New(&file, &memory, message), 0);
+  Memory_Fixture::SetUp();
+  ASSERT_EQ(PDF_Message_Create(&message, memory, Test_Message_Callback, &log), PDF_RESULT_OK);
+  ASSERT_EQ(PDF_File_New(&file, memory, message), PDF_RESULT_OK);
 }
 
 void Objects_Fixture::TearDown() {
   Stop_Failing();
   if (file != nullptr) {
     if (file->xref_table != nullptr) {
-      EXPECT_EQ(PDF_Body_Delete(&file->xref_table, file), 0);
+      EXPECT_EQ(PDF_Body_Delete(&file->xref_table, file), PDF_RESULT_OK);
     }
-    EXPECT_EQ(PDF_File_Delete(&file), 0);
+    EXPECT_EQ(PDF_File_Delete(&file), PDF_RESULT_OK);
   }
   if (message != nullptr) {
-    EXPECT_EQ(PDF_Message_Delete(&message, &memory), 0);
+    EXPECT_EQ(PDF_Message_Delete(&message, memory), PDF_RESULT_OK);
   }
-  EXPECT_EQ(arena.live.size(), expected_leaks) << "blocks left behind";
-  for (void* block : arena.live) free(block);
-  arena.live.clear();
+  Memory_Fixture::TearDown();
 }
 
 PDF_Read_Data* Objects_Fixture::Input(const std::string& bytes) {
@@ -72,29 +83,15 @@ PDF_Data_Object* Objects_Fixture::Value(const std::string& text) {
 
 void Objects_Fixture::Delete(PDF_Data_Object** object, uint32_t mode) {
   if (*object != nullptr) {
-    EXPECT_EQ(PDF_Data_Object_Delete(object, file, mode), 0);
+    EXPECT_EQ(PDF_Data_Object_Delete(object, file, mode), PDF_RESULT_OK);
   }
   EXPECT_EQ(*object, nullptr);
-}
-
-size_t Objects_Fixture::Free_Since(const std::set<void*>& snapshot) {
-  size_t count = 0;
-  for (auto it = arena.live.begin(); it != arena.live.end();) {
-    if (snapshot.count(*it) == 0) {
-      free(*it);
-      it = arena.live.erase(it);
-      count += 1;
-    } else {
-      ++it;
-    }
-  }
-  return count;
 }
 
 size_t Objects_Fixture::Resource_Reports(const std::string& text) const {
   size_t count = 0;
   for (const Test_Message& entry : log.messages) {
-    if (entry.text == text && entry.code == -7 && entry.level == 91) count += 1;
+    if (entry.text == text && entry.code == PDF_RESULT_OUT_OF_MEMORY && entry.level == PDF_LEVEL_RESOURCE) count += 1;
   }
   return count;
 }

@@ -51,11 +51,11 @@ TEST_F(XMP_Stream_Test, ReadsTheDecodedDataOfTheStream) {
       EXPECT_NE(PDF_Stream_Read(&stream, &dictionary, file, Input(c.text), 0), 0u);
     }
     PDF_XMP* xmp = nullptr;
-    EXPECT_EQ(PDF_XMP_Create_From_Stream(&xmp, &memory, stream), c.result);
+    EXPECT_EQ(PDF_XMP_Create_From_Stream(&xmp, memory, stream), c.result);
     EXPECT_EQ(xmp != nullptr, c.result == PDF_RESULT_OK);
     EXPECT_EQ(PDF_XMP_Get_Pdfa_Level(xmp, nullptr, nullptr), c.flavour);
     if (xmp != nullptr) {
-      EXPECT_EQ(PDF_XMP_Delete(&xmp, &memory), PDF_RESULT_OK);
+      EXPECT_EQ(PDF_XMP_Delete(&xmp, memory), PDF_RESULT_OK);
     }
     if (stream != nullptr) PDF_Stream_Delete(&stream, PDF_DELETE_MODE_RELEASE);
     if (dictionary != nullptr) PDF_Dictionary_Delete(&dictionary, file, PDF_DELETE_MODE_RELEASE);

@@ -9,7 +9,7 @@
 #include <stdexcept>
 #include <string>
 
-#include "support/test_memory.h"
+#include "support/test_objects.h"
 #include "xmp/pdf_xmp_lock.h"
 
 namespace {
@@ -58,15 +58,11 @@ const std::string shapes_packet = Packet(
     "<inv:Choice><rdf:Alt><rdf:li>first</rdf:li><rdf:li>second</rdf:li></rdf:Alt></inv:Choice>"
     "</rdf:Description>");
 
-class XMP_Test : public ::testing::Test {
+class XMP_Test : public Memory_Fixture {
  protected:
   void SetUp() override {
     ASSERT_EQ(PDF_XMP_Lock_Create(), PDF_RESULT_OK);
-    ASSERT_EQ(PDF_Memory_Create(&memory, Test_Alloc, &allocator, Test_Free, &allocator), PDF_RESULT_OK);
-  }
-  void TearDown() override {
-    PDF_Memory_Delete(&memory);
-    EXPECT_EQ(allocator.live, 0);
+    Memory_Fixture::SetUp();
   }
 
   PDF_Result Create(PDF_XMP** xmp, const std::string& packet, uint32_t length = UINT32_MAX) {
@@ -82,9 +78,6 @@ class XMP_Test : public ::testing::Test {
     EXPECT_EQ(PDF_XMP_Delete(xmp, memory), PDF_RESULT_OK);
     EXPECT_EQ(*xmp, nullptr);
   }
-
-  Test_Allocator allocator{};
-  PDF_Memory* memory = nullptr;
 };
 
 // ------------------------------------------------------------ PDF/A level

@@ -11,7 +11,7 @@
 #include <regex>
 #include <string>
 
-#include "support/test_memory.h"
+#include "support/test_objects.h"
 #include "xmp/pdf_xmp_lock.h"
 
 namespace {
@@ -51,11 +51,11 @@ const Named named[] = {
     {"title", PDF_XMP_Get_Title, PDF_XMP_Set_Title, PDF_XMP_NS_DC, "title", ALT_TEXT},
 };
 
-class XMP_Write_Test : public ::testing::Test {
+class XMP_Write_Test : public Memory_Fixture {
  protected:
   void SetUp() override {
     ASSERT_EQ(PDF_XMP_Lock_Create(), PDF_RESULT_OK);
-    ASSERT_EQ(PDF_Memory_Create(&memory, Test_Alloc, &allocator, Test_Free, &allocator), PDF_RESULT_OK);
+    Memory_Fixture::SetUp();
   }
   void TearDown() override {
     for (PDF_XMP*& xmp : records) {
@@ -63,8 +63,7 @@ class XMP_Write_Test : public ::testing::Test {
         EXPECT_EQ(PDF_XMP_Delete(&xmp, memory), PDF_RESULT_OK);
       }
     }
-    PDF_Memory_Delete(&memory);
-    EXPECT_EQ(allocator.live, 0);
+    Memory_Fixture::TearDown();
   }
 
   // A record over the packet (empty for no bytes); deleted at the end.
@@ -109,8 +108,6 @@ class XMP_Write_Test : public ::testing::Test {
     return found ? static_cast<int64_t>(options & 0x1F00) : -1;
   }
 
-  Test_Allocator allocator{};
-  PDF_Memory* memory = nullptr;
   std::vector<PDF_XMP*> records;
 };
 
