@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "filters/filter_test_support.h"
+#include "support/filter_test_support.h"
 #include "filters/pdf_flate.h"
 
 namespace {

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "filters/filter_test_support.h"
+#include "support/filter_test_support.h"
 #include "filters/pdf_lzw.h"
 #include "support/lzw_encoder.h"
 

@@ -5,7 +5,7 @@
 
 #include <string>
 
-#include "filters/filter_test_support.h"
+#include "support/filter_test_support.h"
 #include "objects/pdf_data_object.h"
 #include "objects/pdf_filter.h"
 #include "objects/pdf_object.h"

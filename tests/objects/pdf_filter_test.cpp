@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "filters/filter_test_support.h"
+#include "support/filter_test_support.h"
 #include "objects/pdf_filter.h"
 #include "objects/pdf_stream.h"
 #include "objects/pdf_dictionary.h"
