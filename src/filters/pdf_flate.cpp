@@ -1,3 +1,4 @@
+#include "runtime/pdf_memory.h"
 #include "filters/pdf_flate.h"
 
 #include <zlib.h>

@@ -5,8 +5,9 @@
 
 #include <cstdint>
 
-#include "runtime/pdf_memory.h"
 #include "runtime/pdf_result.h"
+
+struct PDF_Memory;
 
 // Decodes a zlib stream into a new buffer from PDF_Memory_Alloc, which the
 // caller owns and releases; *out_length is the decoded length. The first

@@ -1,3 +1,4 @@
+#include "runtime/pdf_memory.h"
 #include "filters/pdf_lzw.h"
 
 #include <cstdint>

@@ -10,8 +10,9 @@
 
 #include <cstdint>
 
-#include "runtime/pdf_memory.h"
 #include "runtime/pdf_result.h"
+
+struct PDF_Memory;
 
 enum {
   PDF_LZW_TABLE_SIZE = 4096,

@@ -1,3 +1,5 @@
+#include "runtime/pdf_message.h"
+#include "runtime/pdf_memory.h"
 #include "objects/pdf_boolean.h"
 
 #include <cstring>

@@ -1,3 +1,4 @@
+#include "runtime/pdf_memory.h"
 #include "objects/pdf_string.h"
 
 #include <cstdlib>

@@ -8,8 +8,9 @@
 #include <cstdint>
 
 #include "objects/pdf_data_object.h"
-#include "runtime/pdf_memory.h"
 #include "runtime/pdf_result.h"
+
+struct PDF_Memory;
 
 struct PDF_File;
 struct PDF_Object;

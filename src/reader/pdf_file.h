@@ -5,9 +5,10 @@
 
 #include <cstdint>
 
-#include "runtime/pdf_memory.h"
-#include "runtime/pdf_message.h"
 #include "runtime/pdf_result.h"
+
+struct PDF_Memory;
+struct PDF_Message;
 
 struct PDF_Body;
 struct PDF_Dictionary_Failures;

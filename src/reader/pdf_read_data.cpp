@@ -1,3 +1,5 @@
+#include "runtime/pdf_message.h"
+#include "runtime/pdf_memory.h"
 #include "reader/pdf_read_data.h"
 
 #include <cstring>

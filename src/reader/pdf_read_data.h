@@ -6,9 +6,10 @@
 
 #include <cstdint>
 
-#include "runtime/pdf_memory.h"
-#include "runtime/pdf_message.h"
 #include "runtime/pdf_result.h"
+
+struct PDF_Memory;
+struct PDF_Message;
 
 // Returns the number of bytes delivered into buffer. Mode 1 reads at an
 // absolute position from the start of the input; the library always uses it.

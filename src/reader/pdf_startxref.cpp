@@ -1,3 +1,4 @@
+#include "runtime/pdf_memory.h"
 #include "reader/pdf_startxref.h"
 
 #include <cstring>

@@ -1,3 +1,4 @@
+#include "runtime/pdf_memory.h"
 #include "text/pdf_text.h"
 
 namespace {

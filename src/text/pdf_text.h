@@ -12,8 +12,9 @@
 
 #include <cstdint>
 
-#include "runtime/pdf_memory.h"
 #include "runtime/pdf_result.h"
+
+struct PDF_Memory;
 
 // Source encoding of PDF_Text_To_UTF8. Code 3 and codes above 4 don't exist.
 typedef uint32_t PDF_Text_Encoding;

@@ -1,3 +1,4 @@
+#include "runtime/pdf_memory.h"
 #include "xmp/pdf_xmp.h"
 
 #include <cstdlib>

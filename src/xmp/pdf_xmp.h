@@ -17,8 +17,9 @@
 #include <cstdint>
 #include <string>
 
-#include "runtime/pdf_memory.h"
 #include "runtime/pdf_result.h"
+
+struct PDF_Memory;
 
 struct PDF_Stream;
 

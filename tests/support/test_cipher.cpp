@@ -1,3 +1,4 @@
+#include "runtime/pdf_memory.h"
 #include "support/test_cipher.h"
 
 #include <nettle/arcfour.h>
