@@ -24,11 +24,11 @@
 #include <zlib.h>
 
 #include <algorithm>
-#include <ctime>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
 #include <functional>
 #include <random>
 #include <string>
@@ -144,8 +144,8 @@ int32_t Reference_Job(const std::string& pdf, const std::string& xml) {
         break;
       }
     }
-    bool named = schema != nullptr && Xmp_Property(xmp, schema, "DocumentFileName", &file_name) &&
-                 file_name == kInvoiceName;
+    bool named =
+        schema != nullptr && Xmp_Property(xmp, schema, "DocumentFileName", &file_name) && file_name == kInvoiceName;
     xmp_free(xmp);
     if (!pdfa3) return -1;
     if (!named) return -2;
@@ -220,8 +220,8 @@ const bool kHaveReference = false;
 // at start-up, before the benchmark has built or loaded anything.
 
 struct Job_Outcome {
-  int32_t result;   // 0 when the job's process reported success
-  long peak_kib;    // ru_maxrss of that process
+  int32_t result;  // 0 when the job's process reported success
+  long peak_kib;   // ru_maxrss of that process
 };
 
 int Job_Main(const std::string& kind, const std::string& pdf, const std::string& xml) {
@@ -382,8 +382,19 @@ int32_t Decode_Free(void* block, void*) {
 // Text shaped like invoice lines: words and numbers, compressing about as
 // well as page content and XML do.
 std::string Decode_Data(size_t size) {
-  static const char* const words[] = {"<ram:LineTotalAmount>", "</ram:LineTotalAmount>", "Rechnung ", "Position ",
-                                      "Stueck ", "EUR ", "net ", "VAT ", "BT ", "ET ", "Tf ", "Td ", "\n"};
+  static const char* const words[] = {"<ram:LineTotalAmount>",
+                                      "</ram:LineTotalAmount>",
+                                      "Rechnung ",
+                                      "Position ",
+                                      "Stueck ",
+                                      "EUR ",
+                                      "net ",
+                                      "VAT ",
+                                      "BT ",
+                                      "ET ",
+                                      "Tf ",
+                                      "Td ",
+                                      "\n"};
   std::mt19937 generator(12345);
   std::string data;
   data.reserve(size + 64);
@@ -412,8 +423,8 @@ bool Decode_Run(const char* name, Decoder decoder, const std::string& encoded, c
   uint8_t* buffer = nullptr;
   uint64_t length = 0;
   PDF_Result result = decoder(&memory, input, encoded.size(), &buffer, &length);
-  bool same = result == 0 && length == original.size() &&
-              memcmp(buffer, original.data(), static_cast<size_t>(length)) == 0;
+  bool same =
+      result == 0 && length == original.size() && memcmp(buffer, original.data(), static_cast<size_t>(length)) == 0;
   PDF_Memory_Free(&memory, &buffer);
   if (!same) {
     printf("| %s | decoding failed (result %d) | | |\n", name, result);
@@ -577,11 +588,14 @@ bool Corpus_Section(const std::string& folder, int rounds) {
 }
 
 bool Scale_Section(uint32_t max_pages, int rounds) {
-  printf("\n### Scale series (generated invoices; time: median of %d in-process calls; peak: max resident size of "
-         "a process that runs one call)\n\n", rounds);
+  printf(
+      "\n### Scale series (generated invoices; time: median of %d in-process calls; peak: max resident size of "
+      "a process that runs one call)\n\n",
+      rounds);
   if (kHaveReference) {
-    printf("| Shape | pages | objects | file KiB | library ms | reference ms | ratio | library peak KiB | "
-           "reference peak KiB |\n|---|---|---|---|---|---|---|---|---|\n");
+    printf(
+        "| Shape | pages | objects | file KiB | library ms | reference ms | ratio | library peak KiB | "
+        "reference peak KiB |\n|---|---|---|---|---|---|---|---|---|\n");
   } else {
     printf("| Shape | pages | objects | file KiB | library ms | library peak KiB |\n|---|---|---|---|---|---|\n");
   }

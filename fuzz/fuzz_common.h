@@ -66,8 +66,10 @@ inline int32_t Fuzz_Free(void* data_block, void* data) {
   if (data_block == nullptr) return -8;
   Fuzz_Allocator* allocator = static_cast<Fuzz_Allocator*>(data);
   Fuzz_Block* block = static_cast<Fuzz_Block*>(data_block) - 1;
-  if (block->previous != nullptr) block->previous->next = block->next;
-  else allocator->blocks = block->next;
+  if (block->previous != nullptr)
+    block->previous->next = block->next;
+  else
+    allocator->blocks = block->next;
   if (block->next != nullptr) block->next->previous = block->previous;
   allocator->live_bytes -= block->size;
   allocator->live_blocks -= 1;

@@ -12,12 +12,12 @@
 #include <vector>
 
 #include "document/pdf_catalog.h"
-#include "reader/pdf_file.h"
-#include "objects/pdf_stream.h"
 #include "objects/pdf_array.h"
 #include "objects/pdf_data_object.h"
 #include "objects/pdf_dictionary.h"
 #include "objects/pdf_object.h"
+#include "objects/pdf_stream.h"
+#include "reader/pdf_file.h"
 #include "xmp/pdf_xmp.h"
 
 // Whether the level query of this file would meet a present and empty

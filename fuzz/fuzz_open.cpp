@@ -33,8 +33,8 @@ void Open(const uint8_t* data, size_t size) {
   Fuzz_Input input{data + 1, size - 1, Fuzz_Read_Budget(size)};
   int8_t level = static_cast<int8_t>(data[0] % 5);
   PDF_Document* document = nullptr;
-  if (PDF_Document_Create(&document, Fuzz_Alloc, &allocator, Fuzz_Free, &allocator, Fuzz_Read, &input,
-                          Ignore_Message, nullptr, level) == 0) {
+  if (PDF_Document_Create(&document, Fuzz_Alloc, &allocator, Fuzz_Free, &allocator, Fuzz_Read, &input, Ignore_Message,
+                          nullptr, level) == 0) {
     PDF_Document_Check_Licence(document);
     if (!Fuzz_Conformance_Is_Empty(document->file)) {
       uint32_t part = 0;

@@ -15,11 +15,11 @@
 #include <cstdint>
 #include <vector>
 
-#include "reader/pdf_file.h"
-#include "objects/pdf_stream.h"
-#include "objects/pdf_stream_decode.h"
 #include "fuzz_common.h"
 #include "objects/pdf_data_object.h"
+#include "objects/pdf_stream.h"
+#include "objects/pdf_stream_decode.h"
+#include "reader/pdf_file.h"
 #include "reader/pdf_read_data.h"
 #include "reader/pdf_xref_table.h"
 

@@ -28,8 +28,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     PDF_XMP_Get_Pdfa_Level(xmp, &part, &conformance);
   } catch (const std::out_of_range&) {
     XmpStringPtr value = xmp_string_new();
-    bool empty = xmp_get_property(xmp->meta, PDF_XMP_NS_PDFA_ID, "conformance", value, nullptr) &&
-                 xmp_string_len(value) == 0;
+    bool empty =
+        xmp_get_property(xmp->meta, PDF_XMP_NS_PDFA_ID, "conformance", value, nullptr) && xmp_string_len(value) == 0;
     xmp_string_free(value);
     if (!empty) __builtin_trap();  // thrown for another reason: a finding
     PDF_XMP_Delete(&xmp, &memory);

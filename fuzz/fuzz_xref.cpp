@@ -5,9 +5,9 @@
 // each object's value is loaded.
 #include <cstdint>
 
-#include "reader/pdf_file.h"
 #include "fuzz_common.h"
 #include "objects/pdf_object.h"
+#include "reader/pdf_file.h"
 #include "reader/pdf_read_data.h"
 #include "reader/pdf_xref_table.h"
 

@@ -72,20 +72,21 @@ Seeds Predictor_Seeds() {
 }
 
 Seeds Parser_Seeds() {
-  return {{"dictionary", Level(0) + "<< /Type /Catalog /Pages 2 0 R /Names << /EmbeddedFiles 5 0 R >> /AF [5 0 R] >>"},
-          {"array", Level(1) + "[1 2 0 R 3.5 -.5 +7 (str\\)ing) <4142> /Na#20me true false null 0 0 R]"},
-          {"strings", Level(0) + "(a(b)c\\n\\101\\\r\nd) <41 42 4> (\\0053)"},
-          {"references", Level(0) + "[1 2 R 3 4] [1 2 3 R] 5 0 Rx 5 0R"},
-          {"comments", Level(0) + "% note\n[%c\n1%d\n] <</A 1%c\n>>"},
-          {"damaged-dictionary", Level(2) + "<</A 1 /B zz /C 3>> <</A [1 x] /B 2>>"},
-          {"stream", Level(3) + "<< /Length 11 >>\nstream\r\nhello world\r\nendstream"},
-          {"flate-stream", Level(3) + "<< /Length 4 0 R /Filter /FlateDecode >>\nstream\r\n" + Pdf_Flate("abc") +
-                               "\r\nendstream"},
-          {"predicted-stream",
-           Level(4) + "<< /Length 20 /Filter [/FlateDecode] /DecodeParms [<< /Predictor 12 /Columns 4 >>] >>\nstream\r\n" +
-               Pdf_Flate(Pdf_Png_Up_Rows("abcdefgh", 4)) + "\r\nendstream"},
-          {"lzw-stream", Level(3) + "<< /Length 9 /Filter /LZWDecode /DecodeParms << /EarlyChange 0 >> >>\nstream\r\n" +
-                             Test_LZW_Encode("abcabcabc") + "\r\nendstream"}};
+  return {
+      {"dictionary", Level(0) + "<< /Type /Catalog /Pages 2 0 R /Names << /EmbeddedFiles 5 0 R >> /AF [5 0 R] >>"},
+      {"array", Level(1) + "[1 2 0 R 3.5 -.5 +7 (str\\)ing) <4142> /Na#20me true false null 0 0 R]"},
+      {"strings", Level(0) + "(a(b)c\\n\\101\\\r\nd) <41 42 4> (\\0053)"},
+      {"references", Level(0) + "[1 2 R 3 4] [1 2 3 R] 5 0 Rx 5 0R"},
+      {"comments", Level(0) + "% note\n[%c\n1%d\n] <</A 1%c\n>>"},
+      {"damaged-dictionary", Level(2) + "<</A 1 /B zz /C 3>> <</A [1 x] /B 2>>"},
+      {"stream", Level(3) + "<< /Length 11 >>\nstream\r\nhello world\r\nendstream"},
+      {"flate-stream",
+       Level(3) + "<< /Length 4 0 R /Filter /FlateDecode >>\nstream\r\n" + Pdf_Flate("abc") + "\r\nendstream"},
+      {"predicted-stream",
+       Level(4) + "<< /Length 20 /Filter [/FlateDecode] /DecodeParms [<< /Predictor 12 /Columns 4 >>] >>\nstream\r\n" +
+           Pdf_Flate(Pdf_Png_Up_Rows("abcdefgh", 4)) + "\r\nendstream"},
+      {"lzw-stream", Level(3) + "<< /Length 9 /Filter /LZWDecode /DecodeParms << /EarlyChange 0 >> >>\nstream\r\n" +
+                         Test_LZW_Encode("abcabcabc") + "\r\nendstream"}};
 }
 
 Seeds Text_Seeds() {
@@ -99,9 +100,15 @@ Seeds Text_Seeds() {
           {"latin1", std::string(1, 2) + "caf\xE9"},
           {"win-ansi", std::string(1, 3) + "\x80\x81\x8D\x9F"},
           {"pdf-doc", std::string(1, 4) + "\x18\x80\x8A\x9C\x9E\x9F\xA0"},
-          {"utf16-be", std::string(1, 5) + std::string("\xFE\xFF\x00" "A\xD8\x3D\x00\xDE\xDC\x00", 11)},
-          {"utf16-le", std::string(1, 5) + std::string("\xFF\xFE" "A\x00\x3D\xD8", 6)},
-          {"utf16-trailing-surrogate", std::string(1, 5) + std::string("\x00" "A\xD8\x3D", 4)},
+          {"utf16-be", std::string(1, 5) + std::string("\xFE\xFF\x00"
+                                                       "A\xD8\x3D\x00\xDE\xDC\x00",
+                                                       11)},
+          {"utf16-le", std::string(1, 5) + std::string("\xFF\xFE"
+                                                       "A\x00\x3D\xD8",
+                                                       6)},
+          {"utf16-trailing-surrogate", std::string(1, 5) + std::string("\x00"
+                                                                       "A\xD8\x3D",
+                                                                       4)},
           {"hex", std::string(1, 6) + "\x00\x7F\xFF"},
           {"measure", std::string(1, static_cast<char>(0x80)) + "\xE2\x82\xAC"}};
 }
@@ -141,13 +148,13 @@ std::string Packed_Invoice() {
   Pdf_Builder_Stream(&b, 3, "/Type /Metadata /Subtype /XML", Invoice_Xmp_Packet(Invoice_Options()));
   Pdf_Builder_Stream(&b, 4, "/Type /EmbeddedFile /Subtype /text#2Fxml", Invoice_Sample_Xml());
   Pdf_Packed_Objects packed;
-  Pdf_Builder_Object_Stream(
-      &b, &packed, 7,
-      {{1, "<< /Type /Catalog /Pages 2 0 R /Metadata 3 0 R /Names << /EmbeddedFiles << /Names "
-           "[(ZUGFeRD-invoice.xml) 5 0 R] >> >> >>"},
-       {2, "<< /Type /Pages /Kids [6 0 R] /Count 1 >>"},
-       {5, "<< /Type /Filespec /F (ZUGFeRD-invoice.xml) /EF << /F 4 0 R >> >>"},
-       {6, "<< /Type /Page /Parent 2 0 R >>"}});
+  Pdf_Builder_Object_Stream(&b, &packed, 7,
+                            {{1,
+                              "<< /Type /Catalog /Pages 2 0 R /Metadata 3 0 R /Names << /EmbeddedFiles << /Names "
+                              "[(ZUGFeRD-invoice.xml) 5 0 R] >> >> >>"},
+                             {2, "<< /Type /Pages /Kids [6 0 R] /Count 1 >>"},
+                             {5, "<< /Type /Filespec /F (ZUGFeRD-invoice.xml) /EF << /F 4 0 R >> >>"},
+                             {6, "<< /Type /Page /Parent 2 0 R >>"}});
   Pdf_Xref_Stream_Options options;
   options.flate = true;
   options.extra_entries = "/Root 1 0 R";

@@ -167,15 +167,24 @@
  * Inline in this header: it adds nothing to the library's exports. */
 static inline const char* ZUGF_Describe_Result(int32_t result) {
   switch (result) {
-    case ZUGF_RESULT_INVOICE: return "ZUGFeRD invoice";
-    case ZUGF_RESULT_NOT_PDFA3: return "not a PDF/A-3 document";
-    case ZUGF_RESULT_NOT_INVOICE: return "PDF/A-3, but no ZUGFeRD invoice metadata";
-    case ZUGF_RESULT_NO_INVOICE_FILE: return "invoice metadata, but no embedded ZUGFeRD-invoice.xml";
-    case ZUGF_RESULT_BAD_INPUT: return "input cannot be used";
-    case ZUGF_RESULT_EXTRACT_FAILED: return "extraction failed";
-    case ZUGF_RESULT_OUT_OF_MEMORY: return "out of memory";
-    case ZUGF_RESULT_CANNOT_DECODE: return "embedded invoice cannot be decoded";
-    default: return "unknown result";
+    case ZUGF_RESULT_INVOICE:
+      return "ZUGFeRD invoice";
+    case ZUGF_RESULT_NOT_PDFA3:
+      return "not a PDF/A-3 document";
+    case ZUGF_RESULT_NOT_INVOICE:
+      return "PDF/A-3, but no ZUGFeRD invoice metadata";
+    case ZUGF_RESULT_NO_INVOICE_FILE:
+      return "invoice metadata, but no embedded ZUGFeRD-invoice.xml";
+    case ZUGF_RESULT_BAD_INPUT:
+      return "input cannot be used";
+    case ZUGF_RESULT_EXTRACT_FAILED:
+      return "extraction failed";
+    case ZUGF_RESULT_OUT_OF_MEMORY:
+      return "out of memory";
+    case ZUGF_RESULT_CANNOT_DECODE:
+      return "embedded invoice cannot be decoded";
+    default:
+      return "unknown result";
   }
 }
 

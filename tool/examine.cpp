@@ -16,16 +16,16 @@
 #include "document/pdf_catalog.h"
 #include "document/pdf_document.h"
 #include "document/pdf_embedded_file.h"
-#include "objects/pdf_filter.h"
-#include "objects/pdf_stream.h"
-#include "objects/pdf_stream_decode.h"
 #include "front/zugf_identify.h"
 #include "front/zugf_xml.h"
 #include "objects/pdf_array.h"
 #include "objects/pdf_data_object.h"
 #include "objects/pdf_dictionary.h"
+#include "objects/pdf_filter.h"
 #include "objects/pdf_name.h"
 #include "objects/pdf_object.h"
+#include "objects/pdf_stream.h"
+#include "objects/pdf_stream_decode.h"
 #include "objects/pdf_string.h"
 #include "reader/pdf_file.h"
 #include "text/pdf_text.h"
@@ -52,8 +52,8 @@ uint64_t Read_Block(void* buffer, uint32_t mode, uint64_t position, uint64_t cou
   int descriptor = *static_cast<int*>(context);
   uint64_t done = 0;
   while (done < count) {
-    ssize_t got = pread(descriptor, static_cast<char*>(buffer) + done, count - done,
-                        static_cast<off_t>(position + done));
+    ssize_t got =
+        pread(descriptor, static_cast<char*>(buffer) + done, count - done, static_cast<off_t>(position + done));
     if (got < 0 && errno == EINTR) continue;
     if (got <= 0) break;
     done += static_cast<uint64_t>(got);
@@ -254,8 +254,8 @@ void Read_Xmp(XmpPtr xmp, Inspection* out) {
 
 void Inspect_Metadata(PDF_File* file, Inspection* out) {
   PDF_Object* metadata = PDF_Catalog_Get_Metadata(PDF_File_Get_Catalog(file), file);
-  PDF_Stream* stream = static_cast<PDF_Stream*>(
-      PDF_Data_Object_Get_Typed_Value(PDF_Object_Get_Value(metadata), PDF_Data_Type_Stream));
+  PDF_Stream* stream =
+      static_cast<PDF_Stream*>(PDF_Data_Object_Get_Typed_Value(PDF_Object_Get_Value(metadata), PDF_Data_Type_Stream));
   if (stream == nullptr) {
     out->metadata = Metadata_State::Absent;
     return;
@@ -287,8 +287,8 @@ std::string Filter_Names(PDF_Stream* stream) {
   PDF_Data_Object* filter = PDF_Data_Object_Resolve(PDF_Stream_Find_Value(stream, "Filter"));
   std::string names;
   auto add = [&names](PDF_Data_Object* value) {
-    const char* text = PDF_Name_Get_Text(
-        static_cast<PDF_Name*>(PDF_Data_Object_Get_Direct_Value(value, PDF_Data_Type_Name)));
+    const char* text =
+        PDF_Name_Get_Text(static_cast<PDF_Name*>(PDF_Data_Object_Get_Direct_Value(value, PDF_Data_Type_Name)));
     if (!names.empty()) names += "+";
     names += text != nullptr ? text : "?";
   };
@@ -310,7 +310,7 @@ class Attachment_Walk {
   // whatever else it holds; leaves in array order. Unlike that search this
   // walk visits each node once and stops at a depth no real file needs.
   void Node(PDF_Dictionary* node, unsigned depth) {
-      if (node == nullptr) return;
+    if (node == nullptr) return;
     if (depth > kMaximum_Depth) {
       out_->attachments_note = "the embedded-file tree is nested more than " + std::to_string(kMaximum_Depth) +
                                " levels deep; the walk stopped there";

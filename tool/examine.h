@@ -23,8 +23,7 @@ struct Inspect_Request {
 
 // Fills *out; with keep_invoice_bytes, *invoice_bytes gets the bytes of the
 // named file when it is there and decodes (and stays empty otherwise).
-void Inspect_File(const std::string& path, const Inspect_Request& request, Inspection* out,
-                  std::string* invoice_bytes);
+void Inspect_File(const std::string& path, const Inspect_Request& request, Inspection* out, std::string* invoice_bytes);
 
 // The first attachment whose name is DocumentFileName, or null.
 const Attachment* Named_Invoice_File(const Inspection& inspection);

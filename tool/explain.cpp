@@ -23,29 +23,46 @@ bool All_Digits(const std::string& text) {
 // Why the open sequence refused the file.
 std::string Open_Failure(int32_t code) {
   switch (code) {
-    case PDF_RESULT_UNREADABLE: return "not a PDF, or cut short: no startxref found";
-    case PDF_RESULT_BAD_TRAILER: return "damaged: the trailer or its Prev chain cannot be read";
-    case PDF_RESULT_MALFORMED_XREF: return "damaged: malformed cross-reference section";
-    case PDF_RESULT_MISSING_ROOT_OR_SIZE: return "damaged: the trailer has no Root or Size";
-    case PDF_RESULT_NO_CATALOG: return "damaged: no catalog";
-    case PDF_RESULT_OBJECT_MISSING: return "damaged: a referenced object does not exist";
-    case PDF_RESULT_OBJECT_UNREADABLE: return "damaged: an object cannot be read";
-    case PDF_RESULT_BAD_HEADER_LEVEL: return "unsupported PDF header version";
-    case PDF_RESULT_BAD_ENCRYPTION: return "encrypted in a way the library does not understand";
-    case PDF_RESULT_UNSUPPORTED_REVISION: return "encrypted with RC4 revision 2 (V 2, R 2), which the library refuses";
-    case PDF_RESULT_OUT_OF_MEMORY: return "out of memory while opening";
-    default: return "the PDF cannot be read (library code " + std::to_string(code) + ")";
+    case PDF_RESULT_UNREADABLE:
+      return "not a PDF, or cut short: no startxref found";
+    case PDF_RESULT_BAD_TRAILER:
+      return "damaged: the trailer or its Prev chain cannot be read";
+    case PDF_RESULT_MALFORMED_XREF:
+      return "damaged: malformed cross-reference section";
+    case PDF_RESULT_MISSING_ROOT_OR_SIZE:
+      return "damaged: the trailer has no Root or Size";
+    case PDF_RESULT_NO_CATALOG:
+      return "damaged: no catalog";
+    case PDF_RESULT_OBJECT_MISSING:
+      return "damaged: a referenced object does not exist";
+    case PDF_RESULT_OBJECT_UNREADABLE:
+      return "damaged: an object cannot be read";
+    case PDF_RESULT_BAD_HEADER_LEVEL:
+      return "unsupported PDF header version";
+    case PDF_RESULT_BAD_ENCRYPTION:
+      return "encrypted in a way the library does not understand";
+    case PDF_RESULT_UNSUPPORTED_REVISION:
+      return "encrypted with RC4 revision 2 (V 2, R 2), which the library refuses";
+    case PDF_RESULT_OUT_OF_MEMORY:
+      return "out of memory while opening";
+    default:
+      return "the PDF cannot be read (library code " + std::to_string(code) + ")";
   }
 }
 
 std::string Explain_Not_Pdfa3(const Inspection& in) {
   if (in.encrypted) return "encrypted: the library takes no password";
   switch (in.metadata) {
-    case Metadata_State::Not_Read: return "";
-    case Metadata_State::Absent: return "no XMP metadata";
-    case Metadata_State::Undecodable: return "the XMP metadata stream cannot be decoded";
-    case Metadata_State::Rejected: return "the XMP metadata is not well-formed";
-    case Metadata_State::Read: break;
+    case Metadata_State::Not_Read:
+      return "";
+    case Metadata_State::Absent:
+      return "no XMP metadata";
+    case Metadata_State::Undecodable:
+      return "the XMP metadata stream cannot be decoded";
+    case Metadata_State::Rejected:
+      return "the XMP metadata is not well-formed";
+    case Metadata_State::Read:
+      break;
   }
   if (!in.pdfa_part.present || !in.pdfa_conformance.present) return "no PDF/A identification in the XMP metadata";
   const std::string& part = in.pdfa_part.value;
@@ -59,7 +76,8 @@ std::string Explain_Not_Pdfa3(const Inspection& in) {
 std::string Explain_Not_Invoice(const Inspection& in) {
   switch (in.schema) {
     case Schema::Zugferd_2:
-    case Schema::Factur_X: return Flavour_Label(in) + ": not ZUGFeRD 1.0";
+    case Schema::Factur_X:
+      return Flavour_Label(in) + ": not ZUGFeRD 1.0";
     case Schema::Zugferd_1:
       if (in.document_type.value != "INVOICE") {
         return "ZUGFeRD 1.0 DocumentType is " + Quoted(in.document_type.value) + ", not \"INVOICE\"";
@@ -70,7 +88,8 @@ std::string Explain_Not_Invoice(const Inspection& in) {
                kInvoice_File_Name + "\"";
       }
       return "";
-    case Schema::None: break;
+    case Schema::None:
+      break;
   }
   if (!in.other_schema_namespace.empty()) return "invoice schema " + in.other_schema_namespace + " is not ZUGFeRD 1.0";
   if (in.metadata == Metadata_State::Read) return "no invoice schema in the XMP metadata";
@@ -132,12 +151,17 @@ std::string Explain_Verdict(int32_t result, const Inspection& in) {
     case ZUGF_RESULT_BAD_INPUT:
       if (!in.open_error.empty()) return "cannot be opened: " + in.open_error;
       return in.open_result != PDF_RESULT_OK ? Open_Failure(in.open_result) : "";
-    case ZUGF_RESULT_NOT_PDFA3: return Explain_Not_Pdfa3(in);
-    case ZUGF_RESULT_NOT_INVOICE: return Explain_Not_Invoice(in);
-    case ZUGF_RESULT_NO_INVOICE_FILE: return Explain_Missing_File(in);
+    case ZUGF_RESULT_NOT_PDFA3:
+      return Explain_Not_Pdfa3(in);
+    case ZUGF_RESULT_NOT_INVOICE:
+      return Explain_Not_Invoice(in);
+    case ZUGF_RESULT_NO_INVOICE_FILE:
+      return Explain_Missing_File(in);
     case ZUGF_RESULT_CANNOT_DECODE:
-    case ZUGF_RESULT_EXTRACT_FAILED: return Explain_Undecodable(in);
-    default: return "";
+    case ZUGF_RESULT_EXTRACT_FAILED:
+      return Explain_Undecodable(in);
+    default:
+      return "";
   }
 }
 

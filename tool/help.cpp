@@ -185,8 +185,8 @@ std::string Manual_Text() {
 }
 
 std::string Manual_Troff() {
-  std::string out = ".TH INVOICE\\-EXTRACT 1 \"\" \"invoice_extract " INVOICE_EXTRACT_VERSION_STRING
-                    "\" \"User Commands\"\n";
+  std::string out =
+      ".TH INVOICE\\-EXTRACT 1 \"\" \"invoice_extract " INVOICE_EXTRACT_VERSION_STRING "\" \"User Commands\"\n";
   bool in_item = false;
   bool item_has_text = false;
   bool verbatim = false;

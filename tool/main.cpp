@@ -66,9 +66,8 @@ class Run {
     }
     Plan(gathered.files);
 
-    const bool show_progress =
-        !options_.quiet && (options_.progress == Progress::On ||
-                            (options_.progress == Progress::Automatic && isatty(STDERR_FILENO)));
+    const bool show_progress = !options_.quiet && (options_.progress == Progress::On ||
+                                                   (options_.progress == Progress::Automatic && isatty(STDERR_FILENO)));
     Progress_Bar progress(results_.size(), show_progress);
     Pool_Settings settings;
     settings.workers = options_.jobs > 0 ? options_.jobs : Processor_Count();
@@ -221,8 +220,12 @@ int main(int argc, char** argv) {
   const std::vector<std::string> arguments(argv + 1, argv + argc);
   const Parsed_Arguments parsed = Parse_Arguments(arguments);
   switch (parsed.outcome) {
-    case Parse_Outcome::Help: Write_Out(Manual_Text()); return 0;
-    case Parse_Outcome::Manual_Troff: Write_Out(Manual_Troff()); return 0;
+    case Parse_Outcome::Help:
+      Write_Out(Manual_Text());
+      return 0;
+    case Parse_Outcome::Manual_Troff:
+      Write_Out(Manual_Troff());
+      return 0;
     case Parse_Outcome::Version:
       printf("invoice-extract %s (invoice_extract library %s)\n", INVOICE_EXTRACT_VERSION_STRING,
              INVOICE_EXTRACT_VERSION_STRING);
@@ -230,7 +233,8 @@ int main(int argc, char** argv) {
     case Parse_Outcome::Usage_Error:
       fprintf(stderr, "invoice-extract: %s\n%s", parsed.error.c_str(), Usage_Text().c_str());
       return 2;
-    case Parse_Outcome::Run: break;
+    case Parse_Outcome::Run:
+      break;
   }
   Run run(parsed.options);
   return run.Execute();

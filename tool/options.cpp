@@ -12,8 +12,19 @@ namespace {
 enum : unsigned { kCheck = 1, kExtract = 2, kInspect = 4, kAll = kCheck | kExtract | kInspect };
 
 enum class Key {
-  Output_Dir, Force, Any_Flavour, Explain, Json, Null, Jobs, Timeout, Memory_Limit, Progress_On, Progress_Off,
-  Quiet, Help,
+  Output_Dir,
+  Force,
+  Any_Flavour,
+  Explain,
+  Json,
+  Null,
+  Jobs,
+  Timeout,
+  Memory_Limit,
+  Progress_On,
+  Progress_Off,
+  Quiet,
+  Help,
 };
 
 struct Option_Entry {
@@ -43,18 +54,24 @@ const Option_Entry option_table[] = {
 
 const char* Command_Name(Command command) {
   switch (command) {
-    case Command::Check: return "check";
-    case Command::Extract: return "extract";
-    case Command::Inspect: return "inspect";
+    case Command::Check:
+      return "check";
+    case Command::Extract:
+      return "extract";
+    case Command::Inspect:
+      return "inspect";
   }
   return "";
 }
 
 unsigned Command_Bit(Command command) {
   switch (command) {
-    case Command::Check: return kCheck;
-    case Command::Extract: return kExtract;
-    case Command::Inspect: return kInspect;
+    case Command::Check:
+      return kCheck;
+    case Command::Extract:
+      return kExtract;
+    case Command::Inspect:
+      return kInspect;
   }
   return 0;
 }
@@ -86,11 +103,21 @@ bool Apply(const Option_Entry& entry, const std::string& value, Parsed_Arguments
       }
       options.output_dir = value;
       return true;
-    case Key::Force: options.force = true; return true;
-    case Key::Any_Flavour: options.any_flavour = true; return true;
-    case Key::Explain: options.explain = true; return true;
-    case Key::Json: options.json = true; return true;
-    case Key::Null: options.null_separated = true; return true;
+    case Key::Force:
+      options.force = true;
+      return true;
+    case Key::Any_Flavour:
+      options.any_flavour = true;
+      return true;
+    case Key::Explain:
+      options.explain = true;
+      return true;
+    case Key::Json:
+      options.json = true;
+      return true;
+    case Key::Null:
+      options.null_separated = true;
+      return true;
     case Key::Jobs: {
       char* end = nullptr;
       errno = 0;
@@ -114,10 +141,18 @@ bool Apply(const Option_Entry& entry, const std::string& value, Parsed_Arguments
         return false;
       }
       return true;
-    case Key::Progress_On: options.progress = Progress::On; return true;
-    case Key::Progress_Off: options.progress = Progress::Off; return true;
-    case Key::Quiet: options.quiet = true; return true;
-    case Key::Help: *help = true; return true;
+    case Key::Progress_On:
+      options.progress = Progress::On;
+      return true;
+    case Key::Progress_Off:
+      options.progress = Progress::Off;
+      return true;
+    case Key::Quiet:
+      options.quiet = true;
+      return true;
+    case Key::Help:
+      *help = true;
+      return true;
   }
   return true;
 }
@@ -276,7 +311,8 @@ Parsed_Arguments Parse_Arguments(const std::vector<std::string>& arguments) {
     return parsed;
   }
   if (options.paths.empty()) {
-    parsed.error = std::string(Command_Name(options.command)) + " needs at least one PATH (a file, a folder, or - for a list)";
+    parsed.error =
+        std::string(Command_Name(options.command)) + " needs at least one PATH (a file, a folder, or - for a list)";
     return parsed;
   }
   size_t lists = 0;

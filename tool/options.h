@@ -23,17 +23,17 @@ struct Options {
   bool explain = false;
   bool json = false;
   bool null_separated = false;
-  unsigned jobs = 0;                     // 0: one per processor
-  double timeout_seconds = 30;           // 0: none
-  uint64_t memory_limit = 1ull << 30;    // per worker; 0: none
+  unsigned jobs = 0;                   // 0: one per processor
+  double timeout_seconds = 30;         // 0: none
+  uint64_t memory_limit = 1ull << 30;  // per worker; 0: none
   Progress progress = Progress::Automatic;
   bool quiet = false;
 };
 
 enum class Parse_Outcome {
   Run,
-  Help,           // print the manual
-  Manual_Troff,   // print the manual as a man page (used by the build)
+  Help,          // print the manual
+  Manual_Troff,  // print the manual as a man page (used by the build)
   Version,
   Usage_Error,
 };

@@ -3,8 +3,8 @@
 #include <sys/ioctl.h>
 #include <unistd.h>
 
-#include <cmath>
 #include <chrono>
+#include <cmath>
 #include <cstdio>
 #include <vector>
 
@@ -21,11 +21,16 @@ double Now_Seconds() {
 
 std::string Status_Words(Status status) {
   switch (status) {
-    case Status::Ok: return "ok";
-    case Status::Timeout: return "timeout";
-    case Status::Crashed: return "crashed";
-    case Status::Out_Of_Memory: return "out of memory";
-    case Status::Error: return "error";
+    case Status::Ok:
+      return "ok";
+    case Status::Timeout:
+      return "timeout";
+    case Status::Crashed:
+      return "crashed";
+    case Status::Out_Of_Memory:
+      return "out of memory";
+    case Status::Error:
+      return "error";
   }
   return "error";
 }
@@ -85,11 +90,16 @@ class Json_Object {
 
 const char* Metadata_Word(Metadata_State state) {
   switch (state) {
-    case Metadata_State::Not_Read: return nullptr;
-    case Metadata_State::Absent: return "absent";
-    case Metadata_State::Undecodable: return "undecodable";
-    case Metadata_State::Rejected: return "rejected";
-    case Metadata_State::Read: return "read";
+    case Metadata_State::Not_Read:
+      return nullptr;
+    case Metadata_State::Absent:
+      return "absent";
+    case Metadata_State::Undecodable:
+      return "undecodable";
+    case Metadata_State::Rejected:
+      return "rejected";
+    case Metadata_State::Read:
+      return "read";
   }
   return nullptr;
 }
@@ -197,13 +207,27 @@ std::string Json_String(const std::string& text) {
       continue;
     }
     switch (byte) {
-      case '"': out += "\\\""; break;
-      case '\\': out += "\\\\"; break;
-      case '\n': out += "\\n"; break;
-      case '\r': out += "\\r"; break;
-      case '\t': out += "\\t"; break;
-      case '\b': out += "\\b"; break;
-      case '\f': out += "\\f"; break;
+      case '"':
+        out += "\\\"";
+        break;
+      case '\\':
+        out += "\\\\";
+        break;
+      case '\n':
+        out += "\\n";
+        break;
+      case '\r':
+        out += "\\r";
+        break;
+      case '\t':
+        out += "\\t";
+        break;
+      case '\b':
+        out += "\\b";
+        break;
+      case '\f':
+        out += "\\f";
+        break;
       default:
         if (byte < 0x20 || byte == 0x7F) {
           char escaped[8];
@@ -268,10 +292,17 @@ std::string Inspect_Block(const File_Result& result) {
   field("encrypted", in.encrypted ? "yes (contents not read: no password is taken)" : "no");
   if (in.encrypted) return out;
   switch (in.metadata) {
-    case Metadata_State::Not_Read: break;
-    case Metadata_State::Absent: field("XMP metadata", "none"); break;
-    case Metadata_State::Undecodable: field("XMP metadata", "cannot be decoded"); break;
-    case Metadata_State::Rejected: field("XMP metadata", "not well-formed"); break;
+    case Metadata_State::Not_Read:
+      break;
+    case Metadata_State::Absent:
+      field("XMP metadata", "none");
+      break;
+    case Metadata_State::Undecodable:
+      field("XMP metadata", "cannot be decoded");
+      break;
+    case Metadata_State::Rejected:
+      field("XMP metadata", "not well-formed");
+      break;
     case Metadata_State::Read:
       if (in.pdfa_part.present || in.pdfa_conformance.present) {
         field("PDF/A", "part " + Optional_Shown(in.pdfa_part) + ", conformance " +
@@ -298,17 +329,17 @@ std::string Inspect_Block(const File_Result& result) {
     if (in.attachments.empty() && in.attachments_note.empty()) field("embedded files", "none");
     for (size_t i = 0; i < in.attachments.size(); ++i) {
       const Attachment& attachment = in.attachments[i];
-      std::string size =
-          attachment.size >= 0 ? std::to_string(attachment.size) + " bytes" : Printable(attachment.note);
+      std::string size = attachment.size >= 0 ? std::to_string(attachment.size) + " bytes" : Printable(attachment.note);
       field(i == 0 ? "embedded files" : "", Printable(attachment.name) + " (" + size + ")");
     }
-    if (!in.attachments_note.empty()) field(in.attachments.empty() ? "embedded files" : "", Printable(in.attachments_note));
+    if (!in.attachments_note.empty())
+      field(in.attachments.empty() ? "embedded files" : "", Printable(in.attachments_note));
   }
   if (in.invoice_xml.read) {
     const Invoice_Xml_Info& xml = in.invoice_xml;
     std::string value = "guideline " + Printable(xml.guideline_id) + ", document " + Printable(xml.document_id) +
-                        ", issued " + Printable(xml.issue_date) + " (format " +
-                        std::to_string(xml.issue_date_format) + ")";
+                        ", issued " + Printable(xml.issue_date) + " (format " + std::to_string(xml.issue_date_format) +
+                        ")";
     if (xml.code != 0) value += "; reading stopped with library code " + std::to_string(xml.code);
     field("invoice XML", value);
   }
@@ -371,7 +402,8 @@ std::string Summary::Line(double seconds) const {
     if (verdict.first > 0) parts.push_back(std::to_string(verdict.second) + " " + ZUGF_Describe_Result(verdict.first));
   }
   if (other_flavours_ > 0) parts.push_back(std::to_string(other_flavours_) + " e-invoice of another flavour");
-  for (const auto& status : statuses_) parts.push_back(std::to_string(status.second) + " " + Status_Words(status.first));
+  for (const auto& status : statuses_)
+    parts.push_back(std::to_string(status.second) + " " + Status_Words(status.first));
   for (size_t i = 0; i < parts.size(); ++i) line += (i == 0 ? ": " : "; ") + parts[i];
   return line;
 }
@@ -400,7 +432,8 @@ void Progress_Bar::Update(size_t done, bool force) {
   size_t bar_width = columns > tail_text.size() + 12 ? columns - tail_text.size() - 3 : 10;
   if (bar_width > 50) bar_width = 50;
   size_t filled = total_ > 0 ? bar_width * done_ / total_ : bar_width;
-  std::string bar = "\r[" + std::string(filled, '#') + std::string(bar_width - filled, '.') + "]" + tail_text + "\x1b[K";
+  std::string bar =
+      "\r[" + std::string(filled, '#') + std::string(bar_width - filled, '.') + "]" + tail_text + "\x1b[K";
   fputs(bar.c_str(), stderr);
   fflush(stderr);
   shown_ = true;

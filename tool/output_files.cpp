@@ -30,7 +30,7 @@ std::string Make_Folder(const std::string& path) {
   if (stat(path.c_str(), &status) == 0) {
     return S_ISDIR(status.st_mode) ? "" : path + ": " + strerror(ENOTDIR);
   }
-  for (size_t slash = path.find('/', 1); ; slash = path.find('/', slash + 1)) {
+  for (size_t slash = path.find('/', 1);; slash = path.find('/', slash + 1)) {
     const std::string prefix = path.substr(0, slash);
     if (!prefix.empty() && mkdir(prefix.c_str(), 0777) != 0 && errno != EEXIST) {
       return prefix + ": " + strerror(errno);
@@ -49,7 +49,8 @@ std::string Make_Temp_File(const std::string& final_path, std::string* temp_path
   std::vector<char> buffer(pattern.begin(), pattern.end());
   buffer.push_back('\0');
   int descriptor = mkostemp(buffer.data(), O_CLOEXEC);
-  if (descriptor < 0) return "cannot create a temporary file in " + (folder.empty() ? "." : folder) + ": " + strerror(errno);
+  if (descriptor < 0)
+    return "cannot create a temporary file in " + (folder.empty() ? "." : folder) + ": " + strerror(errno);
   fchmod(descriptor, File_Mode());
   close(descriptor);
   *temp_path = buffer.data();

@@ -38,14 +38,22 @@ struct Worker {
 
 const char* Signal_Name(int signal_number) {
   switch (signal_number) {
-    case SIGSEGV: return "SIGSEGV";
-    case SIGBUS: return "SIGBUS";
-    case SIGABRT: return "SIGABRT";
-    case SIGKILL: return "SIGKILL";
-    case SIGFPE: return "SIGFPE";
-    case SIGILL: return "SIGILL";
-    case SIGTERM: return "SIGTERM";
-    default: return nullptr;
+    case SIGSEGV:
+      return "SIGSEGV";
+    case SIGBUS:
+      return "SIGBUS";
+    case SIGABRT:
+      return "SIGABRT";
+    case SIGKILL:
+      return "SIGKILL";
+    case SIGFPE:
+      return "SIGFPE";
+    case SIGILL:
+      return "SIGILL";
+    case SIGTERM:
+      return "SIGTERM";
+    default:
+      return nullptr;
   }
 }
 
@@ -55,13 +63,18 @@ std::string Describe_End(int status) {
   if (!WIFSIGNALED(status)) return "the worker ended";
   int number = WTERMSIG(status);
   const char* name = Signal_Name(number);
-  std::string text = "the worker was killed by " + (name != nullptr ? std::string(name) : "signal " + std::to_string(number));
+  std::string text =
+      "the worker was killed by " + (name != nullptr ? std::string(name) : "signal " + std::to_string(number));
   switch (number) {
     case SIGSEGV:
-    case SIGBUS: return text + " (a stack overflow or a bad memory access)";
-    case SIGABRT: return text + " (it aborted)";
-    case SIGKILL: return text + " (not by this tool; perhaps by the system's out-of-memory killer)";
-    default: return text;
+    case SIGBUS:
+      return text + " (a stack overflow or a bad memory access)";
+    case SIGABRT:
+      return text + " (it aborted)";
+    case SIGKILL:
+      return text + " (not by this tool; perhaps by the system's out-of-memory killer)";
+    default:
+      return text;
   }
 }
 
@@ -73,8 +86,7 @@ std::string Seconds_Text(double seconds) {
 
 class Pool {
  public:
-  Pool(const std::vector<Job>& jobs, const Pool_Settings& settings, const Job_Prepare& prepare,
-       const Job_Done& on_done)
+  Pool(const std::vector<Job>& jobs, const Pool_Settings& settings, const Job_Prepare& prepare, const Job_Done& on_done)
       : jobs_(jobs), settings_(settings), prepare_(prepare), on_done_(on_done) {
     size_t count = settings.workers < 1 ? 1 : settings.workers;
     if (count > jobs.size()) count = jobs.size();
@@ -275,7 +287,9 @@ class Pool {
     while (!malformed && Take_Frame(&worker->received, &type, &payload, &malformed)) {
       File_Report report;
       switch (type) {
-        case Frame_Type::Allocation_Failed: worker->allocation_failed = true; break;
+        case Frame_Type::Allocation_Failed:
+          worker->allocation_failed = true;
+          break;
         case Frame_Type::Partial:
           if (worker->jobs.empty() || !Decode_Report(payload, &report)) {
             malformed = true;
@@ -304,7 +318,9 @@ class Pool {
             }
           }
           break;
-        case Frame_Type::Job: malformed = true; break;
+        case Frame_Type::Job:
+          malformed = true;
+          break;
       }
     }
     if (malformed) {

@@ -6,21 +6,30 @@ namespace tool {
 
 const char* Status_Name(Status status) {
   switch (status) {
-    case Status::Ok: return "ok";
-    case Status::Timeout: return "timeout";
-    case Status::Crashed: return "crashed";
-    case Status::Out_Of_Memory: return "out-of-memory";
-    case Status::Error: return "error";
+    case Status::Ok:
+      return "ok";
+    case Status::Timeout:
+      return "timeout";
+    case Status::Crashed:
+      return "crashed";
+    case Status::Out_Of_Memory:
+      return "out-of-memory";
+    case Status::Error:
+      return "error";
   }
   return "error";
 }
 
 const char* Schema_Name(Schema schema) {
   switch (schema) {
-    case Schema::None: return "";
-    case Schema::Zugferd_1: return "ZUGFeRD 1.0";
-    case Schema::Zugferd_2: return "ZUGFeRD 2";
-    case Schema::Factur_X: return "Factur-X";
+    case Schema::None:
+      return "";
+    case Schema::Zugferd_1:
+      return "ZUGFeRD 1.0";
+    case Schema::Zugferd_2:
+      return "ZUGFeRD 2";
+    case Schema::Factur_X:
+      return "Factur-X";
   }
   return "";
 }
@@ -140,13 +149,13 @@ bool Get_Enum(Wire_Reader* in, Enum* value, uint8_t last) {
 bool Get_Inspection(Wire_Reader* in, Inspection* out) {
   uint32_t count = 0;
   if (!Get_I32(in, &out->open_result) || !in->Get_Text(&out->open_error) || !in->Get_Bool(&out->encrypted) ||
-      !Get_Enum(in, &out->metadata, static_cast<uint8_t>(Metadata_State::Read)) ||
-      !in->Get_Optional(&out->pdfa_part) || !in->Get_Optional(&out->pdfa_conformance) ||
-      !Get_Enum(in, &out->schema, static_cast<uint8_t>(Schema::Factur_X)) ||
-      !in->Get_Text(&out->schema_namespace) || !in->Get_Optional(&out->document_type) ||
-      !in->Get_Optional(&out->document_file_name) || !in->Get_Optional(&out->version) ||
-      !in->Get_Optional(&out->conformance_level) || !in->Get_Text(&out->other_schema_namespace) ||
-      !in->Get_Bool(&out->attachments_read) || !in->Get_Text(&out->attachments_note) || !in->Get_U32(&count)) {
+      !Get_Enum(in, &out->metadata, static_cast<uint8_t>(Metadata_State::Read)) || !in->Get_Optional(&out->pdfa_part) ||
+      !in->Get_Optional(&out->pdfa_conformance) ||
+      !Get_Enum(in, &out->schema, static_cast<uint8_t>(Schema::Factur_X)) || !in->Get_Text(&out->schema_namespace) ||
+      !in->Get_Optional(&out->document_type) || !in->Get_Optional(&out->document_file_name) ||
+      !in->Get_Optional(&out->version) || !in->Get_Optional(&out->conformance_level) ||
+      !in->Get_Text(&out->other_schema_namespace) || !in->Get_Bool(&out->attachments_read) ||
+      !in->Get_Text(&out->attachments_note) || !in->Get_U32(&count)) {
     return false;
   }
   out->attachments.clear();
@@ -184,9 +193,8 @@ bool Decode_Report(const std::string& bytes, File_Report* report) {
   File_Report decoded;
   if (!in.Get_Bool(&decoded.has_result) || !Get_I32(&in, &decoded.result) ||
       !Get_Enum(&in, &decoded.status, static_cast<uint8_t>(Status::Error)) || !in.Get_Text(&decoded.reason) ||
-      !in.Get_Text(&decoded.explanation) || !in.Get_Text(&decoded.other_flavour) ||
-      !in.Get_Bool(&decoded.written) || !in.Get_Text(&decoded.written_member) ||
-      !in.Get_Bool(&decoded.has_inspection)) {
+      !in.Get_Text(&decoded.explanation) || !in.Get_Text(&decoded.other_flavour) || !in.Get_Bool(&decoded.written) ||
+      !in.Get_Text(&decoded.written_member) || !in.Get_Bool(&decoded.has_inspection)) {
     return false;
   }
   if (decoded.has_inspection && !Get_Inspection(&in, &decoded.inspection)) return false;

@@ -57,8 +57,8 @@ enum class Metadata_State : uint8_t {
 };
 
 struct Invoice_Xml_Info {
-  bool read = false;    // the handlers ran over the embedded XML
-  int32_t code = 0;     // their result (0, or the library's code of the failure)
+  bool read = false;  // the handlers ran over the embedded XML
+  int32_t code = 0;   // their result (0, or the library's code of the failure)
   std::string guideline_id;
   std::string document_id;
   std::string issue_date;

@@ -16,8 +16,8 @@
 #include <string>
 #include <typeinfo>
 
-#include "explain.h"
 #include "examine.h"
+#include "explain.h"
 #include "invoice_extract.h"
 
 namespace tool {

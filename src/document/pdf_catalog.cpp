@@ -31,8 +31,8 @@ PDF_Object* PDF_Catalog_Get_Metadata(PDF_Object* catalog, PDF_File* file) {
   PDF_Data_Object* metadata = PDF_Dictionary_Find_Value(PDF_Catalog_Get_Dictionary(catalog), "Metadata");
   // Kept: unlike Names, Metadata must be a reference; a direct dictionary
   // counts as no metadata at all, and such a file reads as no PDF/A.
-  PDF_Object_Reference* reference = static_cast<PDF_Object_Reference*>(
-      PDF_Data_Object_Get_Direct_Value(metadata, PDF_Data_Type_Reference));
+  PDF_Object_Reference* reference =
+      static_cast<PDF_Object_Reference*>(PDF_Data_Object_Get_Direct_Value(metadata, PDF_Data_Type_Reference));
   return PDF_Object_Reference_Get_Object(reference);
 }
 
@@ -87,8 +87,8 @@ PDF_Object* PDF_Name_Tree_Find(PDF_Dictionary* node, const char* name) {
       return nullptr;
     }
     PDF_Data_Object* value = PDF_Array_Get_Value(pairs, i + 1);
-    PDF_Object_Reference* reference = static_cast<PDF_Object_Reference*>(
-        PDF_Data_Object_Get_Direct_Value(value, PDF_Data_Type_Reference));
+    PDF_Object_Reference* reference =
+        static_cast<PDF_Object_Reference*>(PDF_Data_Object_Get_Direct_Value(value, PDF_Data_Type_Reference));
     if (reference == nullptr) return nullptr;
     PDF_Dictionary* filespec =
         static_cast<PDF_Dictionary*>(PDF_Data_Object_Get_Typed_Value(value, PDF_Data_Type_Dictionary));

@@ -116,8 +116,8 @@ PDF_Result PDF_Document_Get_Metadata_Property(PDF_Document* document, const char
   return PDF_File_Get_Metadata_Property(document->file, name_space, name, buffer, in_out_size);
 }
 
-PDF_Result PDF_Document_Find_Embedded_File(PDF_Document* document, const void* name, uint64_t length,
-                                           uint32_t encoding, uint32_t* out_id) {
+PDF_Result PDF_Document_Find_Embedded_File(PDF_Document* document, const void* name, uint64_t length, uint32_t encoding,
+                                           uint32_t* out_id) {
   if (document == nullptr) return PDF_RESULT_INVALID_ARGUMENT;
   return PDF_File_Find_Embedded_File(document->file, name, length, encoding, out_id);
 }
@@ -127,8 +127,7 @@ PDF_Result PDF_Document_Decode_Embedded_File(PDF_Document* document, uint32_t id
   return PDF_File_Decode_Embedded_File(document->file, id);
 }
 
-PDF_Result PDF_Document_Get_Embedded_File_Info(PDF_Document* document, uint32_t id,
-                                               PDF_Embedded_File_Info* out_info) {
+PDF_Result PDF_Document_Get_Embedded_File_Info(PDF_Document* document, uint32_t id, PDF_Embedded_File_Info* out_info) {
   if (document == nullptr) return PDF_RESULT_INVALID_ARGUMENT;
   return PDF_File_Get_Embedded_File_Info(document->file, id, out_info);
 }

@@ -35,11 +35,10 @@ PDF_Result PDF_Document_Get_Pdfa_Level(PDF_Document* document, uint32_t* out_par
                                        int32_t* out_flavour);
 PDF_Result PDF_Document_Get_Metadata_Property(PDF_Document* document, const char* name_space, const char* name,
                                               char* buffer, uint64_t* in_out_size);
-PDF_Result PDF_Document_Find_Embedded_File(PDF_Document* document, const void* name, uint64_t length,
-                                           uint32_t encoding, uint32_t* out_id);
+PDF_Result PDF_Document_Find_Embedded_File(PDF_Document* document, const void* name, uint64_t length, uint32_t encoding,
+                                           uint32_t* out_id);
 PDF_Result PDF_Document_Decode_Embedded_File(PDF_Document* document, uint32_t id);
-PDF_Result PDF_Document_Get_Embedded_File_Info(PDF_Document* document, uint32_t id,
-                                               PDF_Embedded_File_Info* out_info);
+PDF_Result PDF_Document_Get_Embedded_File_Info(PDF_Document* document, uint32_t id, PDF_Embedded_File_Info* out_info);
 PDF_Result PDF_Document_Read_Embedded_File(PDF_Document* document, uint32_t id, void* buffer);
 
 #endif

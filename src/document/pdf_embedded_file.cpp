@@ -34,8 +34,7 @@ PDF_Result From_UTF8(PDF_File* file, const void* name, uint64_t length, uint8_t*
 
 // UTF-16 in any byte order to the single-byte form: normalised to big-endian
 // behind a mark, converted to UTF-8 and on as UTF-8.
-PDF_Result From_UTF16(PDF_File* file, const uint8_t* name, uint64_t length, uint8_t** out_text,
-                      uint64_t* out_length) {
+PDF_Result From_UTF16(PDF_File* file, const uint8_t* name, uint64_t length, uint8_t** out_text, uint64_t* out_length) {
   uint64_t copy_length = length;
   uint8_t* copy = nullptr;
   if (length > 2 && name[0] == 0xFE && name[1] == 0xFF) {
@@ -156,8 +155,8 @@ PDF_Result PDF_File_Find_Embedded_File(PDF_File* file, const void* name, uint64_
 }
 
 PDF_Object* PDF_Filespec_Get_Stream(PDF_Data_Object* filespec) {
-  PDF_Dictionary* dictionary = static_cast<PDF_Dictionary*>(
-      PDF_Data_Object_Get_Direct_Value(filespec, PDF_Data_Type_Dictionary));
+  PDF_Dictionary* dictionary =
+      static_cast<PDF_Dictionary*>(PDF_Data_Object_Get_Direct_Value(filespec, PDF_Data_Type_Dictionary));
   PDF_Data_Object* ef = PDF_Dictionary_Find_Value(dictionary, "EF");
   if (ef == nullptr) return nullptr;
   PDF_Dictionary* files = static_cast<PDF_Dictionary*>(PDF_Data_Object_Get_Typed_Value(ef, PDF_Data_Type_Dictionary));

@@ -68,8 +68,7 @@ static PDF_Result Open_Packet(PDF_File* file, PDF_Stream* stream, PDF_XMP** out_
   return result;
 }
 
-PDF_Result PDF_File_Get_Pdfa_Level(PDF_File* file, uint32_t* out_part, char* out_conformance,
-                                   int32_t* out_flavour) {
+PDF_Result PDF_File_Get_Pdfa_Level(PDF_File* file, uint32_t* out_part, char* out_conformance, int32_t* out_flavour) {
   if (file == nullptr || out_part == nullptr || out_conformance == nullptr) return PDF_RESULT_INVALID_ARGUMENT;
   *out_part = 0;
   *out_conformance = 0;

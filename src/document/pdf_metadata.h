@@ -25,8 +25,7 @@ struct PDF_Metadata_Cache {
   uint32_t length;  // bytes parsed
 };
 
-PDF_Result PDF_File_Get_Pdfa_Level(PDF_File* file, uint32_t* out_part, char* out_conformance,
-                                   int32_t* out_flavour);
+PDF_Result PDF_File_Get_Pdfa_Level(PDF_File* file, uint32_t* out_part, char* out_conformance, int32_t* out_flavour);
 PDF_Result PDF_File_Get_Metadata_Property(PDF_File* file, const char* name_space, const char* name, char* buffer,
                                           uint64_t* in_out_size);
 // Releases the file's parsed packet, if any, and clears the field.

@@ -1,5 +1,5 @@
-#include "runtime/pdf_memory.h"
 #include "filters/pdf_flate.h"
+#include "runtime/pdf_memory.h"
 
 #include <zlib.h>
 

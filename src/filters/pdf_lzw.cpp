@@ -1,5 +1,5 @@
-#include "runtime/pdf_memory.h"
 #include "filters/pdf_lzw.h"
+#include "runtime/pdf_memory.h"
 
 #include <cstdint>
 #include <cstring>
@@ -62,8 +62,7 @@ PDF_Result PDF_LZW_Setup(PDF_Memory* memory, PDF_LZW_Source* source, const uint8
   source->read_pointer = input;
   source->read_left = input_length;
 
-  PDF_LZW_Code* table =
-      static_cast<PDF_LZW_Code*>(PDF_Memory_Alloc(memory, sizeof(PDF_LZW_Code) * PDF_LZW_TABLE_SIZE));
+  PDF_LZW_Code* table = static_cast<PDF_LZW_Code*>(PDF_Memory_Alloc(memory, sizeof(PDF_LZW_Code) * PDF_LZW_TABLE_SIZE));
   if (table == nullptr) return PDF_RESULT_OUT_OF_MEMORY;
   state->table = table;
   for (int code = 255; code >= 0; --code) {
@@ -231,8 +230,7 @@ PDF_Result PDF_LZW_Decode(PDF_Memory* memory, const uint8_t* input, uint64_t inp
   if (out_buffer != nullptr) *out_buffer = nullptr;
   if (out_length != nullptr) *out_length = 0;
   uint64_t limit = PDF_LZW_Input_Limit(input_length);
-  if (memory == nullptr || out_buffer == nullptr || out_length == nullptr ||
-      (input == nullptr && input_length != 0)) {
+  if (memory == nullptr || out_buffer == nullptr || out_length == nullptr || (input == nullptr && input_length != 0)) {
     return PDF_RESULT_INVALID_ARGUMENT;
   }
 

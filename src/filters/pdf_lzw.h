@@ -25,29 +25,29 @@ enum {
 // byte (value); first_char and length let a string be written backwards
 // straight into the output without a search or a stack.
 struct PDF_LZW_Code {
-  PDF_LZW_Code* next;   // entry of the string without its last byte; null for a single byte
-  uint16_t length;      // length of the string, this byte included; 0: not in use
-  uint8_t value;        // last byte of the string
-  uint8_t first_char;   // first byte of the string
+  PDF_LZW_Code* next;  // entry of the string without its last byte; null for a single byte
+  uint16_t length;     // length of the string, this byte included; 0: not in use
+  uint8_t value;       // last byte of the string
+  uint8_t first_char;  // first byte of the string
 };
 
 struct PDF_LZW_State {
-  uint16_t code_bits;         // present code width, 9 to 12
-  uint16_t old_code_limit;    // set to 510, not read
-  uint32_t next_data;         // bit accumulator
-  int32_t next_bits;          // bits waiting in next_data
-  uint32_t code_mask;         // (1 << code_bits) - 1
-  uint32_t restart;           // set to 0, not read
-  PDF_LZW_Code* old_code;     // entry of the previous code; starts one entry before the table
-  PDF_LZW_Code* free_entry;   // next entry to fill
-  PDF_LZW_Code* max_entry;    // the width grows once this entry has been filled
-  PDF_LZW_Code* table;        // PDF_LZW_TABLE_SIZE entries; owned
-  void* scratch;              // never set; released by PDF_LZW_Cleanup when not null
+  uint16_t code_bits;        // present code width, 9 to 12
+  uint16_t old_code_limit;   // set to 510, not read
+  uint32_t next_data;        // bit accumulator
+  int32_t next_bits;         // bits waiting in next_data
+  uint32_t code_mask;        // (1 << code_bits) - 1
+  uint32_t restart;          // set to 0, not read
+  PDF_LZW_Code* old_code;    // entry of the previous code; starts one entry before the table
+  PDF_LZW_Code* free_entry;  // next entry to fill
+  PDF_LZW_Code* max_entry;   // the width grows once this entry has been filled
+  PDF_LZW_Code* table;       // PDF_LZW_TABLE_SIZE entries; owned
+  void* scratch;             // never set; released by PDF_LZW_Cleanup when not null
 };
 
 // What the decoder passes from stage to stage.
 struct PDF_LZW_Source {
-  PDF_LZW_State* state;    // owned
+  PDF_LZW_State* state;  // owned
   const uint8_t* input;
   uint64_t input_length;
   const uint8_t* read_pointer;

@@ -164,8 +164,7 @@ uint64_t ZUGF_Read_Input_Callback(void* buffer, uint32_t mode, uint64_t offset, 
 
 namespace {
 
-uint64_t Read_Input(void* buffer, uint32_t mode, uint64_t offset, uint64_t size, const char* path,
-                    ZUGF_Input* input) {
+uint64_t Read_Input(void* buffer, uint32_t mode, uint64_t offset, uint64_t size, const char* path, ZUGF_Input* input) {
   // Kept: a path opens a stream of its own for this call and mode 2 seeks
   // from the end, though the library passes neither: both go to the stdio
   // callback as they stand, so that they answer as they always did.

@@ -21,15 +21,15 @@ uint64_t ZUGF_Read_Callback(void* buffer, uint32_t mode, uint64_t offset, uint64
 enum { ZUGF_INPUT_BLOCK = 16 * 1024, ZUGF_INPUT_BLOCKS = 32 };
 
 struct ZUGF_Input_Block {
-  uint64_t number;     // file offset / ZUGF_INPUT_BLOCK
-  uint64_t start;      // file offset of bytes[0]
-  uint64_t length;     // bytes held; below the block size only where the file ended
+  uint64_t number;  // file offset / ZUGF_INPUT_BLOCK
+  uint64_t start;   // file offset of bytes[0]
+  uint64_t length;  // bytes held; below the block size only where the file ended
   uint64_t last_use;
-  uint8_t* bytes;      // ZUGF_INPUT_BLOCK bytes from the C runtime; null: slot never used
+  uint8_t* bytes;  // ZUGF_INPUT_BLOCK bytes from the C runtime; null: slot never used
 };
 
 struct ZUGF_Input {
-  FILE* stream;        // the input; not owned
+  FILE* stream;  // the input; not owned
   ZUGF_Input_Block blocks[ZUGF_INPUT_BLOCKS];
   uint64_t clock;      // counts block uses
   uint32_t last_slot;  // the block that served the last request
@@ -37,7 +37,7 @@ struct ZUGF_Input {
   uint64_t position;   // with position_known: where the stream's own position would stand
   uint8_t end_known;
   uint8_t position_known;  // 0: the stream's own position is the true one
-  uint8_t plain;       // the blocks can't serve this stream: every call goes to ZUGF_Read_Callback
+  uint8_t plain;           // the blocks can't serve this stream: every call goes to ZUGF_Read_Callback
 };
 
 // ZUGF_Read_Callback over the input's stream, served from the blocks. Counts,
@@ -80,14 +80,14 @@ struct ZUGF_Arena_Chunk {
 };
 
 struct ZUGF_Arena {
-  ZUGF_Arena_Size* sizes;   // ZUGF_ARENA_SIZES of them, from the first small block on
-  ZUGF_Arena_Chunk* chunks; // every chunk, ascending by address
+  ZUGF_Arena_Size* sizes;    // ZUGF_ARENA_SIZES of them, from the first small block on
+  ZUGF_Arena_Chunk* chunks;  // every chunk, ascending by address
   uint32_t chunk_count;
   uint32_t chunk_capacity;
-  uint8_t* next;            // runs not yet handed out, in the newest chunk
-  uint64_t left;            // bytes there
-  uint64_t chunk_size;      // size of the newest chunk
-  void** large;             // the large blocks handed out and not yet freed, by open addressing
+  uint8_t* next;        // runs not yet handed out, in the newest chunk
+  uint64_t left;        // bytes there
+  uint64_t chunk_size;  // size of the newest chunk
+  void** large;         // the large blocks handed out and not yet freed, by open addressing
   uint32_t large_count;
   uint32_t large_capacity;  // a power of two, or 0
   uint8_t closing;          // set while the document is released: every block goes with the arena

@@ -20,8 +20,7 @@ int32_t ZUGF_Identify_Invoice(ZUGF_Context* context, const uint32_t* part) {
   const char* name_space = nullptr;
   for (const char* candidate : ZUGF_Namespace_Table) {
     size = sizeof(buffer);
-    PDF_Result result =
-        PDF_Document_Get_Metadata_Property(context->document, candidate, "DocumentType", buffer, &size);
+    PDF_Result result = PDF_Document_Get_Metadata_Property(context->document, candidate, "DocumentType", buffer, &size);
     if (result == PDF_RESULT_OK && size == 7 && strncmp(buffer, "INVOICE", 7) == 0) {
       name_space = candidate;
       break;
@@ -37,8 +36,7 @@ int32_t ZUGF_Identify_Invoice(ZUGF_Context* context, const uint32_t* part) {
     return ZUGF_NOT_INVOICE;
   }
 
-  result = PDF_Document_Find_Embedded_File(context->document, buffer, 19, PDF_NAME_UTF8,
-                                           &context->invoice_object_id);
+  result = PDF_Document_Find_Embedded_File(context->document, buffer, 19, PDF_NAME_UTF8, &context->invoice_object_id);
   if (result != PDF_RESULT_OK) return ZUGF_NO_EMBEDDED_INVOICE;
   return context->invoice_object_id == 0 ? ZUGF_NO_EMBEDDED_INVOICE : ZUGF_OK;
 }

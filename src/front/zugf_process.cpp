@@ -14,29 +14,41 @@
 // extraction stage.
 int32_t ZUGF_Map_Open_Result(PDF_Result result) {
   switch (result) {
-    case PDF_RESULT_OK: return ZUGF_OK;
+    case PDF_RESULT_OK:
+      return ZUGF_OK;
     // Kept: -105 and -9 come from the front end's own extraction steps and
     // never out of the open; their rows stay so that both stages name the
     // same codes and a caller reads -20 and -11 alike from either.
-    case PDF_RESULT_FILTER_LEFT: return ZUGF_CANNOT_DECODE;
-    case PDF_RESULT_UNREADABLE: return ZUGF_INPUT_UNUSABLE;
-    case PDF_RESULT_OUTPUT_FAILED: return ZUGF_EXTRACTION_FAILED;
-    case PDF_RESULT_OUT_OF_MEMORY: return ZUGF_OUT_OF_MEMORY;
+    case PDF_RESULT_FILTER_LEFT:
+      return ZUGF_CANNOT_DECODE;
+    case PDF_RESULT_UNREADABLE:
+      return ZUGF_INPUT_UNUSABLE;
+    case PDF_RESULT_OUTPUT_FAILED:
+      return ZUGF_EXTRACTION_FAILED;
+    case PDF_RESULT_OUT_OF_MEMORY:
+      return ZUGF_OUT_OF_MEMORY;
     // Kept: an unnamed code at open is -10 (the input can't be used), where
     // the same code during extraction is -11. Callers tell a bad file from a
     // failed extraction by this difference; one shared table would lose it.
-    default: return ZUGF_INPUT_UNUSABLE;
+    default:
+      return ZUGF_INPUT_UNUSABLE;
   }
 }
 
 int32_t ZUGF_Map_Extract_Result(PDF_Result result) {
   switch (result) {
-    case PDF_RESULT_OK: return ZUGF_OK;
-    case PDF_RESULT_FILTER_LEFT: return ZUGF_CANNOT_DECODE;
-    case PDF_RESULT_UNREADABLE: return ZUGF_INPUT_UNUSABLE;
-    case PDF_RESULT_OUTPUT_FAILED: return ZUGF_EXTRACTION_FAILED;
-    case PDF_RESULT_OUT_OF_MEMORY: return ZUGF_OUT_OF_MEMORY;
-    default: return ZUGF_EXTRACTION_FAILED;
+    case PDF_RESULT_OK:
+      return ZUGF_OK;
+    case PDF_RESULT_FILTER_LEFT:
+      return ZUGF_CANNOT_DECODE;
+    case PDF_RESULT_UNREADABLE:
+      return ZUGF_INPUT_UNUSABLE;
+    case PDF_RESULT_OUTPUT_FAILED:
+      return ZUGF_EXTRACTION_FAILED;
+    case PDF_RESULT_OUT_OF_MEMORY:
+      return ZUGF_OUT_OF_MEMORY;
+    default:
+      return ZUGF_EXTRACTION_FAILED;
   }
 }
 
@@ -49,9 +61,9 @@ PDF_Result ZUGF_Open_Document(const char* pdf_path, ZUGF_Context* context) {
   // a read for every byte), and takes its memory from an arena that goes
   // whole after the document.
   context->input.stream = context->input_file;
-  PDF_Result result =
-      PDF_Document_Create(&context->document, ZUGF_Arena_Alloc_Callback, &context->arena, ZUGF_Arena_Free_Callback,
-                          &context->arena, ZUGF_Read_Input_Callback, &context->input, nullptr, nullptr, PDF_TOLERANCE_SHORT_STREAMS);
+  PDF_Result result = PDF_Document_Create(&context->document, ZUGF_Arena_Alloc_Callback, &context->arena,
+                                          ZUGF_Arena_Free_Callback, &context->arena, ZUGF_Read_Input_Callback,
+                                          &context->input, nullptr, nullptr, PDF_TOLERANCE_SHORT_STREAMS);
   if (result != PDF_RESULT_OK) {
     ZUGF_Release_Arena(&context->arena);
     ZUGF_Release_Input(&context->input);

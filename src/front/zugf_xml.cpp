@@ -147,10 +147,17 @@ void ZUGF_Handle_Character_Data(void* user_data, const XML_Char* text, int lengt
   if (state->error != 0) return;
   char* target = nullptr;
   switch (state->state) {
-    case ZUGF_XML_GUIDELINE_ID: target = state->result->guideline_id; break;
-    case ZUGF_XML_DOCUMENT_ID: target = state->result->document_id; break;
-    case ZUGF_XML_ISSUE_DATE_STRING: target = state->result->issue_date; break;
-    default: return;
+    case ZUGF_XML_GUIDELINE_ID:
+      target = state->result->guideline_id;
+      break;
+    case ZUGF_XML_DOCUMENT_ID:
+      target = state->result->document_id;
+      break;
+    case ZUGF_XML_ISSUE_DATE_STRING:
+      target = state->result->issue_date;
+      break;
+    default:
+      return;
   }
   if (length < 0 || length >= static_cast<int>(ZUGF_INVOICE_TEXT_SIZE)) {
     Fail(state, PDF_RESULT_BAD_INVOICE_XML);

@@ -50,12 +50,12 @@ struct ZUGF_Invoice_Info {
 // release it with ZUGF_Release_Xml_State.
 struct ZUGF_Xml_State {
   XML_Parser parser;
-  int32_t error;  // 0 until the first failure; then every handler returns at once
-  uint32_t state;  // a ZUGF_Xml_Path_State
-  uint32_t depth;  // open elements
+  int32_t error;         // 0 until the first failure; then every handler returns at once
+  uint32_t state;        // a ZUGF_Xml_Path_State
+  uint32_t depth;        // open elements
   uint32_t saved_state;  // where the walk left the known path
   uint32_t saved_depth;
-  char* name;  // scratch copy of the current element name, split at the separator
+  char* name;            // scratch copy of the current element name, split at the separator
   size_t name_capacity;  // bytes at name; grows to fit every name, which is copied whole
   ZUGF_Invoice_Info* result;
 };

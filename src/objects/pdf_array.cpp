@@ -1,6 +1,6 @@
-#include "runtime/pdf_message.h"
-#include "runtime/pdf_memory.h"
 #include "objects/pdf_array.h"
+#include "runtime/pdf_memory.h"
+#include "runtime/pdf_message.h"
 
 #include "objects/pdf_dictionary.h"
 #include "objects/pdf_name.h"
@@ -162,8 +162,7 @@ PDF_Result PDF_Array_Remove_Value(PDF_Array* array, PDF_File* file, uint32_t ind
 
 // Wraps a freshly built value and appends or inserts it; on failure deletes
 // what was built.
-static PDF_Result Add_Built(PDF_Array* array, PDF_File* file, int32_t type, void* value, bool insert,
-                            uint32_t index) {
+static PDF_Result Add_Built(PDF_Array* array, PDF_File* file, int32_t type, void* value, bool insert, uint32_t index) {
   PDF_Data_Object* variant = nullptr;
   PDF_Result result = PDF_Data_Object_Create(&variant, file, type, value);
   if (result != PDF_RESULT_OK) {

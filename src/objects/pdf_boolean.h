@@ -14,8 +14,7 @@ typedef uint8_t PDF_Boolean;
 
 PDF_Result PDF_Boolean_Create(PDF_Boolean** out_boolean, PDF_File* file, uint8_t value);
 PDF_Result PDF_Boolean_Delete(PDF_Boolean** holder, PDF_File* file);
-PDF_Result PDF_Boolean_Copy(PDF_Boolean** out_boolean, PDF_File* file, const PDF_Boolean* source,
-                            int32_t copy_mode);
+PDF_Result PDF_Boolean_Copy(PDF_Boolean** out_boolean, PDF_File* file, const PDF_Boolean* source, int32_t copy_mode);
 uint64_t PDF_Boolean_Read(PDF_Boolean** out_boolean, PDF_File* file, PDF_Read_Data* reader, uint64_t position);
 
 // Accepts exactly the 4-byte token "null"; the caller makes the tag 1 variant.

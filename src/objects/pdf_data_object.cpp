@@ -1,6 +1,6 @@
-#include "runtime/pdf_message.h"
-#include "runtime/pdf_memory.h"
 #include "objects/pdf_data_object.h"
+#include "runtime/pdf_memory.h"
+#include "runtime/pdf_message.h"
 
 #include "objects/pdf_array.h"
 #include "objects/pdf_boolean.h"
@@ -160,8 +160,8 @@ PDF_Result PDF_Data_Object_Copy(PDF_Data_Object** out_object, PDF_File* file, PD
                                          static_cast<PDF_Object_Reference*>(source->value), copy_targets, copy_mode);
       break;
     case PDF_Data_Type_Boolean:
-      result = PDF_Boolean_Copy(reinterpret_cast<PDF_Boolean**>(&value), file,
-                                static_cast<PDF_Boolean*>(source->value), copy_mode);
+      result = PDF_Boolean_Copy(reinterpret_cast<PDF_Boolean**>(&value), file, static_cast<PDF_Boolean*>(source->value),
+                                copy_mode);
       break;
     case PDF_Data_Type_Number:
       result = PDF_Number_Copy(reinterpret_cast<PDF_Number**>(&value), file, static_cast<PDF_Number*>(source->value),
@@ -172,8 +172,8 @@ PDF_Result PDF_Data_Object_Copy(PDF_Data_Object** out_object, PDF_File* file, PD
                                copy_mode);
       break;
     case PDF_Data_Type_Name:
-      result = PDF_Name_Copy(reinterpret_cast<PDF_Name**>(&value), file, static_cast<PDF_Name*>(source->value),
-                             copy_mode);
+      result =
+          PDF_Name_Copy(reinterpret_cast<PDF_Name**>(&value), file, static_cast<PDF_Name*>(source->value), copy_mode);
       break;
     case PDF_Data_Type_Array:
       result = PDF_Array_Copy(reinterpret_cast<PDF_Array**>(&value), file, static_cast<PDF_Array*>(source->value),
@@ -239,8 +239,7 @@ static uint64_t Wrap(PDF_Data_Object** out_object, PDF_File* file, int32_t type,
   return 0;
 }
 
-uint64_t PDF_Data_Object_Read(PDF_Data_Object** out_object, PDF_File* file, PDF_Read_Data* reader,
-                              uint64_t position) {
+uint64_t PDF_Data_Object_Read(PDF_Data_Object** out_object, PDF_File* file, PDF_Read_Data* reader, uint64_t position) {
   if (out_object == nullptr) return PDF_READ_INVALID_ARGUMENT;
   *out_object = nullptr;
   if (file == nullptr || reader == nullptr) return 0;

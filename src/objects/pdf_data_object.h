@@ -87,8 +87,7 @@ PDF_Result PDF_Data_Object_Load_All(PDF_Data_Object* object, PDF_File* file);
 // The value parser: tries the readers of every kind in a fixed order from the
 // same position. Returns the bytes consumed, 0 when no value is there (the
 // holder then stays null); a null holder gives -500 through the count.
-uint64_t PDF_Data_Object_Read(PDF_Data_Object** out_object, PDF_File* file, PDF_Read_Data* reader,
-                              uint64_t position);
+uint64_t PDF_Data_Object_Read(PDF_Data_Object** out_object, PDF_File* file, PDF_Read_Data* reader, uint64_t position);
 
 // Follows references to the final variant; null for a dangling reference. A
 // chain that closes on itself ends in a variant of tag 2.

@@ -1,6 +1,6 @@
-#include "runtime/pdf_message.h"
-#include "runtime/pdf_memory.h"
 #include "objects/pdf_dictionary.h"
+#include "runtime/pdf_memory.h"
+#include "runtime/pdf_message.h"
 
 #include <cstdlib>
 
@@ -190,8 +190,7 @@ static PDF_Result Set_Entry(PDF_Dictionary* dictionary, PDF_File* file, PDF_Name
   return result;
 }
 
-PDF_Result PDF_Dictionary_Set_Entry(PDF_Dictionary* dictionary, PDF_File* file, PDF_Name* key,
-                                    PDF_Data_Object* value) {
+PDF_Result PDF_Dictionary_Set_Entry(PDF_Dictionary* dictionary, PDF_File* file, PDF_Name* key, PDF_Data_Object* value) {
   bool taken = false;
   return Set_Entry(dictionary, file, key, value, &taken);
 }
@@ -222,8 +221,7 @@ PDF_Result PDF_Dictionary_Remove_Entry(PDF_Dictionary* dictionary, PDF_File* fil
 
 // Builds the key and stores a value built by a setter; whatever was built is
 // deleted on failure.
-static PDF_Result Set_Built(PDF_Dictionary* dictionary, PDF_File* file, const char* key, int32_t type,
-                            void* value) {
+static PDF_Result Set_Built(PDF_Dictionary* dictionary, PDF_File* file, const char* key, int32_t type, void* value) {
   PDF_Name* name = nullptr;
   PDF_Result result = PDF_Name_Create(&name, file, key);
   if (result != PDF_RESULT_OK) {
@@ -283,8 +281,8 @@ PDF_Result PDF_Dictionary_Set_Name(PDF_Dictionary* dictionary, PDF_File* file, c
   return Set_Built(dictionary, file, key, PDF_Data_Type_Name, value);
 }
 
-PDF_Result PDF_Dictionary_Set_String(PDF_Dictionary* dictionary, PDF_File* file, const char* key,
-                                     const uint8_t* bytes, uint64_t length, uint32_t kind) {
+PDF_Result PDF_Dictionary_Set_String(PDF_Dictionary* dictionary, PDF_File* file, const char* key, const uint8_t* bytes,
+                                     uint64_t length, uint32_t kind) {
   if (dictionary == nullptr) return PDF_RESULT_INVALID_ARGUMENT;
   PDF_String* string = nullptr;
   PDF_Result result = PDF_String_Create(&string, file, bytes, kind, length, true);

@@ -51,8 +51,7 @@ PDF_Name* PDF_Dictionary_Get_Subtype(PDF_Dictionary* dictionary);
 PDF_Result PDF_Dictionary_Append_Entry(PDF_Dictionary* dictionary, PDF_Dictionary_Entry* entry);
 // Takes ownership of key and value on success; a later duplicate replaces the
 // earlier entry and stands at the end.
-PDF_Result PDF_Dictionary_Set_Entry(PDF_Dictionary* dictionary, PDF_File* file, PDF_Name* key,
-                                    PDF_Data_Object* value);
+PDF_Result PDF_Dictionary_Set_Entry(PDF_Dictionary* dictionary, PDF_File* file, PDF_Name* key, PDF_Data_Object* value);
 PDF_Result PDF_Dictionary_Remove_Entry(PDF_Dictionary* dictionary, PDF_File* file, const char* key,
                                        uint32_t delete_mode);
 PDF_Result PDF_Dictionary_Set_Value(PDF_Dictionary* dictionary, PDF_File* file, const char* key,
@@ -61,16 +60,15 @@ PDF_Result PDF_Dictionary_Set_Number(PDF_Dictionary* dictionary, PDF_File* file,
                                      uint8_t decimals);
 PDF_Result PDF_Dictionary_Set_Boolean(PDF_Dictionary* dictionary, PDF_File* file, const char* key, uint8_t value);
 PDF_Result PDF_Dictionary_Set_Name(PDF_Dictionary* dictionary, PDF_File* file, const char* key, const char* name);
-PDF_Result PDF_Dictionary_Set_String(PDF_Dictionary* dictionary, PDF_File* file, const char* key,
-                                     const uint8_t* bytes, uint64_t length, uint32_t kind);
+PDF_Result PDF_Dictionary_Set_String(PDF_Dictionary* dictionary, PDF_File* file, const char* key, const uint8_t* bytes,
+                                     uint64_t length, uint32_t kind);
 PDF_Result PDF_Dictionary_Set_Reference(PDF_Dictionary* dictionary, PDF_File* file, const char* key,
                                         PDF_Object* object);
 
 // Bytes through "<<" or ">>" after white space and comments, else 0.
 uint64_t PDF_Dictionary_Read_Begin(PDF_Read_Data* reader, uint64_t position);
 uint64_t PDF_Dictionary_Read_End(PDF_Read_Data* reader, uint64_t position);
-uint64_t PDF_Dictionary_Read(PDF_Dictionary** out_dictionary, PDF_File* file, PDF_Read_Data* reader,
-                             uint64_t position);
+uint64_t PDF_Dictionary_Read(PDF_Dictionary** out_dictionary, PDF_File* file, PDF_Read_Data* reader, uint64_t position);
 
 PDF_Result PDF_Dictionary_Copy(PDF_Dictionary** out_dictionary, PDF_File* file, PDF_Dictionary* source,
                                bool copy_targets, int32_t copy_mode);

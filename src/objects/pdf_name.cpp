@@ -8,8 +8,22 @@
 // Bytes that end a name in the file and may not stand in a created name.
 static bool Ends_Name(uint8_t byte) {
   switch (byte) {
-    case 0: case 9: case 10: case 12: case 13: case 32:
-    case '/': case '<': case '>': case '[': case ']': case '(': case ')': case '{': case '}': case '%':
+    case 0:
+    case 9:
+    case 10:
+    case 12:
+    case 13:
+    case 32:
+    case '/':
+    case '<':
+    case '>':
+    case '[':
+    case ']':
+    case '(':
+    case ')':
+    case '{':
+    case '}':
+    case '%':
       return true;
     default:
       return false;
@@ -23,8 +37,7 @@ PDF_Result PDF_Name_Create(PDF_Name** out_name, PDF_File* file, const char* text
   for (; text[length] != 0; ++length) {
     if (Ends_Name(static_cast<uint8_t>(text[length]))) return PDF_RESULT_BAD_NAME_TEXT;
   }
-  return PDF_String_Create(out_name, file, reinterpret_cast<const uint8_t*>(text), PDF_STRING_KIND_NAME, length,
-                           false);
+  return PDF_String_Create(out_name, file, reinterpret_cast<const uint8_t*>(text), PDF_STRING_KIND_NAME, length, false);
 }
 
 enum { NAME_BUFFER_SIZE = 512 };
@@ -66,9 +79,7 @@ bool PDF_Name_Compare(const PDF_Name* name, const char* text) {
 
 bool PDF_Name_Is(const PDF_Name* name, const char* text) { return !PDF_Name_Compare(name, text); }
 
-const char* PDF_Name_Get_Text(const PDF_Name* name) {
-  return reinterpret_cast<const char*>(PDF_String_Get_Text(name));
-}
+const char* PDF_Name_Get_Text(const PDF_Name* name) { return reinterpret_cast<const char*>(PDF_String_Get_Text(name)); }
 
 PDF_Result PDF_Name_Delete(PDF_Name** holder, PDF_File* file) { return PDF_String_Delete(holder, file); }
 

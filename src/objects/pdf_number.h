@@ -14,7 +14,7 @@ struct PDF_Read_Data;
 struct PDF_Number {
   PDF_Data_Object* owner;  // wrapping variant; owns nothing
   double value;
-  uint8_t decimals;        // digits after the point as read; 0 for an integer
+  uint8_t decimals;  // digits after the point as read; 0 for an integer
 };
 
 PDF_Result PDF_Number_Create(PDF_Number** out_number, PDF_File* file, uint8_t decimals, double value);
@@ -28,7 +28,7 @@ int32_t PDF_Number_Get_Integer(const PDF_Number* number);  // truncated toward z
 // and differences of two of them, or of one and a 32-bit offset, cannot
 // overflow; NaN gives 0. For counts and offsets read from a file.
 int64_t PDF_Number_To_Bounded_Long(double value);
-int64_t PDF_Number_Get_Long(const PDF_Number* number);     // truncated toward zero
+int64_t PDF_Number_Get_Long(const PDF_Number* number);  // truncated toward zero
 uint8_t PDF_Number_Get_Decimals(const PDF_Number* number);
 PDF_Result PDF_Number_Set_Integer(PDF_Number* number, int32_t value);
 PDF_Result PDF_Number_Increment(PDF_Number* number);

@@ -1,6 +1,6 @@
-#include "runtime/pdf_message.h"
-#include "runtime/pdf_memory.h"
 #include "objects/pdf_object.h"
+#include "runtime/pdf_memory.h"
+#include "runtime/pdf_message.h"
 
 #include "objects/pdf_dictionary.h"
 #include "objects/pdf_name.h"
@@ -54,8 +54,8 @@ uint64_t PDF_Object_Read(PDF_Object** out_object, PDF_File* file, PDF_Read_Data*
     char keyword[5];
     uint64_t length = sizeof(keyword);
     count = PDF_Read_Data_Read_Keyword(reader, keyword, &length, position + consumed);
-    if (count == 0 || count == PDF_READ_INVALID_ARGUMENT || length != 3 || keyword[0] != 'o' ||
-        keyword[1] != 'b' || keyword[2] != 'j') {
+    if (count == 0 || count == PDF_READ_INVALID_ARGUMENT || length != 3 || keyword[0] != 'o' || keyword[1] != 'b' ||
+        keyword[2] != 'j') {
       return 0;
     }
     consumed += count;

@@ -14,18 +14,18 @@ struct PDF_File;
 struct PDF_Read_Data;
 
 struct PDF_Object {
-  uint8_t traversed;        // set by PDF_Object_Load_All
-  uint8_t deleting;         // set while PDF_Object_Delete runs
-  uint8_t resolving;        // set while a resolve passes through
-  PDF_Object* copy;         // the copy of this object, once made; not owned
-  PDF_Number* number;       // owned, 0 decimals
-  PDF_Number* generation;   // owned, 0 decimals
-  uint32_t id;              // unique within the file, from 1
-  uint32_t reference_count; // references pointing here
-  void* link_a;             // zero at creation
-  void* link_b;             // carried over by a copy
-  PDF_Data_Object* value;   // the body, owned; null until loaded
-  int32_t type;             // PDF_Object_Type of the body
+  uint8_t traversed;             // set by PDF_Object_Load_All
+  uint8_t deleting;              // set while PDF_Object_Delete runs
+  uint8_t resolving;             // set while a resolve passes through
+  PDF_Object* copy;              // the copy of this object, once made; not owned
+  PDF_Number* number;            // owned, 0 decimals
+  PDF_Number* generation;        // owned, 0 decimals
+  uint32_t id;                   // unique within the file, from 1
+  uint32_t reference_count;      // references pointing here
+  void* link_a;                  // zero at creation
+  void* link_b;                  // carried over by a copy
+  PDF_Data_Object* value;        // the body, owned; null until loaded
+  int32_t type;                  // PDF_Object_Type of the body
   PDF_Read_Data* source_reader;  // set while pending; not owned
   uint64_t source_position;      // start of the body while pending; 1 once loaded
   PDF_File* source_file;         // set while pending

@@ -115,8 +115,8 @@ PDF_Result PDF_Object_Reference_Delete(PDF_Object_Reference** holder, PDF_File* 
   return result != PDF_RESULT_OK ? result : released;
 }
 
-PDF_Result PDF_Object_Reference_Copy(PDF_Object_Reference** out_reference, PDF_File* file,
-                                     PDF_Object_Reference* source, bool copy_targets, int32_t copy_mode) {
+PDF_Result PDF_Object_Reference_Copy(PDF_Object_Reference** out_reference, PDF_File* file, PDF_Object_Reference* source,
+                                     bool copy_targets, int32_t copy_mode) {
   if (out_reference == nullptr) return PDF_RESULT_INVALID_ARGUMENT;
   *out_reference = nullptr;
   if (source == nullptr || file == nullptr) return PDF_RESULT_INVALID_ARGUMENT;

@@ -33,8 +33,8 @@ PDF_Result PDF_Object_Reference_Bind(PDF_Object_Reference* reference);  // -91: 
 PDF_Object* PDF_Object_Reference_Get_Object(PDF_Object_Reference* reference);
 PDF_Result PDF_Object_Reference_Set_Object(PDF_Object_Reference* reference, PDF_Object* object);
 PDF_Result PDF_Object_Reference_Delete(PDF_Object_Reference** holder, PDF_File* file, uint32_t delete_mode);
-PDF_Result PDF_Object_Reference_Copy(PDF_Object_Reference** out_reference, PDF_File* file,
-                                     PDF_Object_Reference* source, bool copy_targets, int32_t copy_mode);
+PDF_Result PDF_Object_Reference_Copy(PDF_Object_Reference** out_reference, PDF_File* file, PDF_Object_Reference* source,
+                                     bool copy_targets, int32_t copy_mode);
 PDF_Result PDF_Object_Reference_Load_All(PDF_Object_Reference* reference);
 PDF_Result PDF_Object_Reference_Set_Owner(PDF_Object_Reference* reference, PDF_Data_Object* owner);
 

@@ -147,8 +147,8 @@ uint64_t PDF_Stream_Read(PDF_Stream** out_stream, PDF_Dictionary** out_dictionar
   }
   // Kept: truncated to 32 bits and sign-extended, as at the load. Nothing
   // looks for "endstream": Length alone says where the data ends.
-  stream->length = static_cast<uint64_t>(
-      static_cast<int64_t>(PDF_Number_Get_Integer(static_cast<PDF_Number*>(value->value))));
+  stream->length =
+      static_cast<uint64_t>(static_cast<int64_t>(PDF_Number_Get_Integer(static_cast<PDF_Number*>(value->value))));
   return count;
 }
 
@@ -165,7 +165,8 @@ PDF_Result PDF_Stream_Read_Raw(PDF_Stream* stream, void* buffer) {
   uint64_t count = PDF_Read_Data_Read(stream->reader, buffer, stream->position, stream->length);
   // Kept: from level 3 a short read succeeds, and the caller's buffer holds
   // only part of the data, the rest as the caller left it.
-  if (count == 0 || (count < stream->length && stream->file->tolerance_level < PDF_TOLERANCE_SHORT_STREAMS)) return PDF_RESULT_UNREADABLE;
+  if (count == 0 || (count < stream->length && stream->file->tolerance_level < PDF_TOLERANCE_SHORT_STREAMS))
+    return PDF_RESULT_UNREADABLE;
   return PDF_RESULT_OK;
 }
 
@@ -183,8 +184,8 @@ static PDF_Result Read_Length(PDF_Stream* stream) {
   // Kept: truncated to a signed 32-bit integer and sign-extended, so a
   // Length of -1 becomes a huge length and the load fails with -7 rather
   // than with a complaint about the value.
-  stream->length = static_cast<uint64_t>(static_cast<int64_t>(PDF_Number_Get_Integer(
-      static_cast<PDF_Number*>(value->value))));
+  stream->length =
+      static_cast<uint64_t>(static_cast<int64_t>(PDF_Number_Get_Integer(static_cast<PDF_Number*>(value->value))));
   return PDF_RESULT_OK;
 }
 
@@ -201,8 +202,8 @@ PDF_Result PDF_Stream_Load(PDF_Stream* stream) {
     if (stream->data == nullptr) return PDF_RESULT_OUT_OF_MEMORY;
     uint64_t arrived = 0;
     while (arrived < stream->length) {
-      uint64_t count =
-          PDF_Read_Data_Read(stream->reader, stream->data + arrived, stream->position + arrived, stream->length - arrived);
+      uint64_t count = PDF_Read_Data_Read(stream->reader, stream->data + arrived, stream->position + arrived,
+                                          stream->length - arrived);
       if (count == 0) break;
       arrived += count;
     }
@@ -297,7 +298,8 @@ PDF_Result PDF_Stream_Decrypt(PDF_Stream* stream, PDF_File* file, PDF_Object* co
   result = PDF_Stream_Load(stream);
   if (result != PDF_RESULT_OK) return result;
   bool decrypt = true;
-  bool metadata = PDF_Name_Is(PDF_Stream_Get_Type(stream), "Metadata") && PDF_Name_Is(PDF_Stream_Get_Subtype(stream), "XML");
+  bool metadata =
+      PDF_Name_Is(PDF_Stream_Get_Type(stream), "Metadata") && PDF_Name_Is(PDF_Stream_Get_Subtype(stream), "XML");
   // A metadata stream may have been left in the clear; no entry of the
   // encryption dictionary is read to find out.
   // Kept: once one was found plain, the flag ends the trial for all later

@@ -19,8 +19,8 @@ typedef PDF_Result (*Buffer_Decoder)(PDF_Memory* memory, const uint8_t* input, u
 
 // Decodes the whole of data into a new buffer, runs the predictor over it,
 // puts it in place of data, and strikes the filter from the dictionary.
-PDF_Result Decode_Step(PDF_Stream* stream, Buffer_Decoder decoder, const PDF_Filter_Parms* record,
-                       PDF_Array* filters, PDF_Array* parms, uint32_t index) {
+PDF_Result Decode_Step(PDF_Stream* stream, Buffer_Decoder decoder, const PDF_Filter_Parms* record, PDF_Array* filters,
+                       PDF_Array* parms, uint32_t index) {
   if (stream == nullptr || stream->file == nullptr || record == nullptr) return PDF_RESULT_INVALID_ARGUMENT;
   PDF_File* file = stream->file;
   PDF_Memory* memory = file->memory;

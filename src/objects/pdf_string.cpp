@@ -1,5 +1,5 @@
-#include "runtime/pdf_memory.h"
 #include "objects/pdf_string.h"
+#include "runtime/pdf_memory.h"
 
 #include <cstdlib>
 #include <cstring>
@@ -129,11 +129,21 @@ int32_t PDF_String_Compare(const PDF_String* string, const uint8_t* bytes, uint3
           case '\n':
           case '\r':
             continue;  // a line continuation; it still uses up one plain byte
-          case 'b': decoded = 8; break;
-          case 'f': decoded = 12; break;
-          case 'n': decoded = 10; break;
-          case 'r': decoded = 13; break;
-          case 't': decoded = 9; break;
+          case 'b':
+            decoded = 8;
+            break;
+          case 'f':
+            decoded = 12;
+            break;
+          case 'n':
+            decoded = 10;
+            break;
+          case 'r':
+            decoded = 13;
+            break;
+          case 't':
+            decoded = 9;
+            break;
           default:
             if (Is_Octal(escaped)) {
               // One digit's value alone; a second digit is passed over and a
@@ -262,21 +272,33 @@ PDF_Result PDF_String_Decode_Literal(uint8_t* bytes, uint64_t length, uint64_t* 
     if (byte == '\\') {
       if (in >= length) break;  // a trailing backslash ends the walk
       uint8_t escaped = bytes[in++];
-      int32_t value = -1;       // -1: nothing is written
+      int32_t value = -1;  // -1: nothing is written
       switch (escaped) {
         case '\n':
           break;
         case '\r':
           if (in < length && bytes[in] == '\n') in += 1;
           break;
-        case '(': case ')': case '\\':
+        case '(':
+        case ')':
+        case '\\':
           value = escaped;
           break;
-        case 'b': value = 8; break;
-        case 'f': value = 12; break;
-        case 'n': value = 10; break;
-        case 'r': value = 13; break;
-        case 't': value = 9; break;
+        case 'b':
+          value = 8;
+          break;
+        case 'f':
+          value = 12;
+          break;
+        case 'n':
+          value = 10;
+          break;
+        case 'r':
+          value = 13;
+          break;
+        case 't':
+          value = 9;
+          break;
         default:
           if (Is_Octal(escaped)) {
             value = escaped - '0';
@@ -335,7 +357,14 @@ PDF_Result PDF_String_Escape(PDF_Memory* memory, const uint8_t* bytes, uint64_t 
   uint64_t extra = 0;
   for (uint64_t i = 0; i < length; ++i) {
     switch (bytes[i]) {
-      case '\n': case '\r': case '\b': case '\t': case '\f': case '(': case ')': case '\\':
+      case '\n':
+      case '\r':
+      case '\b':
+      case '\t':
+      case '\f':
+      case '(':
+      case ')':
+      case '\\':
         extra += 1;
         break;
       default:
@@ -349,13 +378,28 @@ PDF_Result PDF_String_Escape(PDF_Memory* memory, const uint8_t* bytes, uint64_t 
     uint8_t byte = bytes[i];
     uint8_t letter = 0;
     switch (byte) {
-      case '\n': letter = 'n'; break;
-      case '\r': letter = 'r'; break;
-      case '\b': letter = 'b'; break;
-      case '\t': letter = 't'; break;
-      case '\f': letter = 'f'; break;
-      case '(': case ')': case '\\': letter = byte; break;
-      default: break;
+      case '\n':
+        letter = 'n';
+        break;
+      case '\r':
+        letter = 'r';
+        break;
+      case '\b':
+        letter = 'b';
+        break;
+      case '\t':
+        letter = 't';
+        break;
+      case '\f':
+        letter = 'f';
+        break;
+      case '(':
+      case ')':
+      case '\\':
+        letter = byte;
+        break;
+      default:
+        break;
     }
     if (letter != 0) {
       block[out++] = '\\';

@@ -6,11 +6,11 @@
 #include "objects/pdf_object_reference.h"
 #include "reader/pdf_header.h"
 #include "reader/pdf_object_stream.h"
+#include "reader/pdf_permissions.h"
 #include "reader/pdf_trailer.h"
 #include "reader/pdf_xref_chain.h"
 #include "reader/pdf_xref_section.h"
 #include "reader/pdf_xref_table.h"
-#include "reader/pdf_permissions.h"
 #include "runtime/pdf_memory.h"
 #include "runtime/pdf_message.h"
 

@@ -29,32 +29,32 @@ enum : int8_t {
 };
 
 struct PDF_File {
-  uint32_t next_object_id;     // counter behind object ids, from 1
-  PDF_Body* xref_table;        // the cross-reference chain; owned
-  PDF_Memory* memory;          // not owned
-  PDF_Message* message;        // may be null; not owned
-  int8_t tolerance_level;      // which damage is forgiven
-  uint8_t all_objects_read;    // every object below all trailers is loaded
-  uint8_t encrypted;           // Standard encryption of an accepted kind
-  uint32_t encryption_mode;    // 0 none, else 1, 2 or 3
+  uint32_t next_object_id;   // counter behind object ids, from 1
+  PDF_Body* xref_table;      // the cross-reference chain; owned
+  PDF_Memory* memory;        // not owned
+  PDF_Message* message;      // may be null; not owned
+  int8_t tolerance_level;    // which damage is forgiven
+  uint8_t all_objects_read;  // every object below all trailers is loaded
+  uint8_t encrypted;         // Standard encryption of an accepted kind
+  uint32_t encryption_mode;  // 0 none, else 1, 2 or 3
   uint32_t permissions;
-  PDF_Key* key;                // null: no key installed; owned
+  PDF_Key* key;  // null: no key installed; owned
   uint8_t metadata_is_plain;
-  uint8_t header_level;        // copy of the header's level
-  int32_t metadata_failure;    // last tolerant metadata failure, 0 if none
-  PDF_Header* header;          // owned
-  PDF_Body* second_xref_table; // searched after the first; owned
-  uint8_t tolerant;            // tolerance_level >= PDF_TOLERANCE_MAXIMUM
-  uint8_t writable;            // starts at 1
-  void* write_security;        // further record of the writing side; owned when set
-  void* extra_block_1;         // further blocks of the writing side; owned when set
+  uint8_t header_level;         // copy of the header's level
+  int32_t metadata_failure;     // last tolerant metadata failure, 0 if none
+  PDF_Header* header;           // owned
+  PDF_Body* second_xref_table;  // searched after the first; owned
+  uint8_t tolerant;             // tolerance_level >= PDF_TOLERANCE_MAXIMUM
+  uint8_t writable;             // starts at 1
+  void* write_security;         // further record of the writing side; owned when set
+  void* extra_block_1;          // further blocks of the writing side; owned when set
   void* extra_block_2;
   PDF_Metadata_Cache* metadata_cache;  // the parsed metadata packet, reused by queries; owned
   // Releases metadata_cache; set with it by the metadata queries, which know
   // the packet's type, so that the file can release it without knowing it.
   PDF_Result (*release_metadata_cache)(PDF_File* file);
-  PDF_Object_Stream_Cache* object_streams;  // pairs of the object streams read so far; owned, may be null
-  uint32_t dictionary_depth;   // dictionary reads under way, nested
+  PDF_Object_Stream_Cache* object_streams;       // pairs of the object streams read so far; owned, may be null
+  uint32_t dictionary_depth;                     // dictionary reads under way, nested
   PDF_Dictionary_Failures* dictionary_failures;  // positions that failed in the outermost read under way; may be null
 };
 

@@ -1,6 +1,6 @@
-#include "runtime/pdf_message.h"
-#include "runtime/pdf_memory.h"
 #include "reader/pdf_header.h"
+#include "runtime/pdf_memory.h"
+#include "runtime/pdf_message.h"
 
 #include <cmath>
 

@@ -33,8 +33,8 @@ uint32_t Slot_Of(const PDF_Object* container, uint32_t capacity) {
 
 // The cache's record for the container with its present stream and data,
 // made or renewed as needed; null when the memory can't be had.
-PDF_Object_Stream_Pairs* Pairs_Of(PDF_File* file, const PDF_Object* container, const void* stream,
-                                  const uint8_t* data, uint64_t length) {
+PDF_Object_Stream_Pairs* Pairs_Of(PDF_File* file, const PDF_Object* container, const void* stream, const uint8_t* data,
+                                  uint64_t length) {
   PDF_Object_Stream_Cache* cache = file->object_streams;
   if (cache == nullptr) {
     cache = static_cast<PDF_Object_Stream_Cache*>(calloc(1, sizeof(PDF_Object_Stream_Cache)));
@@ -123,7 +123,8 @@ int Cached_Pair(PDF_Object_Stream_Pairs* record, uint64_t index, int32_t* number
 PDF_Result Load_From_Container(PDF_Xref_Entry* entry, PDF_File* file) {
   PDF_Object* container = PDF_Body_Find_Object(file->xref_table, entry->container, 0);
   if (container == nullptr) return PDF_RESULT_OBJECT_MISSING;
-  if (file->tolerance_level == PDF_TOLERANCE_STRICT && PDF_Object_Get_Type(container) != PDF_Object_Type_Object_Stream) {
+  if (file->tolerance_level == PDF_TOLERANCE_STRICT &&
+      PDF_Object_Get_Type(container) != PDF_Object_Type_Object_Stream) {
     return PDF_RESULT_NOT_OBJECT_STREAM;
   }
   PDF_Stream* stream =

@@ -30,16 +30,16 @@ struct PDF_Object_Stream_Pairs {
   const void* stream;
   const uint8_t* data;
   uint64_t length;
-  uint64_t at;        // where the next pair begins
-  uint32_t read;      // pairs read
+  uint64_t at;    // where the next pair begins
+  uint32_t read;  // pairs read
   uint32_t capacity;
-  uint8_t failed;     // the pair at index read can't be read
-  int32_t* values;    // number and offset of each pair read
+  uint8_t failed;   // the pair at index read can't be read
+  int32_t* values;  // number and offset of each pair read
 };
 
 struct PDF_Object_Stream_Cache {
-  uint32_t count;     // records in use
-  uint32_t capacity;  // slots, a power of two
+  uint32_t count;                   // records in use
+  uint32_t capacity;                // slots, a power of two
   PDF_Object_Stream_Pairs** slots;  // open addressing by container
 };
 

@@ -6,7 +6,8 @@
 #include "objects/pdf_number.h"
 
 static PDF_Number* Direct_Number(PDF_Dictionary* dictionary, const char* key) {
-  return static_cast<PDF_Number*>(PDF_Data_Object_Get_Direct_Value(PDF_Dictionary_Find_Value(dictionary, key), PDF_Data_Type_Number));
+  return static_cast<PDF_Number*>(
+      PDF_Data_Object_Get_Direct_Value(PDF_Dictionary_Find_Value(dictionary, key), PDF_Data_Type_Number));
 }
 
 PDF_Result PDF_Security_Read_Permissions(PDF_Dictionary* encrypt, uint32_t* out_value) {

@@ -1,6 +1,6 @@
-#include "runtime/pdf_message.h"
-#include "runtime/pdf_memory.h"
 #include "reader/pdf_read_data.h"
+#include "runtime/pdf_memory.h"
+#include "runtime/pdf_message.h"
 
 #include <cstring>
 
@@ -10,8 +10,16 @@ bool PDF_Read_Data_Is_Space(uint8_t byte) {
 
 bool PDF_Read_Data_Is_Delimiter(uint8_t byte) {
   switch (byte) {
-    case '/': case '<': case '>': case '[': case ']':
-    case '(': case ')': case '{': case '}': case '%':
+    case '/':
+    case '<':
+    case '>':
+    case '[':
+    case ']':
+    case '(':
+    case ')':
+    case '{':
+    case '}':
+    case '%':
       return true;
     default:
       return false;
@@ -20,8 +28,8 @@ bool PDF_Read_Data_Is_Delimiter(uint8_t byte) {
 
 static bool Is_Digit(uint8_t byte) { return byte >= '0' && byte <= '9'; }
 
-PDF_Result PDF_Read_Data_Create(PDF_Read_Data** out_reader, PDF_Memory* memory, PDF_Read_Callback read,
-                                void* context, PDF_Message* message) {
+PDF_Result PDF_Read_Data_Create(PDF_Read_Data** out_reader, PDF_Memory* memory, PDF_Read_Callback read, void* context,
+                                PDF_Message* message) {
   if (out_reader == nullptr || read == nullptr) return PDF_RESULT_INVALID_ARGUMENT;
   *out_reader = nullptr;
   PDF_Read_Data* reader = static_cast<PDF_Read_Data*>(PDF_Memory_Alloc(memory, sizeof(PDF_Read_Data)));
@@ -104,8 +112,7 @@ uint64_t PDF_Read_Data_Skip_Space(PDF_Read_Data* reader, uint64_t position, uint
   }
 }
 
-uint64_t PDF_Read_Data_Read_Keyword(PDF_Read_Data* reader, char* buffer, uint64_t* in_out_length,
-                                    uint64_t position) {
+uint64_t PDF_Read_Data_Read_Keyword(PDF_Read_Data* reader, char* buffer, uint64_t* in_out_length, uint64_t position) {
   if (reader == nullptr || buffer == nullptr || in_out_length == nullptr) return PDF_READ_INVALID_ARGUMENT;
   uint64_t capacity = *in_out_length;
   if (capacity == 0) return 0;
@@ -125,8 +132,7 @@ uint64_t PDF_Read_Data_Read_Keyword(PDF_Read_Data* reader, char* buffer, uint64_
   return skipped + length;
 }
 
-uint64_t PDF_Read_Data_Read_Number(PDF_Read_Data* reader, double* out_value, uint8_t* out_decimals,
-                                   uint64_t position) {
+uint64_t PDF_Read_Data_Read_Number(PDF_Read_Data* reader, double* out_value, uint8_t* out_decimals, uint64_t position) {
   if (reader == nullptr || out_value == nullptr || out_decimals == nullptr) return PDF_READ_INVALID_ARGUMENT;
   *out_value = 0.0;
   *out_decimals = 0;
@@ -172,8 +178,7 @@ uint64_t PDF_Read_Data_Read_Number(PDF_Read_Data* reader, double* out_value, uin
   return at - position;
 }
 
-uint64_t PDF_Read_Data_Read_Integer(PDF_Read_Data* reader, uint64_t* out_value, uint64_t position,
-                                    int32_t* out_sign) {
+uint64_t PDF_Read_Data_Read_Integer(PDF_Read_Data* reader, uint64_t* out_value, uint64_t position, int32_t* out_sign) {
   if (out_sign != nullptr) *out_sign = 1;
   if (reader == nullptr || out_value == nullptr) return PDF_READ_INVALID_ARGUMENT;
   *out_value = 0;

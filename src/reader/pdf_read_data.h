@@ -13,8 +13,8 @@ struct PDF_Message;
 
 // Returns the number of bytes delivered into buffer. Mode 1 reads at an
 // absolute position from the start of the input; the library always uses it.
-typedef uint64_t (*PDF_Read_Callback)(void* buffer, uint32_t mode, uint64_t position, uint64_t count,
-                                      const char* path, void* context);
+typedef uint64_t (*PDF_Read_Callback)(void* buffer, uint32_t mode, uint64_t position, uint64_t count, const char* path,
+                                      void* context);
 
 enum { PDF_READ_MODE_ABSOLUTE = 1, PDF_READ_MODE_FROM_END = 2 };
 
@@ -35,24 +35,21 @@ struct PDF_Memory_Source {
   uint64_t size;
 };
 
-PDF_Result PDF_Read_Data_Create(PDF_Read_Data** out_reader, PDF_Memory* memory, PDF_Read_Callback read,
-                                void* context, PDF_Message* message);
+PDF_Result PDF_Read_Data_Create(PDF_Read_Data** out_reader, PDF_Memory* memory, PDF_Read_Callback read, void* context,
+                                PDF_Message* message);
 PDF_Result PDF_Read_Data_Release(PDF_Read_Data** holder, PDF_Memory* memory);
 
 // Read callback over a PDF_Memory_Source given as context, for parsing bodies
 // held in memory. Reads only with mode 1 and positions below 2^32.
-uint64_t PDF_Read_Data_Read_Memory(void* buffer, uint32_t mode, uint64_t position, uint64_t count,
-                                   const char* path, void* context);
+uint64_t PDF_Read_Data_Read_Memory(void* buffer, uint32_t mode, uint64_t position, uint64_t count, const char* path,
+                                   void* context);
 
 uint64_t PDF_Read_Data_Read(PDF_Read_Data* reader, void* buffer, uint64_t position, uint64_t count);
 uint64_t PDF_Read_Data_Skip_Line(PDF_Read_Data* reader, uint64_t position, uint8_t* out_byte);
 uint64_t PDF_Read_Data_Skip_Space(PDF_Read_Data* reader, uint64_t position, uint8_t* out_byte);
-uint64_t PDF_Read_Data_Read_Keyword(PDF_Read_Data* reader, char* buffer, uint64_t* in_out_length,
-                                    uint64_t position);
-uint64_t PDF_Read_Data_Read_Number(PDF_Read_Data* reader, double* out_value, uint8_t* out_decimals,
-                                   uint64_t position);
-uint64_t PDF_Read_Data_Read_Integer(PDF_Read_Data* reader, uint64_t* out_value, uint64_t position,
-                                    int32_t* out_sign);
+uint64_t PDF_Read_Data_Read_Keyword(PDF_Read_Data* reader, char* buffer, uint64_t* in_out_length, uint64_t position);
+uint64_t PDF_Read_Data_Read_Number(PDF_Read_Data* reader, double* out_value, uint8_t* out_decimals, uint64_t position);
+uint64_t PDF_Read_Data_Read_Integer(PDF_Read_Data* reader, uint64_t* out_value, uint64_t position, int32_t* out_sign);
 
 // An optionally signed decimal integer after white space (no comments), read
 // from at most length bytes already in memory, such as the decoded data of an

@@ -1,5 +1,5 @@
-#include "runtime/pdf_memory.h"
 #include "reader/pdf_startxref.h"
+#include "runtime/pdf_memory.h"
 
 #include <cstring>
 

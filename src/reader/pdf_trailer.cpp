@@ -1,6 +1,6 @@
-#include "runtime/pdf_message.h"
-#include "runtime/pdf_memory.h"
 #include "reader/pdf_trailer.h"
+#include "runtime/pdf_memory.h"
+#include "runtime/pdf_message.h"
 
 #include <cstring>
 
@@ -52,8 +52,8 @@ PDF_Data_Object* PDF_Trailer_Get_Root(PDF_Trailer* trailer) {
 }
 
 uint32_t PDF_Trailer_Get_Prev(PDF_Trailer* trailer) {
-  PDF_Number* prev = static_cast<PDF_Number*>(
-      PDF_Data_Object_Get_Direct_Value(PDF_Dictionary_Find_Value(PDF_Trailer_Get_Dictionary(trailer), "Prev"), PDF_Data_Type_Number));
+  PDF_Number* prev = static_cast<PDF_Number*>(PDF_Data_Object_Get_Direct_Value(
+      PDF_Dictionary_Find_Value(PDF_Trailer_Get_Dictionary(trailer), "Prev"), PDF_Data_Type_Number));
   return static_cast<uint32_t>(static_cast<uint64_t>(PDF_Number_Get_Long(prev)));
 }
 
@@ -84,8 +84,8 @@ PDF_Dictionary* PDF_Trailer_Get_Encrypt(PDF_Trailer* trailer, PDF_File*) {
   PDF_Data_Object* value = PDF_Dictionary_Find_Value(PDF_Trailer_Get_Dictionary(trailer), "Encrypt");
   PDF_Object* last = nullptr;
   while (PDF_Data_Object_Get_Type(value) == PDF_Data_Type_Reference) {
-    PDF_Object* target = PDF_Object_Reference_Get_Object(
-        static_cast<PDF_Object_Reference*>(PDF_Data_Object_Get_Value(value)));
+    PDF_Object* target =
+        PDF_Object_Reference_Get_Object(static_cast<PDF_Object_Reference*>(PDF_Data_Object_Get_Value(value)));
     if (target == nullptr) return nullptr;
     last = target;
     value = PDF_Object_Get_Value(target);

@@ -34,8 +34,8 @@ PDF_Result Merge_Stream(PDF_Xref_Table* table, PDF_Trailer** trailer, PDF_File* 
       if (result == PDF_RESULT_OK && prev != nullptr) {
         PDF_Data_Object* value = PDF_Stream_Find_Value(stream, "Prev");
         if (value != nullptr) {
-          *prev = static_cast<uint32_t>(
-              PDF_Number_Get_Integer(static_cast<PDF_Number*>(PDF_Data_Object_Get_Direct_Value(value, PDF_Data_Type_Number))));
+          *prev = static_cast<uint32_t>(PDF_Number_Get_Integer(
+              static_cast<PDF_Number*>(PDF_Data_Object_Get_Direct_Value(value, PDF_Data_Type_Number))));
         }
       }
     }
@@ -46,8 +46,7 @@ PDF_Result Merge_Stream(PDF_Xref_Table* table, PDF_Trailer** trailer, PDF_File* 
 
 }  // namespace
 
-PDF_Result PDF_File_Read_Xref_Chain(PDF_Body** out_body, PDF_File* file, PDF_Read_Data* reader, uint64_t start,
-                                    bool) {
+PDF_Result PDF_File_Read_Xref_Chain(PDF_Body** out_body, PDF_File* file, PDF_Read_Data* reader, uint64_t start, bool) {
   if (out_body == nullptr || file == nullptr || reader == nullptr) return PDF_RESULT_INVALID_ARGUMENT;
   *out_body = nullptr;
   uint64_t position = start;

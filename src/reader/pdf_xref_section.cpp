@@ -103,8 +103,8 @@ uint64_t PDF_Xref_Section_Read(PDF_Xref_Section** out_section, PDF_File* file, P
 
   uint64_t at = position + first_used + count_used;
   int32_t first_value = PDF_Number_Get_Integer(first);
-  int32_t end = static_cast<int32_t>(static_cast<uint32_t>(first_value) +
-                                     static_cast<uint32_t>(PDF_Number_Get_Integer(count)));
+  int32_t end =
+      static_cast<int32_t>(static_cast<uint32_t>(first_value) + static_cast<uint32_t>(PDF_Number_Get_Integer(count)));
   int32_t linked = 0;
   for (int32_t number = first_value; number < end; ++number) {
     PDF_Xref_Entry* entry = nullptr;
@@ -140,8 +140,7 @@ uint64_t PDF_Xref_Section_Read(PDF_Xref_Section** out_section, PDF_File* file, P
   return at - position;
 }
 
-uint64_t PDF_Xref_Table_Read_Newest(PDF_Xref_Table* table, PDF_File* file, PDF_Read_Data* reader,
-                                    uint64_t position) {
+uint64_t PDF_Xref_Table_Read_Newest(PDF_Xref_Table* table, PDF_File* file, PDF_Read_Data* reader, uint64_t position) {
   uint64_t total = 0;
   for (;;) {
     PDF_Xref_Section* section = nullptr;
@@ -195,8 +194,7 @@ uint64_t PDF_Xref_Section_Merge(PDF_Xref_Table* table, PDF_File* file, PDF_Read_
   return at - position;
 }
 
-uint64_t PDF_Xref_Table_Read_Older(PDF_Xref_Table* table, PDF_File* file, PDF_Read_Data* reader,
-                                   uint64_t position) {
+uint64_t PDF_Xref_Table_Read_Older(PDF_Xref_Table* table, PDF_File* file, PDF_Read_Data* reader, uint64_t position) {
   uint64_t total = 0;
   for (;;) {
     uint64_t used = PDF_Xref_Section_Merge(table, file, reader, position + total);

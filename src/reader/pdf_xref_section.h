@@ -18,11 +18,9 @@ struct PDF_Xref_Table;
 // Bytes of the "xref" keyword at position, 0 if it is not there.
 uint64_t PDF_Xref_Table_Match_Keyword(PDF_Xref_Table* table, PDF_Read_Data* reader, uint64_t position);
 // Every subsection of the newest table; bytes used, 0 when no subsection reads.
-uint64_t PDF_Xref_Table_Read_Newest(PDF_Xref_Table* table, PDF_File* file, PDF_Read_Data* reader,
-                                    uint64_t position);
+uint64_t PDF_Xref_Table_Read_Newest(PDF_Xref_Table* table, PDF_File* file, PDF_Read_Data* reader, uint64_t position);
 // Every subsection of an older table, merged; bytes used.
-uint64_t PDF_Xref_Table_Read_Older(PDF_Xref_Table* table, PDF_File* file, PDF_Read_Data* reader,
-                                   uint64_t position);
+uint64_t PDF_Xref_Table_Read_Older(PDF_Xref_Table* table, PDF_File* file, PDF_Read_Data* reader, uint64_t position);
 // One subsection of the newest table into a new section; bytes used, 0 at the
 // end of the table or on a failure that the tolerance level doesn't forgive.
 uint64_t PDF_Xref_Section_Read(PDF_Xref_Section** out_section, PDF_File* file, PDF_Read_Data* reader,

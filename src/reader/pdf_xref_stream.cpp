@@ -66,8 +66,8 @@ uint64_t Read_Field(const uint8_t* bytes, uint64_t width) {
 }
 
 // The entry for one row of the stream, with its object where it has one.
-PDF_Result Make_Entry(PDF_Xref_Entry** out_entry, PDF_File* file, PDF_Read_Data* reader, uint32_t number,
-                      uint8_t type, uint64_t second, uint64_t third) {
+PDF_Result Make_Entry(PDF_Xref_Entry** out_entry, PDF_File* file, PDF_Read_Data* reader, uint32_t number, uint8_t type,
+                      uint64_t second, uint64_t third) {
   *out_entry = nullptr;
   PDF_Object* object = nullptr;
   uint64_t offset = 0;
@@ -201,10 +201,18 @@ PDF_Result PDF_Xref_Table_Read_Stream(PDF_Xref_Table* table, PDF_Stream* stream,
       if (widths[0] > 0) {
         // Only the last byte of a wide type field counts.
         switch (row[widths[0] - 1]) {
-          case 0: entry_type = 'f'; break;
-          case 1: entry_type = 'n'; break;
-          case 2: entry_type = 'c'; break;
-          default: entry_type = '?'; break;
+          case 0:
+            entry_type = 'f';
+            break;
+          case 1:
+            entry_type = 'n';
+            break;
+          case 2:
+            entry_type = 'c';
+            break;
+          default:
+            entry_type = '?';
+            break;
         }
       }
       uint64_t second = Read_Field(row + widths[0], widths[1]);

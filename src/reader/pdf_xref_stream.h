@@ -10,7 +10,6 @@ struct PDF_Read_Data;
 struct PDF_Stream;
 struct PDF_Xref_Table;
 
-PDF_Result PDF_Xref_Table_Read_Stream(PDF_Xref_Table* table, PDF_Stream* stream, PDF_File* file,
-                                      PDF_Read_Data* reader);
+PDF_Result PDF_Xref_Table_Read_Stream(PDF_Xref_Table* table, PDF_Stream* stream, PDF_File* file, PDF_Read_Data* reader);
 
 #endif

@@ -40,8 +40,7 @@ static PDF_Xref_Section_Index* Section_Index(PDF_Xref_Section* section) {
     if (index == nullptr) return nullptr;
     section->index = index;
   }
-  if (index->head == section->head && index->tail == section->tail && index->first == first &&
-      index->count == count) {
+  if (index->head == section->head && index->tail == section->tail && index->first == first && index->count == count) {
     return index;
   }
   // Entries added at the tail leave the ones held where they were; any other
@@ -185,7 +184,7 @@ static const PDF_Xref_Range* Find_Range(const PDF_Xref_Table_Index* index, uint3
 // ---------------------------------------------------------------------------
 
 PDF_Result PDF_Xref_Entry_Create(PDF_Xref_Entry** out_entry, PDF_File* file, PDF_Object* object, uint64_t offset,
-                               uint16_t generation, uint8_t type) {
+                                 uint16_t generation, uint8_t type) {
   PDF_Xref_Entry* entry = PDF_Memory_Alloc_Zeroed<PDF_Xref_Entry>(file->memory);
   *out_entry = entry;
   if (entry == nullptr) return PDF_RESULT_OUT_OF_MEMORY;

@@ -13,12 +13,12 @@ struct PDF_Number;
 struct PDF_Object;
 
 struct PDF_Xref_Entry {
-  uint64_t offset;      // for a compressed entry, the index inside the object stream
+  uint64_t offset;  // for a compressed entry, the index inside the object stream
   uint16_t generation;
-  uint32_t container;   // the object stream's number for a compressed entry
-  uint8_t type;         // 'n', 'f' or 'c'
-  PDF_File* file;       // the owning file
-  PDF_Object* object;   // owned; null for a free entry
+  uint32_t container;  // the object stream's number for a compressed entry
+  uint8_t type;        // 'n', 'f' or 'c'
+  PDF_File* file;      // the owning file
+  PDF_Object* object;  // owned; null for a free entry
   PDF_Xref_Entry* previous;
   PDF_Xref_Entry* next;
 };
@@ -35,7 +35,7 @@ struct PDF_Xref_Section {
   PDF_Xref_Entry* cursor;
   PDF_Xref_Section* previous;
   PDF_Xref_Section* next;
-  PDF_Object* hidden_object;  // stepped over by number lookup; null while reading
+  PDF_Object* hidden_object;      // stepped over by number lookup; null while reading
   PDF_Xref_Section_Index* index;  // the entries by position, for lookups; owned, may be null
 };
 
@@ -62,7 +62,7 @@ struct PDF_Xref_Section_Index {
   uint32_t count;
   PDF_Xref_Entry* head;
   PDF_Xref_Entry* tail;
-  uint32_t length;           // entries held: the list's length, at most count
+  uint32_t length;  // entries held: the list's length, at most count
   uint32_t capacity;
   PDF_Xref_Entry** entries;  // entries[i] is the (i+1)th entry from the head
 };
@@ -84,13 +84,13 @@ struct PDF_Xref_Table_Index {
 };
 
 struct PDF_Body {
-  void* link;  // null
-  PDF_Xref_Table* table;    // owned
-  PDF_Trailer* trailer;     // owned
-  PDF_Body* next;           // newer body
-  PDF_Body* previous;       // older body
-  void* reserved;           // null
-  uint8_t xref_stream_read; // a cross-reference stream was read
+  void* link;                // null
+  PDF_Xref_Table* table;     // owned
+  PDF_Trailer* trailer;      // owned
+  PDF_Body* next;            // newer body
+  PDF_Body* previous;        // older body
+  void* reserved;            // null
+  uint8_t xref_stream_read;  // a cross-reference stream was read
 };
 
 // With with_free_head the table starts with entry 0, type 'f', generation 65535.

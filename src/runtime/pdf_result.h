@@ -60,8 +60,8 @@ enum PDF_Result_Code : int32_t {
 
 // Levels of reports (see pdf_message.h).
 enum PDF_Message_Level : int32_t {
-  PDF_LEVEL_DOCUMENT = 11,   // a problem in the document, repaired or fatal
-  PDF_LEVEL_RESOURCE = 91,   // a resource was exhausted
+  PDF_LEVEL_DOCUMENT = 11,  // a problem in the document, repaired or fatal
+  PDF_LEVEL_RESOURCE = 91,  // a resource was exhausted
 };
 
 #endif

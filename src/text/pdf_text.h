@@ -19,10 +19,10 @@ struct PDF_Memory;
 // Source encoding of PDF_Text_To_UTF8. Code 3 and codes above 4 don't exist.
 typedef uint32_t PDF_Text_Encoding;
 enum : PDF_Text_Encoding {
-  PDF_TEXT_LATIN1 = 0,        // the byte is the code point
-  PDF_TEXT_WIN_ANSI = 1,      // Windows-1252
-  PDF_TEXT_PDF_DOC = 2,       // PDFDocEncoding, falling back to Windows-1252
-  PDF_TEXT_UTF16 = 4,         // big-endian unless marked little-endian
+  PDF_TEXT_LATIN1 = 0,    // the byte is the code point
+  PDF_TEXT_WIN_ANSI = 1,  // Windows-1252
+  PDF_TEXT_PDF_DOC = 2,   // PDFDocEncoding, falling back to Windows-1252
+  PDF_TEXT_UTF16 = 4,     // big-endian unless marked little-endian
 };
 
 // Makes a PDF text string from UTF-8, in the narrowest form that holds it:

@@ -1,5 +1,5 @@
-#include "runtime/pdf_memory.h"
 #include "xmp/pdf_xmp.h"
+#include "runtime/pdf_memory.h"
 
 #include <cstdlib>
 #include <memory>
@@ -25,9 +25,7 @@ const uint32_t XMP_OPTION_SCHEMA_NODE = 0x80000000u;
 typedef std::unique_ptr<std::remove_pointer<XmpStringPtr>::type, void (*)(XmpStringPtr)> Xmp_String_Holder;
 typedef std::unique_ptr<std::remove_pointer<XmpIteratorPtr>::type, bool (*)(XmpIteratorPtr)> Xmp_Iterator_Holder;
 
-Xmp_String_Holder New_Xmp_String() {
-  return Xmp_String_Holder(xmp_string_new(), xmp_string_free);
-}
+Xmp_String_Holder New_Xmp_String() { return Xmp_String_Holder(xmp_string_new(), xmp_string_free); }
 
 void Assign_Xmp_String(std::string* target, XmpStringPtr source) {
   target->assign(xmp_string_cstr(source), xmp_string_len(source));
@@ -77,9 +75,8 @@ struct Pdfa_Flavour_Row {
 };
 
 const Pdfa_Flavour_Row pdfa_flavours[] = {
-    {"1", "A", PDF_PDFA_1A}, {"1", "B", PDF_PDFA_1B}, {"2", "A", PDF_PDFA_2A},
-    {"2", "U", PDF_PDFA_2U}, {"2", "B", PDF_PDFA_2B}, {"3", "A", PDF_PDFA_3A},
-    {"3", "U", PDF_PDFA_3U}, {"3", "B", PDF_PDFA_3B},
+    {"1", "A", PDF_PDFA_1A}, {"1", "B", PDF_PDFA_1B}, {"2", "A", PDF_PDFA_2A}, {"2", "U", PDF_PDFA_2U},
+    {"2", "B", PDF_PDFA_2B}, {"3", "A", PDF_PDFA_3A}, {"3", "U", PDF_PDFA_3U}, {"3", "B", PDF_PDFA_3B},
 };
 
 }  // namespace
@@ -212,8 +209,7 @@ bool PDF_XMP_Get_Text(PDF_XMP* xmp, const char* name_space, const char* name, st
     if ((options & XMP_OPTION_VALUE_IS_ARRAY) != 0 && (options & XMP_OPTION_ARRAY_IS_ALT_TEXT) != 0) {
       Xmp_String_Holder item = New_Xmp_String();
       if (!item) return false;
-      if (xmp_get_localized_text(xmp->meta, name_space, name, nullptr, "x-default", nullptr, item.get(),
-                                 nullptr)) {
+      if (xmp_get_localized_text(xmp->meta, name_space, name, nullptr, "x-default", nullptr, item.get(), nullptr)) {
         Assign_Xmp_String(out_string, item.get());
       }
       return true;

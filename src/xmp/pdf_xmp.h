@@ -6,9 +6,9 @@
 // initialised until the process ends: no record terminates it. All other
 // toolkit calls run unlocked on the record of the caller. The namespaces that
 // a packet registers therefore outlive its record; that changes no answer, as
-// a namespace that a packet doesn't use holds no property of that packet. Failures that the toolkit reports are turned into result codes,
-// with one exception: PDF_XMP_Get_Pdfa_Level lets std::out_of_range through
-// for a conformance property that is present and empty.
+// a namespace that a packet doesn't use holds no property of that packet. Failures that the toolkit reports are turned
+// into result codes, with one exception: PDF_XMP_Get_Pdfa_Level lets std::out_of_range through for a conformance
+// property that is present and empty.
 #ifndef INVOICE_EXTRACT_PDF_XMP_H
 #define INVOICE_EXTRACT_PDF_XMP_H
 
@@ -44,7 +44,7 @@ struct PDF_Pdf_Date {
 // PDF/A identification read from the pdfaid properties.
 typedef int32_t PDF_Pdfa_Flavour;
 enum : PDF_Pdfa_Flavour {
-  PDF_PDFA_NONE = 0,      // no identification, or no bridge
+  PDF_PDFA_NONE = 0,  // no identification, or no bridge
   PDF_PDFA_1A = 1,
   PDF_PDFA_1B = 2,
   PDF_PDFA_2A = 3,

@@ -7,7 +7,7 @@
 
 // Always 0: the mutex exists from the start of the process.
 PDF_Result PDF_XMP_Lock_Create();
-void PDF_XMP_Lock();    // waits without a limit
+void PDF_XMP_Lock();  // waits without a limit
 void PDF_XMP_Unlock();
 
 #endif

@@ -91,8 +91,8 @@ void Append_Two_Digits(std::string* out, int32_t value) {
 
 }  // namespace
 
-PDF_Result PDF_XMP_Set_Text(PDF_XMP* xmp, const char* name_space, const char* name, uint32_t options,
-                            const char* text, uint64_t length) {
+PDF_Result PDF_XMP_Set_Text(PDF_XMP* xmp, const char* name_space, const char* name, uint32_t options, const char* text,
+                            uint64_t length) {
   if (xmp == nullptr) return PDF_RESULT_INVALID_ARGUMENT;
   char* copy = nullptr;
   PDF_Result result = PDF_RESULT_OK;
@@ -216,7 +216,7 @@ bool PDF_XMP_Get_Date(PDF_XMP* xmp, const char* name_space, const char* name, PD
   XmpDateTime value = {};
   try {
     std::unique_ptr<std::remove_pointer<XmpStringPtr>::type, void (*)(XmpStringPtr)> text(xmp_string_new(),
-                                                                                           xmp_string_free);
+                                                                                          xmp_string_free);
     uint32_t options = 0;
     bool found = text && xmp_get_property(xmp->meta, name_space, name, text.get(), &options);
     if (!found || (options & XMP_OPTION_COMPOSITE_MASK) != 0) return false;
@@ -234,10 +234,18 @@ bool PDF_XMP_Get_Date(PDF_XMP* xmp, const char* name_space, const char* name, PD
   // Kept: the toolkit's sign 0 is read as UTC, and the toolkit gives 0 for a
   // value without a zone as well, so such a value comes back as UTC.
   switch (value.tzSign) {
-    case -1: date->zone_kind = 3; break;
-    case 0: date->zone_kind = 1; break;
-    case 1: date->zone_kind = 2; break;
-    default: date->zone_kind = 0; break;
+    case -1:
+      date->zone_kind = 3;
+      break;
+    case 0:
+      date->zone_kind = 1;
+      break;
+    case 1:
+      date->zone_kind = 2;
+      break;
+    default:
+      date->zone_kind = 0;
+      break;
   }
   date->zone_hour = value.tzHour;
   date->zone_minute = value.tzMinute;

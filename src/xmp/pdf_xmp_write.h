@@ -41,8 +41,8 @@ enum : uint32_t {
 // options. -500 for a null bridge, -282 when the toolkit refuses, -7 without
 // memory for the copy. The text must be followed by a readable byte: a UTF-8
 // sequence cut off by length is read on into it.
-PDF_Result PDF_XMP_Set_Text(PDF_XMP* xmp, const char* name_space, const char* name, uint32_t options,
-                            const char* text, uint64_t length);
+PDF_Result PDF_XMP_Set_Text(PDF_XMP* xmp, const char* name_space, const char* name, uint32_t options, const char* text,
+                            uint64_t length);
 
 // Named getters: PDF_XMP_Get_Property of one property. -500 for a null
 // argument; an absent property gives 0 with both outs clear. The text stays

@@ -5,19 +5,19 @@
 #include <string>
 #include <vector>
 
-#include "document/pdf_document.h"
 #include "document/pdf_catalog.h"
+#include "document/pdf_document.h"
 #include "document/pdf_embedded_file.h"
 #include "objects/pdf_array.h"
 #include "objects/pdf_data_object.h"
 #include "objects/pdf_dictionary.h"
 #include "objects/pdf_object.h"
-#include "reader/pdf_xref_table.h"
+#include "reader/pdf_file.h"
 #include "reader/pdf_header.h"
+#include "reader/pdf_xref_table.h"
 #include "support/opened_document.h"
 #include "support/pdf_builder.h"
 #include "support/test_memory.h"
-#include "reader/pdf_file.h"
 
 namespace {
 
@@ -30,8 +30,8 @@ const std::string kInput = [] {
   return builder.bytes;
 }();
 
-PDF_Result Create(PDF_Document** document, Test_Allocator* allocator, Test_Counted_Input* input,
-                  Test_Message_Log* log, int8_t level = 3) {
+PDF_Result Create(PDF_Document** document, Test_Allocator* allocator, Test_Counted_Input* input, Test_Message_Log* log,
+                  int8_t level = 3) {
   return PDF_Document_Create(document, Test_Alloc, allocator, Test_Free, allocator, Test_Counted_Read, input,
                              log != nullptr ? Test_Message_Callback : nullptr, log, level);
 }
@@ -64,8 +64,12 @@ TEST(Document, ArgumentChecks) {
     PDF_Result result;
   };
   const Case cases[] = {
-      {false, true, 3, PDF_RESULT_NO_ALLOC_CALLBACK}, {true, false, 3, PDF_RESULT_NO_FREE_CALLBACK}, {true, true, 5, PDF_RESULT_BAD_TOLERANCE_LEVEL}, {true, true, 127, PDF_RESULT_BAD_TOLERANCE_LEVEL},
-      {true, true, 4, 0},   {true, true, -1, 0},
+      {false, true, 3, PDF_RESULT_NO_ALLOC_CALLBACK},
+      {true, false, 3, PDF_RESULT_NO_FREE_CALLBACK},
+      {true, true, 5, PDF_RESULT_BAD_TOLERANCE_LEVEL},
+      {true, true, 127, PDF_RESULT_BAD_TOLERANCE_LEVEL},
+      {true, true, 4, 0},
+      {true, true, -1, 0},
   };
   for (const Case& c : cases) {
     Test_Allocator allocator{};
@@ -100,7 +104,7 @@ TEST(Document, AllocationFailureAtEverySite) {
       {4, PDF_RESULT_OUT_OF_MEMORY, "Unable to allocate read data object!"},
       {5, PDF_RESULT_OUT_OF_MEMORY, "Unable to allocate file object!"},
       {6, 0, "Unable to allocate memory for Header!"},  // the open goes on with a default header
-      {7, PDF_RESULT_OUT_OF_MEMORY, nullptr},  // the buffer of the startxref search
+      {7, PDF_RESULT_OUT_OF_MEMORY, nullptr},           // the buffer of the startxref search
   };
   for (const Case& c : cases) {
     Test_Allocator allocator{};
@@ -136,7 +140,8 @@ TEST(Document, AllocationFailureAtEverySite) {
     PDF_Document* document = nullptr;
     PDF_Result result = Create(&document, &allocator, &input, &log);
     EXPECT_TRUE(result == PDF_RESULT_OK || result == PDF_RESULT_OUT_OF_MEMORY || result == PDF_RESULT_MALFORMED_XREF ||
-                result == PDF_RESULT_BAD_TRAILER) << fail_at << ": " << result;
+                result == PDF_RESULT_BAD_TRAILER)
+        << fail_at << ": " << result;
     for (const Test_Message& message : log.messages) {
       if (message.level == PDF_LEVEL_RESOURCE) {
         EXPECT_EQ(message.code, PDF_RESULT_OUT_OF_MEMORY);
@@ -170,7 +175,7 @@ TEST(Document, FailedOpenReleasesTheHalfBuiltHandle) {
     PDF_Result result;
   };
   const Case cases[] = {
-      {"", PDF_RESULT_UNREADABLE},                       // the read callback delivers nothing at all
+      {"", PDF_RESULT_UNREADABLE},                        // the read callback delivers nothing at all
       {"%PDF-1.7\n1 0 obj\n", PDF_RESULT_UNREADABLE},     // no startxref
       {"1 0 obj startxref x\n", PDF_RESULT_BAD_TRAILER},  // no number behind it
       {"1 0 obj\nxref\ntrailer\n<< /Size 1 >>\nstartxref\n8\n", PDF_RESULT_MALFORMED_XREF},  // no subsection
@@ -238,7 +243,8 @@ TEST(Document, TagIsCheckedByReleaseAloneAndNullHandlesAreRefused) {
   EXPECT_EQ(PDF_Document_Release(nullptr), PDF_RESULT_BAD_HANDLE);
   // The forwarding operations don't look at the tag: they pass the file on.
   uint32_t id = 7;
-  EXPECT_EQ(PDF_Document_Find_Embedded_File(&fake, "a", 1, 0, &id), PDF_RESULT_NO_CATALOG) << "a null file has no catalog";
+  EXPECT_EQ(PDF_Document_Find_Embedded_File(&fake, "a", 1, 0, &id), PDF_RESULT_NO_CATALOG)
+      << "a null file has no catalog";
   EXPECT_EQ(id, 0u);
   uint32_t part = 0;
   char letter = 0;
@@ -264,8 +270,8 @@ TEST(DocumentDeathTest, NullOutHandleFaultsBeforeAnyTest) {
   // The out handle is written before it is tested, so the -1 of the
   // argument check is unreachable.
   Test_Allocator allocator{};
-  EXPECT_DEATH(PDF_Document_Create(nullptr, Test_Alloc, &allocator, Test_Free, &allocator, nullptr, nullptr,
-                                   nullptr, nullptr, 3),
+  EXPECT_DEATH(PDF_Document_Create(nullptr, Test_Alloc, &allocator, Test_Free, &allocator, nullptr, nullptr, nullptr,
+                                   nullptr, 3),
                "");
 }
 
@@ -289,8 +295,8 @@ TEST(Document, EmptyDocumentHoldsCatalogAndPages) {
   PDF_Dictionary* dictionary = PDF_Catalog_Get_Dictionary(catalog);
   EXPECT_EQ(PDF_Data_Object_Resolve(PDF_Dictionary_Find_Value(dictionary, "Pages")), PDF_Object_Get_Value(pages));
   PDF_Dictionary* tree = static_cast<PDF_Dictionary*>(PDF_Data_Object_Get_Direct_Value(PDF_Object_Get_Value(pages), 8));
-  EXPECT_EQ(PDF_Array_Get_Count(static_cast<PDF_Array*>(
-                PDF_Data_Object_Get_Direct_Value(PDF_Dictionary_Find_Value(tree, "Kids"), 7))),
+  EXPECT_EQ(PDF_Array_Get_Count(
+                static_cast<PDF_Array*>(PDF_Data_Object_Get_Direct_Value(PDF_Dictionary_Find_Value(tree, "Kids"), 7))),
             0u);
   EXPECT_EQ(PDF_Document_Release(&document), 0);
   EXPECT_EQ(allocator.live, 0);
@@ -301,8 +307,8 @@ TEST(Document, EmptyDocumentAllocationFailures) {
     Test_Allocator allocator{};
     allocator.fail_at = fail_at;
     PDF_Document* document = nullptr;
-    PDF_Result result = PDF_Document_Create(&document, Test_Alloc, &allocator, Test_Free, &allocator, nullptr,
-                                            nullptr, nullptr, nullptr, 3);
+    PDF_Result result = PDF_Document_Create(&document, Test_Alloc, &allocator, Test_Free, &allocator, nullptr, nullptr,
+                                            nullptr, nullptr, 3);
     if (allocator.requests < fail_at) {
       EXPECT_EQ(result, 0);
       PDF_Document_Release(&document);

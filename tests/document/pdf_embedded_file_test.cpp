@@ -7,11 +7,11 @@
 #include "document/pdf_embedded_file.h"
 #include "document/pdf_metadata.h"
 #include "objects/pdf_object.h"
+#include "reader/pdf_file.h"
 #include "reader/pdf_xref_table.h"
 #include "support/invoice_builder.h"
 #include "support/opened_document.h"
 #include "support/test_memory.h"
-#include "reader/pdf_file.h"
 
 namespace {
 
@@ -79,13 +79,19 @@ TEST(EmbeddedFile, NameTreeComparesFEntriesOnly) {
       {"key differs, F matches", "<< /Names [(anything) 5 0 R] >>", {}, 5},
       {"Kids", "<< /Kids [7 0 R] >>", {{7, "<< /Names [(x) 5 0 R] >>"}}, 5},
       {"Kids and Names: Kids only", "<< /Kids [7 0 R] /Names [(x) 5 0 R] >>", {{7, "<< /Names [] >>"}}, 0},
-      {"a kid that is no dictionary ends the search", "<< /Kids [8 0 R 7 0 R] >>",
-       {{7, "<< /Names [(x) 5 0 R] >>"}, {8, "42"}}, 0},
+      {"a kid that is no dictionary ends the search",
+       "<< /Kids [8 0 R 7 0 R] >>",
+       {{7, "<< /Names [(x) 5 0 R] >>"}, {8, "42"}},
+       0},
       {"odd length", "<< /Names [(x) 7 0 R (y)] >>", {{7, "<< /F (other) >>"}}, 0},
       {"value without F ends the leaf", "<< /Names [(x) 7 0 R (y) 5 0 R] >>", {{7, "<< /UF (other) >>"}}, 0},
-      {"first of two with the same F wins", "<< /Names [(x) 7 0 R (y) 5 0 R] >>",
-       {{7, "<< /Type /Filespec /F (ZUGFeRD-invoice.xml) /EF << /F 4 0 R >> >>"}}, 7},
-      {"F in hexadecimal form", "<< /Names [(x) 7 0 R] >>", {{7, "<< /F <5A5547466552442D696E766F6963652E786D6C> >>"}},
+      {"first of two with the same F wins",
+       "<< /Names [(x) 7 0 R (y) 5 0 R] >>",
+       {{7, "<< /Type /Filespec /F (ZUGFeRD-invoice.xml) /EF << /F 4 0 R >> >>"}},
+       7},
+      {"F in hexadecimal form",
+       "<< /Names [(x) 7 0 R] >>",
+       {{7, "<< /F <5A5547466552442D696E766F6963652E786D6C> >>"}},
        0},
       {"escaped F decodes", "<< /Names [(x) 7 0 R] >>", {{7, "<< /F (ZUGFeRD\\055invoice.xml) >>"}}, 0},
       {"name only in UF", "<< /Names [(x) 7 0 R] >>", {{7, "<< /F (a.xml) /UF (ZUGFeRD-invoice.xml) >>"}}, 0},
@@ -125,7 +131,8 @@ TEST(EmbeddedFile, DecodeInfoAndReadByIdentifier) {
 
   // The stream object itself may be named as well; id 0 and a non-stream are refused.
   uint32_t stream_id = opened.id_of(4);
-  EXPECT_EQ(PDF_File_Get_Embedded_Stream(opened.file(), stream_id), PDF_Body_Find_Object(opened.file()->xref_table, 4, 0));
+  EXPECT_EQ(PDF_File_Get_Embedded_Stream(opened.file(), stream_id),
+            PDF_Body_Find_Object(opened.file()->xref_table, 4, 0));
   EXPECT_EQ(PDF_File_Decode_Embedded_File(opened.file(), 0), PDF_RESULT_NO_STREAM_OBJECT);
   EXPECT_EQ(PDF_File_Get_Embedded_File_Info(opened.file(), 0, &info), PDF_RESULT_NO_STREAM_OBJECT);
   EXPECT_EQ(PDF_File_Read_Embedded_File(opened.file(), 0, &buffer[0]), PDF_RESULT_NO_STREAM_OBJECT);
@@ -218,7 +225,8 @@ TEST(Metadata, PropertyBufferRules) {
   EXPECT_EQ(PDF_File_Get_Metadata_Property(opened.file(), "urn:unused#", "DocumentType", buffer, &size), 0);
   EXPECT_EQ(size, 0u);
   size = 0;
-  EXPECT_EQ(PDF_File_Get_Metadata_Property(opened.file(), ns, "DocumentType", nullptr, &size), PDF_RESULT_BUFFER_TOO_SMALL)
+  EXPECT_EQ(PDF_File_Get_Metadata_Property(opened.file(), ns, "DocumentType", nullptr, &size),
+            PDF_RESULT_BUFFER_TOO_SMALL)
       << "the buffer isn't tested";
   EXPECT_EQ(PDF_File_Get_Metadata_Property(opened.file(), nullptr, "p", buffer, &size), PDF_RESULT_INVALID_ARGUMENT);
   EXPECT_EQ(PDF_File_Get_Metadata_Property(opened.file(), ns, "p", buffer, nullptr), PDF_RESULT_INVALID_ARGUMENT);

@@ -9,13 +9,13 @@
 #include <vector>
 
 #include "document/pdf_document.h"
-#include "objects/pdf_stream.h"
 #include "objects/pdf_data_object.h"
+#include "objects/pdf_stream.h"
+#include "reader/pdf_file.h"
 #include "support/invoice_builder.h"
 #include "support/opened_document.h"
 #include "support/pdf_builder.h"
 #include "support/pdf_xref_stream_builder.h"
-#include "reader/pdf_file.h"
 
 namespace {
 
@@ -105,12 +105,14 @@ TEST(MetadataPacket, ReuseGivesTheAnswersOfAFreshParse) {
       {"attributes, lower-case spelling", Invoice_Build_Pdf(With([](Invoice_Options* o) {
          o->attribute_form = true;
          o->name_space = kLower;
-       })), 3, 1, true},
+       })),
+       3, 1, true},
       {"both spellings", Invoice_Build_Pdf(With([](Invoice_Options* o) {
          o->document_type = "ORDER";
-         o->extra_rdf = std::string("<rdf:Description rdf:about=\"\" xmlns:zz=\"") + kLower +
-                        "\" zz:DocumentType=\"INVOICE\"/>";
-       })), 3, 1, true},
+         o->extra_rdf =
+             std::string("<rdf:Description rdf:about=\"\" xmlns:zz=\"") + kLower + "\" zz:DocumentType=\"INVOICE\"/>";
+       })),
+       3, 1, true},
       {"part 4", Invoice_Build_Pdf(With([](Invoice_Options* o) { o->part = "4"; })), 3, 1, true},
       {"lower-case letter", Invoice_Build_Pdf(With([](Invoice_Options* o) { o->conformance = "b"; })), 3, 1, true},
       {"no metadata", Invoice_Build_Pdf(With([](Invoice_Options* o) { o->with_metadata = false; })), 3, 1, false},
@@ -167,8 +169,7 @@ TEST(MetadataPacket, BytesThatChangeAreParsedAgain) {
     o->part = "2";
     o->conformance = "U";
   }));
-  PDF_Stream* stream =
-      static_cast<PDF_Stream*>(PDF_Data_Object_Get_Typed_Value(opened.value(3), PDF_Data_Type_Stream));
+  PDF_Stream* stream = static_cast<PDF_Stream*>(PDF_Data_Object_Get_Typed_Value(opened.value(3), PDF_Data_Type_Stream));
   ASSERT_NE(stream, nullptr);
   ASSERT_NE(stream->data, nullptr);
   ASSERT_EQ(stream->length, other.size());

@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
-#include "support/filter_test_support.h"
 #include "filters/pdf_flate.h"
+#include "support/filter_test_support.h"
 
 namespace {
 
@@ -33,9 +33,12 @@ TEST(PdfFlate, DecodesWhatZlibWrote) {
     std::string data;
     int level;
   } cases[] = {
-      {"one byte", "Z", Z_DEFAULT_COMPRESSION},      {"nothing at all", "", Z_DEFAULT_COMPRESSION},
-      {"stored blocks", Random_Bytes(70000, 3), 0}, {"random bytes", Random_Bytes(5000, 4), 9},
-      {"text", text, 9},                             {"zeros", std::string(300000, '\0'), 9},
+      {"one byte", "Z", Z_DEFAULT_COMPRESSION},
+      {"nothing at all", "", Z_DEFAULT_COMPRESSION},
+      {"stored blocks", Random_Bytes(70000, 3), 0},
+      {"random bytes", Random_Bytes(5000, 4), 9},
+      {"text", text, 9},
+      {"zeros", std::string(300000, '\0'), 9},
   };
   for (const Case& c : cases) {
     std::string input = Deflate(c.data, c.level);
@@ -157,8 +160,10 @@ TEST(PdfFlate, RefusesMissingArguments) {
   std::string input = Deflate("abc");
   uint8_t* buffer = nullptr;
   uint64_t length = 0;
-  EXPECT_EQ(PDF_Flate_Decode(memory, Decoder_Bytes(input), input.size(), nullptr, &length), PDF_RESULT_INVALID_ARGUMENT);
-  EXPECT_EQ(PDF_Flate_Decode(memory, Decoder_Bytes(input), input.size(), &buffer, nullptr), PDF_RESULT_INVALID_ARGUMENT);
+  EXPECT_EQ(PDF_Flate_Decode(memory, Decoder_Bytes(input), input.size(), nullptr, &length),
+            PDF_RESULT_INVALID_ARGUMENT);
+  EXPECT_EQ(PDF_Flate_Decode(memory, Decoder_Bytes(input), input.size(), &buffer, nullptr),
+            PDF_RESULT_INVALID_ARGUMENT);
   EXPECT_EQ(PDF_Flate_Decode(memory, nullptr, 5, &buffer, &length), PDF_RESULT_INVALID_ARGUMENT);
   EXPECT_EQ(PDF_Flate_Decode(nullptr, Decoder_Bytes(input), input.size(), &buffer, &length), PDF_RESULT_OUT_OF_MEMORY);
   EXPECT_EQ(recorder.requests, 0u);

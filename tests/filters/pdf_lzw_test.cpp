@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
-#include "support/filter_test_support.h"
 #include "filters/pdf_lzw.h"
+#include "support/filter_test_support.h"
 #include "support/lzw_encoder.h"
 
 namespace {
@@ -40,8 +40,13 @@ Sizes Growth(uint64_t first, uint64_t last) {
 TEST(PdfLzw, DecodesWhatAnIndependentEncoderWrote) {
   std::string all_bytes;
   for (int b = 0; b < 1024; ++b) all_bytes.push_back(static_cast<char>(b));
-  const std::string cases[] = {"A", "ABABABA", "TOBEORNOTTOBEORTOBEORNOT#", all_bytes, Words(60000),
-                               Random_Bytes(30000, 1), std::string(200000, '\0')};
+  const std::string cases[] = {"A",
+                               "ABABABA",
+                               "TOBEORNOTTOBEORTOBEORNOT#",
+                               all_bytes,
+                               Words(60000),
+                               Random_Bytes(30000, 1),
+                               std::string(200000, '\0')};
   for (const std::string& data : cases) {
     // Without an end code the pass that reaches the end of the input
     // finishes: the buffer grows only until the data fits either way.
@@ -66,7 +71,9 @@ TEST(PdfLzw, BufferSizes) {
     bool undecoded = false;  // the output has the size given, not the bytes
   } cases[] = {
       // 100 codes in 115 bytes; every pass runs from the first code.
-      {"grows by half", Test_LZW_Encode(std::string(5000, 'x')), std::string(5000, 'x'),
+      {"grows by half",
+       Test_LZW_Encode(std::string(5000, 'x')),
+       std::string(5000, 'x'),
        {230, 345, 517, 775, 1162, 1743, 2614, 3921, 5881}},
       // a, aa, aaa, aaaa, aaaaa, aaa in 9 bytes: the first buffer of 18 is
       // filled exactly before the end code, which counts as too small.
@@ -126,7 +133,8 @@ TEST(PdfLzw, CodesAndFailures) {
       // 259 survives the second clear code as "BC"; filling entry 259 again
       // while 259 is the previous code makes it its own prefix, and its chain
       // is longer than its length.
-      {"chain longer than the string", Test_LZW_Pack({256, 'A', 'B', 'C', 256, 'X', 259, 259, 257}), PDF_RESULT_BAD_COMPRESSED_DATA, ""},
+      {"chain longer than the string", Test_LZW_Pack({256, 'A', 'B', 'C', 256, 'X', 259, 259, 257}),
+       PDF_RESULT_BAD_COMPRESSED_DATA, ""},
   };
   for (const Case& c : cases) {
     Decode_Outcome outcome = Decode(c.input);

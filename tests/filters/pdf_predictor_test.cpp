@@ -20,7 +20,12 @@ TEST(PdfPredictor, Decode) {
   } cases[] = {
       // TIFF: running sums per component, wrapping at 256.
       {"tiff, two rows", 2, 1, 4, {1, 2, 3, 4, 10, 20, 30, 40}, 0, {1, 3, 6, 10, 10, 30, 60, 100}},
-      {"tiff, three colours", 2, 3, 2, {10, 20, 30, 1, 2, 3, 200, 100, 50, 100, 200, 250}, 0,
+      {"tiff, three colours",
+       2,
+       3,
+       2,
+       {10, 20, 30, 1, 2, 3, 200, 100, 50, 100, 200, 250},
+       0,
        {10, 20, 30, 11, 22, 33, 200, 100, 50, 44, 44, 44}},
       {"tiff, short last row", 2, 1, 3, {1, 1, 1, 5, 5}, 0, {1, 2, 3, 5, 10}},
       {"tiff, one pixel a row", 2, 2, 1, {1, 2, 3, 4}, 0, {1, 2, 3, 4}},
@@ -34,11 +39,21 @@ TEST(PdfPredictor, Decode) {
       {"2 up, first row as stored", 13, 1, 3, {2, 5, 6, 7, 2, 1, 2, 250}, 0, {5, 6, 7, 6, 8, 1}},
       // First byte: stored plus up, whole (1 + 10). Then stored plus the
       // halved sum: 2 + (20 + 11) / 2 = 17, 3 + (30 + 17) / 2 = 26.
-      {"3 average, later rows", 14, 1, 3, {0, 10, 20, 30, 3, 1, 2, 3, 4, 1, 1, 1}, 0,
+      {"3 average, later rows",
+       14,
+       1,
+       3,
+       {0, 10, 20, 30, 3, 1, 2, 3, 4, 1, 1, 1},
+       0,
        {10, 20, 30, 11, 17, 26, 12, 18, 27}},
       // The first two bytes take up whole: 101, 202. Then 3 + (50 + 101) / 2
       // = 78 and 4 + (60 + 202) / 2 = 135.
-      {"3 average, two colours", 15, 2, 2, {0, 100, 200, 50, 60, 3, 1, 2, 3, 4}, 0,
+      {"3 average, two colours",
+       15,
+       2,
+       2,
+       {0, 100, 200, 50, 60, 3, 1, 2, 3, 4},
+       0,
        {100, 200, 50, 60, 101, 202, 78, 135}},
       // The sum of up and left is taken before halving, in more than 8 bits.
       {"3 average, no overflow", 10, 1, 2, {0, 200, 200, 3, 0, 0}, 0, {200, 200, 200, 200}},
@@ -65,7 +80,13 @@ TEST(PdfPredictor, Decode) {
       {"row size wraps to 0", 10, 2, 0x80000000u, {0, 0, 0}, 0, {}},
       {"empty", 10, 1, 4, {}, 0, {}},
       // The first row stays rewritten.
-      {"unknown tag in row 2", 10, 1, 3, {1, 1, 2, 3, 5, 4, 5, 6}, PDF_RESULT_MALFORMED_FILTER, {1, 3, 6, 3, 5, 4, 5, 6}},
+      {"unknown tag in row 2",
+       10,
+       1,
+       3,
+       {1, 1, 2, 3, 5, 4, 5, 6},
+       PDF_RESULT_MALFORMED_FILTER,
+       {1, 3, 6, 3, 5, 4, 5, 6}},
       {"unknown tag 255", 10, 1, 3, {255, 1, 2, 3}, PDF_RESULT_MALFORMED_FILTER, {255, 1, 2, 3}},
       {"unknown tag on a tag-only row", 10, 1, 3, {0, 1, 2, 3, 9}, PDF_RESULT_MALFORMED_FILTER, {1, 2, 3, 3, 9}},
       // Unknown predictors leave everything alone.

@@ -42,8 +42,7 @@ TEST(PublicHeader, VersionStringMatchesTheNumbers) {
   int major = -1, minor = -1, patch = -1;
   const char* text = nullptr;
   Public_Header_C_Version(&major, &minor, &patch, &text);
-  EXPECT_EQ(std::string(text),
-            std::to_string(major) + "." + std::to_string(minor) + "." + std::to_string(patch));
+  EXPECT_EQ(std::string(text), std::to_string(major) + "." + std::to_string(minor) + "." + std::to_string(patch));
   // The shared library built beside this header carries the same version.
   const std::string library = INVOICE_EXTRACT_SHARED_LIBRARY;
   const std::string suffix = std::string(".so.") + text;

@@ -10,8 +10,8 @@
 #include <vector>
 
 #include "front/zugf_callbacks.h"
-#include "support/pdf_builder.h"
 #include "runtime/pdf_result.h"
+#include "support/pdf_builder.h"
 
 namespace {
 
@@ -100,11 +100,9 @@ std::vector<Script> Scripts(uint64_t size) {
                       {1, 0xFFFFFFFFull, 2, true, false},
                       {0, 0, 4, true, false},
                       {1, (1ull << 33) + 2, 2, true, false}}});
-  scripts.push_back({"no size, no buffer: nothing read, the seek still made",
-                     {{1, 9, 0, true, false},
-                      {0, 0, 3, true, false},
-                      {1, 20, 5, false, false},
-                      {0, 0, 2, true, false}}});
+  scripts.push_back(
+      {"no size, no buffer: nothing read, the seek still made",
+       {{1, 9, 0, true, false}, {0, 0, 3, true, false}, {1, 20, 5, false, false}, {0, 0, 2, true, false}}});
   scripts.push_back({"reads at the stream's own position",
                      {{0, 0, 3, true, false},
                       {0, 0, 5, true, false},
@@ -135,8 +133,8 @@ std::vector<Script> Scripts(uint64_t size) {
 }
 
 TEST(Input_Callback, SameCountsAndBytesAsTheStreamCallback) {
-  const uint64_t sizes[] = {0, 1, 10, kBlock - 1, kBlock, kBlock + 1, 3 * kBlock + 100,
-                            (ZUGF_INPUT_BLOCKS + 3) * kBlock + 17};
+  const uint64_t sizes[] = {
+      0, 1, 10, kBlock - 1, kBlock, kBlock + 1, 3 * kBlock + 100, (ZUGF_INPUT_BLOCKS + 3) * kBlock + 17};
   for (uint64_t size : sizes) {
     const std::string path = Test_Temp_Path("input_" + std::to_string(size) + ".bin");
     ASSERT_TRUE(Test_Write_File(path, Patterned(size)));
@@ -159,8 +157,8 @@ TEST(Input_Callback, SameCountsAndBytesAsTheStreamCallback) {
 TEST(Input_Callback, StreamsThatCantBeReadGiveWhatTheStreamCallbackGives) {
   // A folder opens but can't be read; the input gives up on its blocks and
   // reads as the stream callback does from then on.
-  const std::vector<Read_Call> calls = {{1, 0, 1, true, false}, {1, 5, 3, true, false}, {0, 0, 2, true, false},
-                                        {2, kMinus4, 2, true, false}};
+  const std::vector<Read_Call> calls = {
+      {1, 0, 1, true, false}, {1, 5, 3, true, false}, {0, 0, 2, true, false}, {2, kMinus4, 2, true, false}};
   std::vector<Read_Result> expected = Run_Calls("/", calls, false);
   std::vector<Read_Result> actual = Run_Calls("/", calls, true);
   ASSERT_EQ(actual.size(), expected.size());

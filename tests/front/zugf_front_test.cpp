@@ -1,6 +1,6 @@
-#include <gtest/gtest.h>
 #include <dlfcn.h>
 #include <fcntl.h>
+#include <gtest/gtest.h>
 
 #include <cstdio>
 #include <string>

@@ -35,10 +35,10 @@
 namespace {
 
 // Exit codes of the child for the outcomes of a call.
-const int kReturned = 10;        // the call returned (its result follows in the low bits)
-const int kOutOfRange = 3;       // std::out_of_range left the call
-const int kOtherException = 4;   // anything else left the call
-const int kStackExhausted = 5;   // a fault far below the child's first frame
+const int kReturned = 10;       // the call returned (its result follows in the low bits)
+const int kOutOfRange = 3;      // std::out_of_range left the call
+const int kOtherException = 4;  // anything else left the call
+const int kStackExhausted = 5;  // a fault far below the child's first frame
 
 // Where the child's stack stood when its body began.
 uintptr_t child_stack_start = 0;
@@ -69,8 +69,8 @@ void Watch_For_Stack_Exhaustion() {
 
 struct Child_End {
   bool signalled;
-  int signal;     // when signalled
-  int exit_code;  // otherwise
+  int signal;          // when signalled
+  int exit_code;       // otherwise
   std::string errors;  // what the child wrote to its standard error
 };
 
@@ -138,7 +138,8 @@ TEST_F(Hazard, PrevCycleRunsUntilStopped) {
   const std::string pdf = Temp_File("prev-cycle.pdf", Hazard_Prev_Cycle_Pdf());
   Child_End end = Run_Child(3, [&] { return Check_In_Child(pdf); });
   EXPECT_TRUE(end.signalled && end.signal == SIGALRM)
-      << "the walk must still be running after 3 s; exit " << end.exit_code << "\n" << end.errors;
+      << "the walk must still be running after 3 s; exit " << end.exit_code << "\n"
+      << end.errors;
 }
 
 TEST_F(Hazard, DeepNestingExhaustsTheStack) {

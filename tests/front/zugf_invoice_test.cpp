@@ -31,45 +31,62 @@ std::string Description(const std::string& name_space, const std::string& body) 
 TEST(Invoice, ExportedResultsForBuiltInvoices) {
   const Invoice_Case cases[] = {
       {"invoice", Invoice_Options(), ZUGF_RESULT_INVOICE, ZUGF_RESULT_INVOICE},
-      {"lower-case namespace", With([](Invoice_Options* o) { o->name_space = kLower; }), ZUGF_RESULT_INVOICE, ZUGF_RESULT_INVOICE},
-      {"attribute form", With([](Invoice_Options* o) { o->attribute_form = true; }), ZUGF_RESULT_INVOICE, ZUGF_RESULT_INVOICE},
-      {"conformance A", With([](Invoice_Options* o) { o->conformance = "A"; }), ZUGF_RESULT_INVOICE, ZUGF_RESULT_INVOICE},
+      {"lower-case namespace", With([](Invoice_Options* o) { o->name_space = kLower; }), ZUGF_RESULT_INVOICE,
+       ZUGF_RESULT_INVOICE},
+      {"attribute form", With([](Invoice_Options* o) { o->attribute_form = true; }), ZUGF_RESULT_INVOICE,
+       ZUGF_RESULT_INVOICE},
+      {"conformance A", With([](Invoice_Options* o) { o->conformance = "A"; }), ZUGF_RESULT_INVOICE,
+       ZUGF_RESULT_INVOICE},
       {"conformance U, attributes", With([](Invoice_Options* o) {
          o->conformance = "U";
          o->attribute_form = true;
-       }), ZUGF_RESULT_INVOICE, ZUGF_RESULT_INVOICE},
+       }),
+       ZUGF_RESULT_INVOICE, ZUGF_RESULT_INVOICE},
       {"PDF/A-2", With([](Invoice_Options* o) { o->part = "2"; }), ZUGF_RESULT_NOT_PDFA3, ZUGF_RESULT_NOT_PDFA3},
-      {"part with a leading zero", With([](Invoice_Options* o) { o->part = "03"; }), ZUGF_RESULT_NOT_PDFA3, ZUGF_RESULT_NOT_PDFA3},
-      {"lower-case letter", With([](Invoice_Options* o) { o->conformance = "b"; }), ZUGF_RESULT_NOT_PDFA3, ZUGF_RESULT_NOT_PDFA3},
-      {"no metadata", With([](Invoice_Options* o) { o->with_metadata = false; }), ZUGF_RESULT_NOT_PDFA3, ZUGF_RESULT_NOT_PDFA3},
+      {"part with a leading zero", With([](Invoice_Options* o) { o->part = "03"; }), ZUGF_RESULT_NOT_PDFA3,
+       ZUGF_RESULT_NOT_PDFA3},
+      {"lower-case letter", With([](Invoice_Options* o) { o->conformance = "b"; }), ZUGF_RESULT_NOT_PDFA3,
+       ZUGF_RESULT_NOT_PDFA3},
+      {"no metadata", With([](Invoice_Options* o) { o->with_metadata = false; }), ZUGF_RESULT_NOT_PDFA3,
+       ZUGF_RESULT_NOT_PDFA3},
       // The level query fails with -131; its failure is -1 whatever the code,
       // never the -10 or -11 of the mapping tables.
-      {"unknown part and conformance", With([](Invoice_Options* o) { o->part = "4"; }), ZUGF_RESULT_NOT_PDFA3, ZUGF_RESULT_NOT_PDFA3},
-      {"other document type", With([](Invoice_Options* o) { o->document_type = "ORDER"; }), ZUGF_RESULT_NOT_INVOICE, ZUGF_RESULT_NOT_INVOICE},
-      {"type in lower case", With([](Invoice_Options* o) { o->document_type = "invoice"; }), ZUGF_RESULT_NOT_INVOICE, ZUGF_RESULT_NOT_INVOICE},
-      {"type with a blank", With([](Invoice_Options* o) { o->document_type = "INVOICE "; }), ZUGF_RESULT_NOT_INVOICE, ZUGF_RESULT_NOT_INVOICE},
+      {"unknown part and conformance", With([](Invoice_Options* o) { o->part = "4"; }), ZUGF_RESULT_NOT_PDFA3,
+       ZUGF_RESULT_NOT_PDFA3},
+      {"other document type", With([](Invoice_Options* o) { o->document_type = "ORDER"; }), ZUGF_RESULT_NOT_INVOICE,
+       ZUGF_RESULT_NOT_INVOICE},
+      {"type in lower case", With([](Invoice_Options* o) { o->document_type = "invoice"; }), ZUGF_RESULT_NOT_INVOICE,
+       ZUGF_RESULT_NOT_INVOICE},
+      {"type with a blank", With([](Invoice_Options* o) { o->document_type = "INVOICE "; }), ZUGF_RESULT_NOT_INVOICE,
+       ZUGF_RESULT_NOT_INVOICE},
       {"file name case differs", With([](Invoice_Options* o) { o->document_file_name = "zugferd-invoice.xml"; }),
        ZUGF_RESULT_NOT_INVOICE, ZUGF_RESULT_NOT_INVOICE},
-      {"other namespace", With([](Invoice_Options* o) { o->name_space = "urn:example:other#"; }), ZUGF_RESULT_NOT_INVOICE, ZUGF_RESULT_NOT_INVOICE},
-      {"attachment of another name", With([](Invoice_Options* o) { o->attachment_name = "invoice.xml"; }), ZUGF_RESULT_NO_INVOICE_FILE, ZUGF_RESULT_NO_INVOICE_FILE},
+      {"other namespace", With([](Invoice_Options* o) { o->name_space = "urn:example:other#"; }),
+       ZUGF_RESULT_NOT_INVOICE, ZUGF_RESULT_NOT_INVOICE},
+      {"attachment of another name", With([](Invoice_Options* o) { o->attachment_name = "invoice.xml"; }),
+       ZUGF_RESULT_NO_INVOICE_FILE, ZUGF_RESULT_NO_INVOICE_FILE},
       {"second spelling decides", With([](Invoice_Options* o) {
          o->document_type = "ORDER";
-         o->extra_rdf = Description(kLower, "<zz:DocumentType>INVOICE</zz:DocumentType>"
-                                            "<zz:DocumentFileName>ZUGFeRD-invoice.xml</zz:DocumentFileName>");
-       }), ZUGF_RESULT_INVOICE, ZUGF_RESULT_INVOICE},
+         o->extra_rdf = Description(kLower,
+                                    "<zz:DocumentType>INVOICE</zz:DocumentType>"
+                                    "<zz:DocumentFileName>ZUGFeRD-invoice.xml</zz:DocumentFileName>");
+       }),
+       ZUGF_RESULT_INVOICE, ZUGF_RESULT_INVOICE},
       {"file name only under the other spelling", With([](Invoice_Options* o) {
          o->document_file_name = "x.xml";
          o->extra_rdf = Description(kLower, "<zz:DocumentFileName>ZUGFeRD-invoice.xml</zz:DocumentFileName>");
-       }), ZUGF_RESULT_NOT_INVOICE, ZUGF_RESULT_NOT_INVOICE},
-      {"undecodable embedded stream", With([](Invoice_Options* o) {
-         o->embedded_entries = " /Filter /ASCIIHexDecode";
-       }), ZUGF_RESULT_INVOICE, ZUGF_RESULT_CANNOT_DECODE},
+       }),
+       ZUGF_RESULT_NOT_INVOICE, ZUGF_RESULT_NOT_INVOICE},
+      {"undecodable embedded stream",
+       With([](Invoice_Options* o) { o->embedded_entries = " /Filter /ASCIIHexDecode"; }), ZUGF_RESULT_INVOICE,
+       ZUGF_RESULT_CANNOT_DECODE},
       {"encrypted", With([](Invoice_Options* o) {
          o->trailer_extra = "/Encrypt << /Filter /Standard /V 1 /R 2 /P -4 /O <00> /U <00> >>";
-       }), ZUGF_RESULT_NOT_PDFA3, ZUGF_RESULT_NOT_PDFA3},
-      {"unsupported encryption", With([](Invoice_Options* o) {
-         o->trailer_extra = "/Encrypt << /Filter /Standard /V 4 /R 4 /P -4 >>";
-       }), ZUGF_RESULT_BAD_INPUT, ZUGF_RESULT_BAD_INPUT},
+       }),
+       ZUGF_RESULT_NOT_PDFA3, ZUGF_RESULT_NOT_PDFA3},
+      {"unsupported encryption",
+       With([](Invoice_Options* o) { o->trailer_extra = "/Encrypt << /Filter /Standard /V 4 /R 4 /P -4 >>"; }),
+       ZUGF_RESULT_BAD_INPUT, ZUGF_RESULT_BAD_INPUT},
   };
   for (const Invoice_Case& c : cases) {
     const std::string pdf = Test_Temp_Path("invoice.pdf");

@@ -38,7 +38,8 @@ std::string Invoice_Xml(const std::string& context = kGuideline, const std::stri
 }
 
 std::string Header_With_Id(const std::string& id_content) {
-  return "<ram:ID>" + id_content + "</ram:ID><ram:IssueDateTime><udt:DateTimeString format=\"102\">20240131"
+  return "<ram:ID>" + id_content +
+         "</ram:ID><ram:IssueDateTime><udt:DateTimeString format=\"102\">20240131"
          "</udt:DateTimeString></ram:IssueDateTime>";
 }
 
@@ -103,11 +104,12 @@ TEST(InvoiceXml, CraftedDocuments) {
   const Document_Case cases[] = {
       {"complete head", Invoice_Xml(), ok, "urn:g", "INV-1", "20240131", 102},
       {"default namespace, no prefixes",
-       "<CrossIndustryDocument xmlns=\"" + kInvoiceNs + "\"><SpecifiedExchangedDocumentContext>"
-       "<GuidelineSpecifiedDocumentContextParameter><ID>urn:g</ID></GuidelineSpecifiedDocumentContextParameter>"
-       "</SpecifiedExchangedDocumentContext><HeaderExchangedDocument><ID>INV-1</ID><IssueDateTime>"
-       "<DateTimeString format=\"102\">20240131</DateTimeString></IssueDateTime></HeaderExchangedDocument>"
-       "</CrossIndustryDocument>",
+       "<CrossIndustryDocument xmlns=\"" + kInvoiceNs +
+           "\"><SpecifiedExchangedDocumentContext>"
+           "<GuidelineSpecifiedDocumentContextParameter><ID>urn:g</ID></GuidelineSpecifiedDocumentContextParameter>"
+           "</SpecifiedExchangedDocumentContext><HeaderExchangedDocument><ID>INV-1</ID><IssueDateTime>"
+           "<DateTimeString format=\"102\">20240131</DateTimeString></IssueDateTime></HeaderExchangedDocument>"
+           "</CrossIndustryDocument>",
        ok, "urn:g", "INV-1", "20240131", 102},
       {"inner elements in no namespace are taken by local name",
        Invoice_Xml("<GuidelineSpecifiedDocumentContextParameter><ID>urn:g</ID>"
@@ -115,22 +117,30 @@ TEST(InvoiceXml, CraftedDocuments) {
                    "<ID>INV-1</ID><IssueDateTime><DateTimeString format=\"102\">20240131</DateTimeString>"
                    "</IssueDateTime>"),
        ok, "urn:g", "INV-1", "20240131", 102},
-      {"ID in a long foreign namespace",
-       Invoice_Xml(kGuideline, "<x:ID xmlns:x=\"urn:" + long_ns + "\">INV-9</x:ID>"), ok, "urn:g", "INV-9", "", 0},
+      {"ID in a long foreign namespace", Invoice_Xml(kGuideline, "<x:ID xmlns:x=\"urn:" + long_ns + "\">INV-9</x:ID>"),
+       ok, "urn:g", "INV-9", "", 0},
       {"context in another namespace is skipped",
-       "<rsm:CrossIndustryDocument xmlns:rsm=\"" + kInvoiceNs + "\" xmlns:ram=\"" + kRam + "\">"
-       "<ram:SpecifiedExchangedDocumentContext>" + kGuideline + "</ram:SpecifiedExchangedDocumentContext>"
-       "<rsm:HeaderExchangedDocument><ram:ID>INV-1</ram:ID></rsm:HeaderExchangedDocument></rsm:CrossIndustryDocument>",
+       "<rsm:CrossIndustryDocument xmlns:rsm=\"" + kInvoiceNs + "\" xmlns:ram=\"" + kRam +
+           "\">"
+           "<ram:SpecifiedExchangedDocumentContext>" +
+           kGuideline +
+           "</ram:SpecifiedExchangedDocumentContext>"
+           "<rsm:HeaderExchangedDocument><ram:ID>INV-1</ram:ID></rsm:HeaderExchangedDocument></"
+           "rsm:CrossIndustryDocument>",
        ok, "", "INV-1", "", 0},
       {"header without namespace is skipped",
-       "<rsm:CrossIndustryDocument xmlns:rsm=\"" + kInvoiceNs + "\"><HeaderExchangedDocument><ID>INV-1</ID>"
-       "</HeaderExchangedDocument></rsm:CrossIndustryDocument>",
+       "<rsm:CrossIndustryDocument xmlns:rsm=\"" + kInvoiceNs +
+           "\"><HeaderExchangedDocument><ID>INV-1</ID>"
+           "</HeaderExchangedDocument></rsm:CrossIndustryDocument>",
        ok, "", "", "", 0},
-      {"root in another namespace", "<r:CrossIndustryDocument xmlns:r=\"urn:ferd:CrossIndustryDocument:invoice:1p1\">"
+      {"root in another namespace",
+       "<r:CrossIndustryDocument xmlns:r=\"urn:ferd:CrossIndustryDocument:invoice:1p1\">"
        "<r:HeaderExchangedDocument><ID>INV-1</ID></r:HeaderExchangedDocument></r:CrossIndustryDocument>",
        bad, "", "", "", 0},
-      {"root without namespace", "<CrossIndustryDocument><HeaderExchangedDocument><ID>INV-1</ID>"
-       "</HeaderExchangedDocument></CrossIndustryDocument>", bad, "", "", "", 0},
+      {"root without namespace",
+       "<CrossIndustryDocument><HeaderExchangedDocument><ID>INV-1</ID>"
+       "</HeaderExchangedDocument></CrossIndustryDocument>",
+       bad, "", "", "", 0},
       {"other root in the invoice namespace", "<rsm:Invoice xmlns:rsm=\"" + kInvoiceNs + "\"/>", bad, "", "", "", 0},
       {"unknown elements in the header hide their IDs",
        Invoice_Xml(kGuideline, "<ram:IncludedNote><ram:ID>NOTE</ram:ID></ram:IncludedNote>" + kHeader +
@@ -138,9 +148,11 @@ TEST(InvoiceXml, CraftedDocuments) {
                                    "format=\"1\">1</udt:DateTimeString></ram:IssueDateTime></ram:Extra>"),
        ok, "urn:g", "INV-1", "20240131", 102},
       {"nested unknown subtrees come back to the outermost",
-       Invoice_Xml(kGuideline, "<ram:A><ram:B><ram:ID>B</ram:ID></ram:B><ram:ID>A</ram:ID>"
-                               "<rsm:HeaderExchangedDocument><ram:ID>H</ram:ID></rsm:HeaderExchangedDocument>"
-                               "<ram:C/></ram:A>" + kHeader),
+       Invoice_Xml(kGuideline,
+                   "<ram:A><ram:B><ram:ID>B</ram:ID></ram:B><ram:ID>A</ram:ID>"
+                   "<rsm:HeaderExchangedDocument><ram:ID>H</ram:ID></rsm:HeaderExchangedDocument>"
+                   "<ram:C/></ram:A>" +
+                       kHeader),
        ok, "urn:g", "INV-1", "20240131", 102},
       {"unknown subtree in the root holding a header",
        Invoice_Xml(kGuideline, kHeader,
@@ -150,27 +162,32 @@ TEST(InvoiceXml, CraftedDocuments) {
       {"path elements out of place",
        Invoice_Xml("<ram:ID>CTX</ram:ID>" + kGuideline,
                    "<ram:GuidelineSpecifiedDocumentContextParameter><ram:ID>G2</ram:ID>"
-                   "</ram:GuidelineSpecifiedDocumentContextParameter>" + kHeader,
+                   "</ram:GuidelineSpecifiedDocumentContextParameter>" +
+                       kHeader,
                    "<ram:ID>ROOT</ram:ID><ram:IssueDateTime><udt:DateTimeString format=\"7\">7"
                    "</udt:DateTimeString></ram:IssueDateTime>"),
        ok, "urn:g", "INV-1", "20240131", 102},
       {"format only on DateTimeString under IssueDateTime",
-       Invoice_Xml(kGuideline, "<ram:ID format=\"1\">INV-1</ram:ID><udt:DateTimeString format=\"2\">19990101"
-                               "</udt:DateTimeString><ram:IssueDateTime format=\"3\"><udt:DateTimeString>20240131"
-                               "</udt:DateTimeString></ram:IssueDateTime>"),
+       Invoice_Xml(kGuideline,
+                   "<ram:ID format=\"1\">INV-1</ram:ID><udt:DateTimeString format=\"2\">19990101"
+                   "</udt:DateTimeString><ram:IssueDateTime format=\"3\"><udt:DateTimeString>20240131"
+                   "</udt:DateTimeString></ram:IssueDateTime>"),
        ok, "urn:g", "INV-1", "20240131", 0},
       {"format in another namespace is not read",
-       Invoice_Xml(kGuideline, "<ram:IssueDateTime><udt:DateTimeString xmlns:q=\"urn:q\" q:format=\"5\">202401"
-                               "</udt:DateTimeString></ram:IssueDateTime>"),
+       Invoice_Xml(kGuideline,
+                   "<ram:IssueDateTime><udt:DateTimeString xmlns:q=\"urn:q\" q:format=\"5\">202401"
+                   "</udt:DateTimeString></ram:IssueDateTime>"),
        ok, "urn:g", "", "202401", 0},
       {"format with leading blanks and trailing letters",
-       Invoice_Xml(kGuideline, "<ram:IssueDateTime><udt:DateTimeString format=\"  610abc\">202401</udt:DateTimeString>"
-                               "</ram:IssueDateTime>"),
+       Invoice_Xml(kGuideline,
+                   "<ram:IssueDateTime><udt:DateTimeString format=\"  610abc\">202401</udt:DateTimeString>"
+                   "</ram:IssueDateTime>"),
        ok, "urn:g", "", "202401", 610},
       {"format that is no number reads 0",
-       Invoice_Xml(kGuideline, "<ram:IssueDateTime><udt:DateTimeString format=\"102\">1</udt:DateTimeString>"
-                               "</ram:IssueDateTime><ram:IssueDateTime><udt:DateTimeString format=\"x\"/>"
-                               "</ram:IssueDateTime>"),
+       Invoice_Xml(kGuideline,
+                   "<ram:IssueDateTime><udt:DateTimeString format=\"102\">1</udt:DateTimeString>"
+                   "</ram:IssueDateTime><ram:IssueDateTime><udt:DateTimeString format=\"x\"/>"
+                   "</ram:IssueDateTime>"),
        ok, "urn:g", "", "1", 0},
       {"text split by a reference keeps its last piece", Invoice_Xml(kGuideline, Header_With_Id("A&amp;B")), ok,
        "urn:g", "B", "20240131", 102},
@@ -190,13 +207,13 @@ TEST(InvoiceXml, CraftedDocuments) {
        Invoice_Xml(kGuideline, "<ram:ID>INV-1</ram:ID><ram:IssueDateTime><udt:DateTimeString format=\"102\">" + d256 +
                                    "</udt:DateTimeString></ram:IssueDateTime>"),
        bad, "urn:g", "INV-1", "", 102},
-      {"long text elsewhere passes", Invoice_Xml(kGuideline, "<ram:Name>" + d256 + d256 + "</ram:Name>" + kHeader),
-       ok, "urn:g", "INV-1", "20240131", 102},
+      {"long text elsewhere passes", Invoice_Xml(kGuideline, "<ram:Name>" + d256 + d256 + "</ram:Name>" + kHeader), ok,
+       "urn:g", "INV-1", "20240131", 102},
       {"long text in pieces below the limit", Invoice_Xml(kGuideline, Header_With_Id(a200 + "&amp;" + b200)), ok,
        "urn:g", b200, "20240131", 102},
       {"long element names are skipped",
-       Invoice_Xml(kGuideline, "<ram:" + long_ns + "><ram:ID>X</ram:ID></ram:" + long_ns + ">" + kHeader), ok,
-       "urn:g", "INV-1", "20240131", 102},
+       Invoice_Xml(kGuideline, "<ram:" + long_ns + "><ram:ID>X</ram:ID></ram:" + long_ns + ">" + kHeader), ok, "urn:g",
+       "INV-1", "20240131", 102},
   };
   for (const Document_Case& c : cases) {
     Handler_Run run = Run_Handlers(c.xml);

@@ -117,8 +117,13 @@ TEST_F(Containers, NumberConversionsTruncate) {
     int32_t integer;
     int64_t long_value;
   } cases[] = {
-      {2.9, 2, 2}, {-2.9, -2, -2}, {2147483647.0, INT32_MAX, 2147483647LL}, {3e9, INT32_MIN, 3000000000LL},
-      {-3e9, INT32_MIN, -3000000000LL}, {1e19, INT32_MIN, INT64_MIN}, {NAN, INT32_MIN, INT64_MIN},
+      {2.9, 2, 2},
+      {-2.9, -2, -2},
+      {2147483647.0, INT32_MAX, 2147483647LL},
+      {3e9, INT32_MIN, 3000000000LL},
+      {-3e9, INT32_MIN, -3000000000LL},
+      {1e19, INT32_MIN, INT64_MIN},
+      {NAN, INT32_MIN, INT64_MIN},
   };
   for (const auto& c : cases) {
     PDF_Number* number = nullptr;

@@ -7,10 +7,10 @@
 #include <string>
 #include <vector>
 
-#include "support/filter_test_support.h"
+#include "objects/pdf_dictionary.h"
 #include "objects/pdf_filter.h"
 #include "objects/pdf_stream.h"
-#include "objects/pdf_dictionary.h"
+#include "support/filter_test_support.h"
 
 namespace {
 
@@ -26,10 +26,10 @@ class Filter_Reading : public Filter_Fixture {
 // damaged rows | JBIG2 globals, colour transform.
 std::string Fields(const PDF_Filter_Parms& r) {
   std::ostringstream text;
-  text << +r.type << " | " << +r.predictor << ' ' << +r.colors << ' ' << +r.bits_per_component << ' '
-       << +r.early_change << " | " << r.k << ' ' << +r.end_of_line << ' ' << +r.end_of_block << ' '
-       << +r.encoded_byte_align << ' ' << r.columns << ' ' << r.rows << ' ' << +r.black_is_1 << ' '
-       << r.damaged_rows_before_error << " | " << r.jbig2_globals << ' ' << +r.color_transform;
+  text << +r.type << " | " << +r.predictor << ' ' << +r.colors << ' ' << +r.bits_per_component << ' ' << +r.early_change
+       << " | " << r.k << ' ' << +r.end_of_line << ' ' << +r.end_of_block << ' ' << +r.encoded_byte_align << ' '
+       << r.columns << ' ' << r.rows << ' ' << +r.black_is_1 << ' ' << r.damaged_rows_before_error << " | "
+       << r.jbig2_globals << ' ' << +r.color_transform;
   return text.str();
 }
 
@@ -38,9 +38,16 @@ TEST_F(Filter_Reading, TypeFromName) {
     const char* name;
     int code;
   } cases[] = {
-      {"/LZWDecode", PDF_Filter_Type_LZW}, {"/FlateDecode", PDF_Filter_Type_Flate}, {"/Crypt", PDF_Filter_Type_Crypt},
+      {"/LZWDecode", PDF_Filter_Type_LZW},
+      {"/FlateDecode", PDF_Filter_Type_Flate},
+      {"/Crypt", PDF_Filter_Type_Crypt},
       // Abbreviations, other spellings and escaped forms are not recognised.
-      {"/Fl", 0}, {"/AHx", 0}, {"/flatedecode", 0}, {"/FlateDecodeX", 0}, {"/Flate", 0}, {"/Flate#44ecode", 0},
+      {"/Fl", 0},
+      {"/AHx", 0},
+      {"/flatedecode", 0},
+      {"/FlateDecodeX", 0},
+      {"/Flate", 0},
+      {"/Flate#44ecode", 0},
   };
   for (const auto& c : cases) {
     PDF_Data_Object* name = Value(c.name);
@@ -78,13 +85,18 @@ TEST_F(Filter_Reading, DefaultsKeysByTypeNarrowingAndRefusals) {
       {PDF_Filter_Type_Run_Length, "<</Predictor /Bad>>", 0, "12 | 1 1 8 1 | 0 0 1 0 1 0 0 0 | 0 255"},
       // Refusals end the reading at the bad key, in the order keys are read
       // rather than the order they stand in.
-      {PDF_Filter_Type_Flate, "<</Columns 4 /Predictor /Twelve>>", PDF_RESULT_MALFORMED_FILTER, "11 | 1 1 8 1 | 0 0 1 0 1 0 0 0 | 0 255"},
+      {PDF_Filter_Type_Flate, "<</Columns 4 /Predictor /Twelve>>", PDF_RESULT_MALFORMED_FILTER,
+       "11 | 1 1 8 1 | 0 0 1 0 1 0 0 0 | 0 255"},
       {PDF_Filter_Type_Flate, "<</Columns 11 0 R /Colors 3 /Predictor 12>>", PDF_RESULT_MALFORMED_FILTER,
        "11 | 12 3 8 1 | 0 0 1 0 1 0 0 0 | 0 255"},
-      {PDF_Filter_Type_LZW, "<</Predictor 12 /EarlyChange false>>", PDF_RESULT_MALFORMED_FILTER, "10 | 1 1 8 1 | 0 0 1 0 1 0 0 0 | 0 255"},
-      {PDF_Filter_Type_CCITT_Fax, "<</K 4 /EndOfLine 1 /Columns 8>>", PDF_RESULT_MALFORMED_FILTER, "13 | 1 1 8 1 | 4 0 1 0 1728 0 0 0 | 0 255"},
-      {PDF_Filter_Type_JBIG2, "<</JBIG2Globals 7>>", PDF_RESULT_MALFORMED_FILTER, "14 | 1 1 8 1 | 0 0 1 0 1 0 0 0 | 0 255"},
-      {PDF_Filter_Type_DCT, "<</ColorTransform true>>", PDF_RESULT_MALFORMED_FILTER, "15 | 1 1 8 1 | 0 0 1 0 1 0 0 0 | 0 255"},
+      {PDF_Filter_Type_LZW, "<</Predictor 12 /EarlyChange false>>", PDF_RESULT_MALFORMED_FILTER,
+       "10 | 1 1 8 1 | 0 0 1 0 1 0 0 0 | 0 255"},
+      {PDF_Filter_Type_CCITT_Fax, "<</K 4 /EndOfLine 1 /Columns 8>>", PDF_RESULT_MALFORMED_FILTER,
+       "13 | 1 1 8 1 | 4 0 1 0 1728 0 0 0 | 0 255"},
+      {PDF_Filter_Type_JBIG2, "<</JBIG2Globals 7>>", PDF_RESULT_MALFORMED_FILTER,
+       "14 | 1 1 8 1 | 0 0 1 0 1 0 0 0 | 0 255"},
+      {PDF_Filter_Type_DCT, "<</ColorTransform true>>", PDF_RESULT_MALFORMED_FILTER,
+       "15 | 1 1 8 1 | 0 0 1 0 1 0 0 0 | 0 255"},
   };
   for (const auto& c : cases) {
     PDF_Data_Object* parms = c.parms.empty() ? nullptr : Value(c.parms);
@@ -103,12 +115,18 @@ TEST_F(Filter_Reading, FilterCount) {
     PDF_Result result;
     uint32_t count;
   } cases[] = {
-      {"", 0, 0}, {"/Filter /Unheard", 0, 1}, {"/Filter []", 0, 0}, {"/Filter [/A /B /C]", 0, 3},
+      {"", 0, 0},
+      {"/Filter /Unheard", 0, 1},
+      {"/Filter []", 0, 0},
+      {"/Filter [/A /B /C]", 0, 3},
       {"/Filter [1 (two) 3 0 R]", 0, 3},  // elements are not looked at
-      {"/Filter 9 0 R", 0, 1}, {"/Filter 10 0 R", 0, 2},
-      {"/Filter 99 0 R", 0, 0},  // leads nowhere: no filter
-      {"/Filter 5", PDF_RESULT_BAD_LENGTH_OR_FILTER, 77},    // count not written
-      {"/Filter (FlateDecode)", PDF_RESULT_BAD_LENGTH_OR_FILTER, 77}, {"/Filter <</A 1>>", PDF_RESULT_BAD_LENGTH_OR_FILTER, 77}, {"/Filter 11 0 R", PDF_RESULT_BAD_LENGTH_OR_FILTER, 77},
+      {"/Filter 9 0 R", 0, 1},
+      {"/Filter 10 0 R", 0, 2},
+      {"/Filter 99 0 R", 0, 0},                            // leads nowhere: no filter
+      {"/Filter 5", PDF_RESULT_BAD_LENGTH_OR_FILTER, 77},  // count not written
+      {"/Filter (FlateDecode)", PDF_RESULT_BAD_LENGTH_OR_FILTER, 77},
+      {"/Filter <</A 1>>", PDF_RESULT_BAD_LENGTH_OR_FILTER, 77},
+      {"/Filter 11 0 R", PDF_RESULT_BAD_LENGTH_OR_FILTER, 77},
   };
   for (const auto& c : cases) {
     PDF_Data_Object* object = Stream(c.entries);
@@ -139,10 +157,12 @@ TEST_F(Filter_Reading, FilterTableInBothForms) {
       {"/Filter /AHx /DecodeParms <</Predictor 12>>", 0, {{0, 1, 1, 1}}},
       // An array: a shorter parameter array leaves defaults; a lone dictionary
       // or a number beside it is refused, null or a reference to nothing not.
-      {"/Filter [/LZWDecode /FlateDecode] /DecodeParms [<</EarlyChange 0>> <</Predictor 12>>]", 0,
+      {"/Filter [/LZWDecode /FlateDecode] /DecodeParms [<</EarlyChange 0>> <</Predictor 12>>]",
+       0,
        {{10, 1, 0, 1}, {11, 12, 1, 1}}},
       {"/Filter [/ASCII85Decode /FlateDecode]", 0, {{3, 1, 1, 1}, {11, 1, 1, 1}}},
-      {"/Filter [/FlateDecode /LZWDecode /FlateDecode] /DecodeParms [null 7 0 R <</Columns 3>>]", 0,
+      {"/Filter [/FlateDecode /LZWDecode /FlateDecode] /DecodeParms [null 7 0 R <</Columns 3>>]",
+       0,
        {{11, 1, 1, 1}, {10, 1, 1, 1}, {11, 1, 1, 3}}},
       {"/Filter [/FlateDecode /FlateDecode] /DecodeParms [<</Predictor 12>>]", 0, {{11, 12, 1, 1}, {11, 1, 1, 1}}},
       {"/Filter 10 0 R /DecodeParms [<</Predictor 2>> <</EarlyChange 0>>]", 0, {{11, 2, 1, 1}, {10, 1, 0, 1}}},
@@ -153,7 +173,8 @@ TEST_F(Filter_Reading, FilterTableInBothForms) {
       {"/Filter [/FlateDecode] /DecodeParms 99 0 R", 0, {{11, 1, 1, 1}}},
       {"/Filter [/FlateDecode 9 0 R]", PDF_RESULT_MALFORMED_FILTER, {{11, 1, 1, 1}}},  // an indirect name in the array
       {"/Filter [(FlateDecode)]", PDF_RESULT_MALFORMED_FILTER, {}},
-      {"/Filter [/FlateDecode /LZWDecode] /DecodeParms [<</Predictor 12>> <</EarlyChange /No>>]", PDF_RESULT_MALFORMED_FILTER,
+      {"/Filter [/FlateDecode /LZWDecode] /DecodeParms [<</Predictor 12>> <</EarlyChange /No>>]",
+       PDF_RESULT_MALFORMED_FILTER,
        {{11, 12, 1, 1}, {10, 1, 1, 1}}},
       // Neither.
       {"/Filter (FlateDecode)", PDF_RESULT_MALFORMED_FILTER, {}},

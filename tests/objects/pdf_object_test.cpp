@@ -5,13 +5,13 @@
 #include <cstring>
 #include <string>
 
-#include "objects/pdf_stream.h"
 #include "objects/pdf_array.h"
 #include "objects/pdf_dictionary.h"
 #include "objects/pdf_name.h"
 #include "objects/pdf_number.h"
 #include "objects/pdf_object.h"
 #include "objects/pdf_object_reference.h"
+#include "objects/pdf_stream.h"
 #include "objects/pdf_string.h"
 #include "reader/pdf_xref_table.h"
 #include "support/test_cipher.h"
@@ -81,9 +81,11 @@ TEST_F(Object_Table, HeaderForms) {
     int32_t number;
     uint64_t pending_at;
   } cases[] = {
-      {"1 0 obj 5", 7, 1, 7}, {" 3 2 obj<<>>", 8, 3, 8}, {"<< >>", 0, 0, 0}, {"0 0 obj 1", 0, 0, 0},
-      {"-4 0 obj 1", 0, 0, 0}, {"4 -1 obj 1", 0, -1, 0}, {"4 0 objx 1", 0, -1, 0}, {"4 0obj 1", 0, -1, 0},
-      {"4 obj 1", 0, -1, 0}, {"3000000000 0 obj 1", 16, INT32_MIN, 16},  // above int32: out of range
+      {"1 0 obj 5", 7, 1, 7},   {" 3 2 obj<<>>", 8, 3, 8},
+      {"<< >>", 0, 0, 0},       {"0 0 obj 1", 0, 0, 0},
+      {"-4 0 obj 1", 0, 0, 0},  {"4 -1 obj 1", 0, -1, 0},
+      {"4 0 objx 1", 0, -1, 0}, {"4 0obj 1", 0, -1, 0},
+      {"4 obj 1", 0, -1, 0},    {"3000000000 0 obj 1", 16, INT32_MIN, 16},  // above int32: out of range
   };
   for (const auto& c : cases) {
     PDF_Object* object = nullptr;
@@ -108,9 +110,12 @@ TEST_F(Object_Table, ClassifiesBodies) {
   // The value's own tag, or the Type name of a dictionary; neither a Type
   // that is no direct name nor an unknown one changes a dictionary's class.
   const std::pair<const char*, int32_t> cases[] = {
-      {"5", PDF_Data_Type_Number},           {"<</Type/Catalog>>", PDF_Object_Type_Catalog},
-      {"<</Type/Pages>>", PDF_Object_Type_Pages}, {"<</Type/Page>>", PDF_Object_Type_Page},
-      {"<</Type/Other>>", PDF_Data_Type_Dictionary}, {"<</Type(Page)>>", PDF_Data_Type_Dictionary},
+      {"5", PDF_Data_Type_Number},
+      {"<</Type/Catalog>>", PDF_Object_Type_Catalog},
+      {"<</Type/Pages>>", PDF_Object_Type_Pages},
+      {"<</Type/Page>>", PDF_Object_Type_Page},
+      {"<</Type/Other>>", PDF_Data_Type_Dictionary},
+      {"<</Type(Page)>>", PDF_Data_Type_Dictionary},
       {"<</Type 1 0 R>>", PDF_Data_Type_Dictionary},  // an indirect Type isn't seen, though object 1 is /Page
   };
   uint32_t number = 1;
@@ -123,7 +128,8 @@ TEST_F(Object_Table, ClassifiesBodies) {
     const char* subtype;
     int32_t expected;
   } streams[] = {
-      {"Metadata", nullptr, PDF_Object_Type_Metadata}, {"Metadata", "Image", PDF_Object_Type_Image},
+      {"Metadata", nullptr, PDF_Object_Type_Metadata},
+      {"Metadata", "Image", PDF_Object_Type_Image},
       {"X", "Y", PDF_Data_Type_Stream},
   };
   for (const auto& s : streams) {
@@ -249,12 +255,12 @@ TEST_F(Object_Table, ReferenceCopyModes) {
     int32_t mode;
     const char* shown;  // "R@0": bound to a new object
   } cases[] = {
-      {1, true, 0, "R0.0"}, {1, false, 0, "R0.0"},  // a Catalog isn't copied at any flag
+      {1, true, 0, "R0.0"},  {1, false, 0, "R0.0"},  // a Catalog isn't copied at any flag
       {2, true, 0, "R0.0"},                          // nor a Page
-      {2, true, 3, "R@2"},    // mode 3 keeps references to pages
-      {3, true, 3, "R@0"},    // ... and copies others as mode 0
-      {3, false, 0, "R0.0"},  // flag off: no target
-      {3, true, 4, "R@3"},    // mode 4 copies references as they stand
+      {2, true, 3, "R@2"},                           // mode 3 keeps references to pages
+      {3, true, 3, "R@0"},                           // ... and copies others as mode 0
+      {3, false, 0, "R0.0"},                         // flag off: no target
+      {3, true, 4, "R@3"},                           // mode 4 copies references as they stand
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(std::to_string(c.number) + " mode " + std::to_string(c.mode));
@@ -313,7 +319,8 @@ TEST_F(Object_Table, PageNeighbourhoodCopy) {
   Delete(&source);
   // A page dictionary itself is refused in mode 1; other modes drop its B.
   source = Value("<</Type/Page /B [1] /C 2>>");
-  EXPECT_EQ(PDF_Data_Object_Copy(&copy, file, source, true, PDF_COPY_MODE_PAGE_NEIGHBOURHOOD), PDF_RESULT_INVALID_ARGUMENT);
+  EXPECT_EQ(PDF_Data_Object_Copy(&copy, file, source, true, PDF_COPY_MODE_PAGE_NEIGHBOURHOOD),
+            PDF_RESULT_INVALID_ARGUMENT);
   EXPECT_EQ(copy, nullptr);
   ASSERT_EQ(PDF_Data_Object_Copy(&copy, file, source, true, PDF_COPY_MODE_ORDINARY), 0);
   EXPECT_EQ(Show(copy), "<</Type /Page /C 2>>");
@@ -401,9 +408,11 @@ TEST_F(Object_Table, LoadDecryptsStreamsButNotCrossReferenceStreams) {
   ASSERT_NE(PDF_Object_Get_Value(xref), nullptr);
   EXPECT_EQ(xref->type, PDF_Object_Type_Xref_Stream);
   EXPECT_EQ(Data(xref->value), "abc");
-  EXPECT_EQ(Show(PDF_Array_Get_Value(static_cast<PDF_Array*>(PDF_Stream_Find_Value(
-                     static_cast<PDF_Stream*>(xref->value->value), "ID")->value), 0)),
-            "<4 1>")
+  EXPECT_EQ(
+      Show(PDF_Array_Get_Value(
+          static_cast<PDF_Array*>(PDF_Stream_Find_Value(static_cast<PDF_Stream*>(xref->value->value), "ID")->value),
+          0)),
+      "<4 1>")
       << "stored in the clear, dictionary included";
 
   PDF_Object* empty = Add("9 0 obj <</Length 0>>\nstream\n\nendstream");
@@ -423,9 +432,9 @@ TEST_F(Object_Table, MetadataWithoutFiltersIsTriedUntilOneIsFoundPlain) {
     std::string expected;
     uint8_t plain_flag_after;
   } cases[] = {
-      {20, true, xml, 0},                            // deciphered in the trial
-      {21, false, xml, 1},                           // deciphered twice
-      {22, true, xml, 1},                            // deciphered once, no trial
+      {20, true, xml, 0},                               // deciphered in the trial
+      {21, false, xml, 1},                              // deciphered twice
+      {22, true, xml, 1},                               // deciphered once, no trial
       {23, false, Test_Encipher(kKey, 23, 0, xml), 1},  // deciphered once: plain data is spoilt
   };
   for (const auto& c : cases) {
@@ -501,7 +510,8 @@ TEST_F(Object_Table, ReadFromBuffer) {
   ASSERT_EQ(PDF_Object_Read_From_Buffer(object, file, reinterpret_cast<const uint8_t*>(body), strlen(body)), 0);
   EXPECT_EQ(object->type, PDF_Object_Type_Filespec);
   PDF_Data_Object* before = object->value;
-  EXPECT_EQ(PDF_Object_Read_From_Buffer(object, file, reinterpret_cast<const uint8_t*>("]"), 1), PDF_RESULT_OBJECT_UNREADABLE);
+  EXPECT_EQ(PDF_Object_Read_From_Buffer(object, file, reinterpret_cast<const uint8_t*>("]"), 1),
+            PDF_RESULT_OBJECT_UNREADABLE);
   EXPECT_EQ(object->value, before) << "the value stays as it was";
   EXPECT_EQ(PDF_Object_Delete(&object, file, PDF_DELETE_MODE_RELEASE), 0);
 }

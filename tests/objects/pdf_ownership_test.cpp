@@ -5,13 +5,13 @@
 #include <set>
 #include <string>
 
-#include "objects/pdf_stream.h"
 #include "objects/pdf_array.h"
 #include "objects/pdf_dictionary.h"
 #include "objects/pdf_name.h"
 #include "objects/pdf_number.h"
 #include "objects/pdf_object.h"
 #include "objects/pdf_object_reference.h"
+#include "objects/pdf_stream.h"
 #include "objects/pdf_string.h"
 #include "reader/pdf_xref_table.h"
 #include "support/test_cipher.h"
@@ -177,8 +177,8 @@ TEST_F(Ownership, SettersAndStringsUnderAllocationFailure) {
   Fail_Each_Request(
       this,
       [&] {
-        return PDF_String_Create(&string, file, reinterpret_cast<const uint8_t*>(raw.data()), 1, raw.size(),
-                                 false) == 0 &&
+        return PDF_String_Create(&string, file, reinterpret_cast<const uint8_t*>(raw.data()), 1, raw.size(), false) ==
+                   0 &&
                PDF_String_Decrypt(string, file, object) == 0;
       },
       [&](bool ok) {

@@ -5,16 +5,16 @@
 
 #include <string>
 
-#include "support/filter_test_support.h"
+#include "objects/pdf_array.h"
 #include "objects/pdf_data_object.h"
+#include "objects/pdf_dictionary.h"
 #include "objects/pdf_filter.h"
+#include "objects/pdf_number.h"
 #include "objects/pdf_object.h"
 #include "objects/pdf_stream.h"
 #include "objects/pdf_stream_decode.h"
-#include "objects/pdf_array.h"
-#include "objects/pdf_dictionary.h"
-#include "objects/pdf_number.h"
 #include "reader/pdf_xref_table.h"
+#include "support/filter_test_support.h"
 #include "support/lzw_encoder.h"
 
 namespace {
@@ -25,18 +25,27 @@ const std::string kText = "Zwei Rechnungen, eine Datei: " + std::string(300, 'x'
 
 // PNG rows of four bytes, one colour: a row stored as is, then a row stored
 // as differences to the row above.
-const std::string kPng_Rows = std::string("\x00" "abcd" "\x02\x01\x01\x01\x01", 10);
+const std::string kPng_Rows = std::string(
+    "\x00"
+    "abcd"
+    "\x02\x01\x01\x01\x01",
+    10);
 const std::string kPng_Decoded = "abcdbcde";
 
 // A short text form of a value, for comparing what is left in a dictionary.
 std::string Describe(PDF_Data_Object* object) {
   std::string text;
   switch (PDF_Data_Object_Get_Type(object)) {
-    case PDF_Object_Type_Unknown: return "";
-    case PDF_Data_Type_Null: return "null";
-    case PDF_Data_Type_Reference: return "R";
-    case PDF_Data_Type_Number: return std::to_string(PDF_Number_Get_Long(static_cast<PDF_Number*>(object->value)));
-    case PDF_Data_Type_Name: return "/" + std::string(PDF_Name_Get_Text(static_cast<PDF_Name*>(object->value)));
+    case PDF_Object_Type_Unknown:
+      return "";
+    case PDF_Data_Type_Null:
+      return "null";
+    case PDF_Data_Type_Reference:
+      return "R";
+    case PDF_Data_Type_Number:
+      return std::to_string(PDF_Number_Get_Long(static_cast<PDF_Number*>(object->value)));
+    case PDF_Data_Type_Name:
+      return "/" + std::string(PDF_Name_Get_Text(static_cast<PDF_Name*>(object->value)));
     case PDF_Data_Type_Array:
       for (PDF_Array_Element* e = static_cast<PDF_Array*>(object->value)->first; e != nullptr; e = e->next) {
         text += (text.empty() ? "" : " ") + Describe(e->value);
@@ -47,7 +56,8 @@ std::string Describe(PDF_Data_Object* object) {
         text += (text.empty() ? "/" : " /") + std::string(PDF_Name_Get_Text(e->key)) + " " + Describe(e->value);
       }
       return "<<" + text + ">>";
-    default: return "?";
+    default:
+      return "?";
   }
 }
 
@@ -81,16 +91,19 @@ TEST_F(Chain, DecodesInOrderAndStrikesWhatItDecoded) {
       // Passed over, or refused before or after a decoded step. The next
       // filter runs on the bytes as they are.
       {"/Filter [/FlateDecode /ASCII85Decode]", Deflate(kText), 0, kText, "[/ASCII85Decode]", "", false},
-      {"/Filter [/ASCII85Decode /FlateDecode]", kText, PDF_RESULT_BAD_COMPRESSED_DATA, kText, "[/ASCII85Decode /FlateDecode]", "", false},
+      {"/Filter [/ASCII85Decode /FlateDecode]", kText, PDF_RESULT_BAD_COMPRESSED_DATA, kText,
+       "[/ASCII85Decode /FlateDecode]", "", false},
       {"/Filter [/ASCII85Decode /FlateDecode] /DecodeParms [null <</Columns 3>>]", Deflate(kText), 0, kText,
        "[/ASCII85Decode]", "[null]", false},
       {"/Filter /Fl", kText, 0, kText, "/Fl", "", false},
-      {"/Filter [/ASCII85Decode /FlateDecode]", Deflate(kText), PDF_RESULT_UNSUPPORTED_FILTER, Deflate(kText), "[/ASCII85Decode /FlateDecode]",
-       "", true, "unsupported stream filter (3)"},
-      {"/Filter [/FlateDecode /AHx]", Deflate(kText), PDF_RESULT_UNSUPPORTED_FILTER, kText, "[/AHx]", "", true, "unsupported stream filter (0)"},
-      {"/Filter /Crypt", kText, PDF_RESULT_UNSUPPORTED_FILTER, kText, "/Crypt", "", true, "unsupported stream filter (50)"},
-      {"/Filter [/DCTDecode] /DecodeParms [<</ColorTransform 1>>]", kText, PDF_RESULT_UNSUPPORTED_FILTER, kText, "[/DCTDecode]",
-       "[<</ColorTransform 1>>]", true, "unsupported stream filter (15)"},
+      {"/Filter [/ASCII85Decode /FlateDecode]", Deflate(kText), PDF_RESULT_UNSUPPORTED_FILTER, Deflate(kText),
+       "[/ASCII85Decode /FlateDecode]", "", true, "unsupported stream filter (3)"},
+      {"/Filter [/FlateDecode /AHx]", Deflate(kText), PDF_RESULT_UNSUPPORTED_FILTER, kText, "[/AHx]", "", true,
+       "unsupported stream filter (0)"},
+      {"/Filter /Crypt", kText, PDF_RESULT_UNSUPPORTED_FILTER, kText, "/Crypt", "", true,
+       "unsupported stream filter (50)"},
+      {"/Filter [/DCTDecode] /DecodeParms [<</ColorTransform 1>>]", kText, PDF_RESULT_UNSUPPORTED_FILTER, kText,
+       "[/DCTDecode]", "[<</ColorTransform 1>>]", true, "unsupported stream filter (15)"},
       // With n decodable filters the removal at the first index not below the
       // entries left fails with -25, after all the decoding; with three the
       // middle one strikes the wrong entry. A shorter parameter array fails
@@ -98,8 +111,8 @@ TEST_F(Chain, DecodesInOrderAndStrikesWhatItDecoded) {
       {"/Filter [/FlateDecode /FlateDecode]", twice, PDF_RESULT_INDEX_OUT_OF_RANGE, kText, "[/FlateDecode]"},
       {"/Filter [/FlateDecode /LZWDecode /FlateDecode] /DecodeParms [<</Columns 10>> <</Columns 11>> <</Columns 12>>]",
        Deflate(LZW(Deflate(kText))), -25, kText, "[/LZWDecode]", "[<</Columns 11>>]"},
-      {"/Filter [/ASCII85Decode /FlateDecode] /DecodeParms [null]", Deflate(kText), PDF_RESULT_INDEX_OUT_OF_RANGE, kText, "[/ASCII85Decode]",
-       "[null]", false},
+      {"/Filter [/ASCII85Decode /FlateDecode] /DecodeParms [null]", Deflate(kText), PDF_RESULT_INDEX_OUT_OF_RANGE,
+       kText, "[/ASCII85Decode]", "[null]", false},
       {"/Filter /FlateDecode", bad, PDF_RESULT_BAD_COMPRESSED_DATA, bad, "/FlateDecode"},
       {"/Filter /LZWDecode", old, PDF_RESULT_OLD_LZW, old, "/LZWDecode"},
       {"/Filter /FlateDecode /DecodeParms <</Predictor 12 /BitsPerComponent 264 /Columns 4>>", Deflate(kPng_Rows), 0,
@@ -110,7 +123,8 @@ TEST_F(Chain, DecodesInOrderAndStrikesWhatItDecoded) {
       {"/Filter 5", kText, 0, "", "5"},
       {"/Filter (FlateDecode)", kText, 0, "", "?"},
       {"/Filter [/FlateDecode 19 0 R]", kText, PDF_RESULT_MALFORMED_FILTER, "", "[/FlateDecode R]"},
-      {"/Filter [/FlateDecode] /DecodeParms <</Columns 4>>", kText, PDF_RESULT_MALFORMED_FILTER, "", "[/FlateDecode]", "<</Columns 4>>"},
+      {"/Filter [/FlateDecode] /DecodeParms <</Columns 4>>", kText, PDF_RESULT_MALFORMED_FILTER, "", "[/FlateDecode]",
+       "<</Columns 4>>"},
       // Empty: LZW decodes nothing into a buffer, and the release of the
       // missing raw data fails; Flate can't have a buffer of no bytes.
       {"/Filter /LZWDecode", "", PDF_RESULT_NOTHING_TO_FREE, "", "/LZWDecode", "", false},
@@ -165,7 +179,8 @@ TEST_F(Chain, EarlyChangeIsReadButNotHeeded) {
   // with the late change does not.
   const std::string text = Random_Bytes(4000, 9);
   for (int early : {1, 0}) {
-    PDF_Data_Object* object = Stream("/Filter /LZWDecode /DecodeParms <</EarlyChange 0>>", Test_LZW_Encode(text, early));
+    PDF_Data_Object* object =
+        Stream("/Filter /LZWDecode /DecodeParms <</EarlyChange 0>>", Test_LZW_Encode(text, early));
     PDF_Result result = PDF_Stream_Decode(Of(object), true);
     EXPECT_EQ(result == 0 && Data(Of(object)) == text, early == 1);
     Delete(&object);
@@ -173,13 +188,15 @@ TEST_F(Chain, EarlyChangeIsReadButNotHeeded) {
 }
 
 TEST_F(Chain, PredictorFailuresComeAfterTheRawDataIsGone) {
-  for (const std::string parms : {"<</Predictor 12 /BitsPerComponent 16 /Columns 4>>", "<</Predictor 3>>",
-                                  "<</Predictor 12 /Columns 2>>"}) {
+  for (const std::string parms :
+       {"<</Predictor 12 /BitsPerComponent 16 /Columns 4>>", "<</Predictor 3>>", "<</Predictor 12 /Columns 2>>"}) {
     const std::string raw = Deflate(kPng_Rows);
     PDF_Data_Object* object = Stream("/Filter /FlateDecode /DecodeParms " + parms, raw);
     PDF_Stream* stream = Of(object);
     // -99 for 16 bits, -54 for the unknown predictor and the unknown row tag.
-    EXPECT_EQ(PDF_Stream_Decode(stream, true), parms.find("16") != std::string::npos ? PDF_RESULT_NOT_SINGLE_BYTE : PDF_RESULT_MALFORMED_FILTER) << parms;
+    EXPECT_EQ(PDF_Stream_Decode(stream, true),
+              parms.find("16") != std::string::npos ? PDF_RESULT_NOT_SINGLE_BYTE : PDF_RESULT_MALFORMED_FILTER)
+        << parms;
     EXPECT_EQ(Entry(stream, "Filter"), "/FlateDecode") << parms;
     EXPECT_EQ(stream->data, nullptr) << parms << ": no data left";
     EXPECT_EQ(stream->length, raw.size()) << parms << ": length as it was";
@@ -248,13 +265,18 @@ TEST_F(Chain, IsPlainFlate) {
     std::string entries;
     bool plain;
   } cases[] = {
-      {"", true}, {"/Filter []", true}, {"/Filter [/FlateDecode /FlateDecode]", true}, {"/Filter 19 0 R", true},
+      {"", true},
+      {"/Filter []", true},
+      {"/Filter [/FlateDecode /FlateDecode]", true},
+      {"/Filter 19 0 R", true},
       {"/Filter /FlateDecode /DecodeParms <</Predictor 257 /Colors 3>>", true},  // 257 narrows to 1
-      {"/Filter /FlateDecode /DecodeParms [17 0 R]", true},                     // element not followed
+      {"/Filter /FlateDecode /DecodeParms [17 0 R]", true},                      // element not followed
       {"/Filter /FlateDecode /DecodeParms <</Predictor 12>>", false},
       {"/Filter /FlateDecode /DecodeParms 17 0 R", false},
       {"/Filter [/FlateDecode /FlateDecode] /DecodeParms [null <</Predictor 2>>]", false},
-      {"/Filter /LZWDecode", false}, {"/Filter [/FlateDecode /Fl]", false}, {"/Filter 5", false},
+      {"/Filter /LZWDecode", false},
+      {"/Filter [/FlateDecode /Fl]", false},
+      {"/Filter 5", false},
       {"/Filter [/FlateDecode 19 0 R]", false},
       {"/Filter /FlateDecode /DecodeParms <</Predictor /None>>", false},
   };
@@ -280,7 +302,8 @@ TEST_F(Chain, AllocationFailuresLeaveNothingBehind) {
       std::set<void*> before = Snapshot();
       PDF_Data_Object* object = Stream(c.entries, c.raw);
       Fail_Request(n);
-      PDF_Result result = c.plain_question ? !PDF_Stream_Is_Plain_Flate(Of(object)) : PDF_Stream_Decode(Of(object), false);
+      PDF_Result result =
+          c.plain_question ? !PDF_Stream_Is_Plain_Flate(Of(object)) : PDF_Stream_Decode(Of(object), false);
       bool failed = Failure_Reached();
       Stop_Failing();
       EXPECT_EQ(result == 0, !failed) << c.entries << " request " << n;

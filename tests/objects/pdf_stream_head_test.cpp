@@ -5,9 +5,9 @@
 #include <set>
 #include <string>
 
-#include "objects/pdf_stream.h"
 #include "objects/pdf_dictionary.h"
 #include "objects/pdf_object.h"
+#include "objects/pdf_stream.h"
 #include "support/test_cipher.h"
 #include "support/test_objects.h"
 
@@ -33,8 +33,8 @@ struct Head_Case {
   std::string text;
   int8_t lowest_level;  // from this level on the result below holds; below it the parse fails
   bool is_stream;
-  uint64_t count;       // bytes consumed
-  uint64_t position;    // first data byte, for a stream
+  uint64_t count;     // bytes consumed
+  uint64_t position;  // first data byte, for a stream
 };
 
 TEST_F(StreamHead, KeywordAndLineEndByLevel) {
@@ -191,9 +191,9 @@ TEST_F(StreamHead, MetadataTrialKeepsDecodableDataDecoded) {
   const std::string xml = "<x:xmpmeta xmlns:x=\"adobe:ns:meta/\"/>";
   uLongf size = compressBound(xml.size());
   std::string packed(size, '\0');
-  ASSERT_EQ(compress(reinterpret_cast<Bytef*>(&packed[0]), &size, reinterpret_cast<const Bytef*>(xml.data()),
-                     xml.size()),
-            Z_OK);
+  ASSERT_EQ(
+      compress(reinterpret_cast<Bytef*>(&packed[0]), &size, reinterpret_cast<const Bytef*>(xml.data()), xml.size()),
+      Z_OK);
   packed.resize(size);
   const std::string head = "<< /Type /Metadata /Subtype /XML /Filter /FlateDecode /Length " +
                            std::to_string(packed.size()) + " >>\nstream\n";

@@ -21,13 +21,20 @@ std::string Content(const PDF_String* string) {
 
 TEST(String_Decode, LiteralEscapesLineEndsAndOctal) {
   const std::pair<std::string, std::string> cases[] = {
-      {"a\\(b\\)c\\\\", "a(b)c\\"}, {"\\b\\f\\n\\r\\t", "\b\f\n\r\t"}, {"a\\\nb", "ab"}, {"a\\\r\nb", "ab"},
-      {"a\\\rb", "ab"}, {"\\101\\60\\7x", "A0\ax"},
+      {"a\\(b\\)c\\\\", "a(b)c\\"},
+      {"\\b\\f\\n\\r\\t", "\b\f\n\r\t"},
+      {"a\\\nb", "ab"},
+      {"a\\\r\nb", "ab"},
+      {"a\\\rb", "ab"},
+      {"\\101\\60\\7x", "A0\ax"},
       {"\\1011", "A1"},  // at most three digits
-      {"\\777", "\xff"}, {"\\400", std::string(1, '\0')},  // cut to 8 bits
-      {"a\\qb", "ab"},  // an unknown escape drops both bytes
-      {"a\\", "a"},     // a trailing backslash ends the walk
-      {"a\r\nb", "a\nb"}, {"a\n\rb", "a\n\nb"}, {"", ""},
+      {"\\777", "\xff"},
+      {"\\400", std::string(1, '\0')},  // cut to 8 bits
+      {"a\\qb", "ab"},                  // an unknown escape drops both bytes
+      {"a\\", "a"},                     // a trailing backslash ends the walk
+      {"a\r\nb", "a\nb"},
+      {"a\n\rb", "a\n\nb"},
+      {"", ""},
   };
   for (const auto& c : cases) {
     std::string buffer = c.first + '#';
@@ -43,8 +50,11 @@ TEST(String_Decode, LiteralEscapesLineEndsAndOctal) {
 
 TEST(String_Decode, HexPairsSpacesAndOddDigits) {
   const std::pair<std::string, std::string> cases[] = {
-      {"4 1", "A"}, {" 4\n1 42 ", "AB"}, {"6a6B", "jk"}, {"", ""},
-      {"414", "A@"},                    // the missing digit counts as 0
+      {"4 1", "A"},
+      {" 4\n1 42 ", "AB"},
+      {"6a6B", "jk"},
+      {"", ""},
+      {"414", "A@"},                   // the missing digit counts as 0
       {"4G", std::string(1, '\x04')},  // strtol stops at the first non-digit
   };
   for (const auto& c : cases) {
@@ -74,14 +84,19 @@ TEST_F(String_Ops, CompareDecodesOnTheFlyWithTheShortOctalRule) {
     std::string plain;
     int32_t expected;
   } cases[] = {
-      {"abc", "abc", 0}, {"abc", "abd", -1}, {"abd", "abc", 1}, {"abc", "ab", 1}, {"ab", "abc", -1},
-      {"a\\(b", "a(b", 0}, {"\\n\\t", "\n\t", 0},
-      {"\\q", "q", 0},     // another escaped byte means itself
-      {"\\101", "A", -1},  // not "A" but 1: one digit alone, the second is passed over
+      {"abc", "abc", 0},
+      {"abc", "abd", -1},
+      {"abd", "abc", 1},
+      {"abc", "ab", 1},
+      {"ab", "abc", -1},
+      {"a\\(b", "a(b", 0},
+      {"\\n\\t", "\n\t", 0},
+      {"\\q", "q", 0},                          // another escaped byte means itself
+      {"\\101", "A", -1},                       // not "A" but 1: one digit alone, the second is passed over
       {"\\101", std::string("\x01") + "1", 0},  // ... and the third stands for itself
-      {"a\\\nb", "axb", 0},  // a line continuation uses up one plain byte
-      {"a\\", "ab", -1},     // a backslash at the very end
-      {"\xff", "\x01", 1},   // unsigned comparison
+      {"a\\\nb", "axb", 0},                     // a line continuation uses up one plain byte
+      {"a\\", "ab", -1},                        // a backslash at the very end
+      {"\xff", "\x01", 1},                      // unsigned comparison
   };
   for (const auto& c : cases) {
     PDF_String* string = Make(c.raw);
@@ -175,8 +190,7 @@ TEST_F(String_Ops, DecryptDecodesIntoLiteralFormOnce) {
     uint32_t kind;
     std::string content;
   } cases[] = {
-      {"A", 2, "A"}, {"()\\", 2, "\\(\\)\\\\"}, {"\n", 2, "\\n"}, {"aA)", 1, "aA\\)"}, {"xy", 1, "xy"},
-      {"", 2, ""},
+      {"A", 2, "A"}, {"()\\", 2, "\\(\\)\\\\"}, {"\n", 2, "\\n"}, {"aA)", 1, "aA\\)"}, {"xy", 1, "xy"}, {"", 2, ""},
   };
   for (const auto& c : cases) {
     const std::string cipher = Test_Encipher(key, 7, 2, c.plain);

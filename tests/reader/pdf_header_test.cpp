@@ -19,10 +19,10 @@ struct Header_Case {
 
 TEST_F(Header, LevelComesFromTheFirstNumberOfTheFile) {
   const Header_Case cases[] = {
-      {"%PDF-1.7\n1 0 obj", 4},         // the version line is a comment
+      {"%PDF-1.7\n1 0 obj", 4},  // the version line is a comment
       {"%PDF-1.4\n%\xE2\xE3\n12 0 obj", 5},
-      {"%PDF-1.7\n%more\n1.4 ", 0},     // only exactly 1.4 gives level 0
-      {"-1.4 ", 0},                     // absolute value
+      {"%PDF-1.7\n%more\n1.4 ", 0},  // only exactly 1.4 gives level 0
+      {"-1.4 ", 0},                  // absolute value
       {"1.5", 5},
       {"1.7 ", 5},
       {"0.9 ", 4},
@@ -31,7 +31,7 @@ TEST_F(Header, LevelComesFromTheFirstNumberOfTheFile) {
       {"", -1},
   };
   for (const Header_Case& c : cases) {
-  const std::string text = c.input;
+    const std::string text = c.input;
     PDF_Header* header = nullptr;
     uint64_t count = PDF_Header_Read(&header, file, Input(text), 0);
     if (c.level < 0) {
@@ -95,7 +95,7 @@ TEST_F(Startxref, BackwardSearchFindsTheLastKeyword) {
       {"past the first probe", std::string(1048580, ' ') + "startxref 31 ", 0, 31},
   };
   for (const Startxref_Case& c : cases) {
-  const std::string text = c.input;
+    const std::string text = c.input;
     uint64_t offset = 1234;
     EXPECT_EQ(PDF_Header_Find_Startxref(file, Input(text), &offset), c.result) << c.name;
     EXPECT_EQ(offset, c.offset) << c.name;

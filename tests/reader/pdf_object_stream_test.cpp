@@ -25,11 +25,23 @@ struct Integer_Case {
 
 TEST(Text_Read_Integer, SignsSpacesDigitsAndLimits) {
   const Integer_Case cases[] = {
-      {"42", 2, 2, 42}, {"\t\r\n\f 9x", 7, 6, 9}, {std::string("\0", 1) + "7", 2, 2, 7}, {"-17", 3, 3, -17},
-      {"+5", 2, 2, 5}, {"12a", 3, 2, 12}, {"1234", 2, 2, 12}, {"-2147483648", 11, 11, INT32_MIN},
+      {"42", 2, 2, 42},
+      {"\t\r\n\f 9x", 7, 6, 9},
+      {std::string("\0", 1) + "7", 2, 2, 7},
+      {"-17", 3, 3, -17},
+      {"+5", 2, 2, 5},
+      {"12a", 3, 2, 12},
+      {"1234", 2, 2, 12},
+      {"-2147483648", 11, 11, INT32_MIN},
       // Values past 32 bits wrap around; a comment is not skipped.
-      {"2147483648", 10, 10, INT32_MIN}, {"4294967297", 10, 10, 1}, {"%1\n2", 4, 0, 0},
-      {"", 0, 0, 0}, {"   ", 3, 0, 0}, {"-", 1, 0, 0}, {"- 5", 3, 0, 0}, {"x1", 2, 0, 0},
+      {"2147483648", 10, 10, INT32_MIN},
+      {"4294967297", 10, 10, 1},
+      {"%1\n2", 4, 0, 0},
+      {"", 0, 0, 0},
+      {"   ", 3, 0, 0},
+      {"-", 1, 0, 0},
+      {"- 5", 3, 0, 0},
+      {"x1", 2, 0, 0},
   };
   for (const Integer_Case& c : cases) {
     int32_t value = 12345;
@@ -119,7 +131,8 @@ TEST(Object_Stream, CompressedEntryLoadsAtEveryLevel) {
       EXPECT_TRUE(entry->offset == 0 && entry->container == 0) << name;
       EXPECT_EQ(PDF_Number_Get_Real(static_cast<PDF_Number*>(
                     PDF_Data_Object_Get_Direct_Value(entry->object->value, PDF_Data_Type_Number))),
-                c.value) << name;
+                c.value)
+          << name;
     }
   }
 }
@@ -127,9 +140,9 @@ TEST(Object_Stream, CompressedEntryLoadsAtEveryLevel) {
 TEST(Object_Stream, EachObjectIsParsedOnceOnFirstLookup) {
   Pdf_Builder b = Start({});
   Pdf_Packed_Objects packed;
-  Pdf_Builder_Object_Stream(&b, &packed, 10,
-                            {{1, "<< /Type /Catalog /Pages 2 0 R >>"}, {2, "<< /Type /Pages /Kids [] /Count 0 >>"},
-                             {3, "[3 0 R]"}});
+  Pdf_Builder_Object_Stream(
+      &b, &packed, 10,
+      {{1, "<< /Type /Catalog /Pages 2 0 R >>"}, {2, "<< /Type /Pages /Kids [] /Count 0 >>"}, {3, "[3 0 R]"}});
   Pdf_Builder without_root = b;
   Opened_Document opened(Finish(&b, packed), 0);
   ASSERT_EQ(opened.result, 0);
@@ -188,9 +201,9 @@ std::string Member(Opened_Document* opened, uint32_t number) {
 }
 
 struct Pairs_Case {
-  std::string entries;  // N and First
-  std::string data;     // the stream's bytes
-  uint32_t members;     // objects 1 to members lie at indexes 0 to members - 1
+  std::string entries;                // N and First
+  std::string data;                   // the stream's bytes
+  uint32_t members;                   // objects 1 to members lie at indexes 0 to members - 1
   std::vector<std::string> expected;  // each member's load, as the per-member reading gives it
 };
 

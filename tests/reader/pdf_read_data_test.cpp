@@ -23,17 +23,17 @@ TEST(ReadDataTokens, Keyword) {
       {"obj", 5, 3, 3, "obj"},
       {"  obj ", 5, 5, 3, "obj"},
       {"%comment\nobj", 5, 12, 3, "obj"},
-      {"abcde", 5, 5, 5, "abcde"},       // exactly the capacity
-      {"abcdef", 5, 0, 5, ""},           // one byte more: refused, holder unchanged
+      {"abcde", 5, 5, 5, "abcde"},          // exactly the capacity
+      {"abcdef", 5, 0, 5, ""},              // one byte more: refused, holder unchanged
       {Bytes("ab\0cd", 5), 5, 2, 2, "ab"},  // NUL ends a keyword
       {Bytes("\0\0ab", 4), 5, 4, 2, "ab"},  // and is skipped as white space
-      {"%abc", 5, 0, 0, ""},             // comment without line end: '%' is a delimiter
-      {"/Name", 5, 0, 0, ""},            // a delimiter first: length 0
-      {"  /Name", 5, 2, 0, ""},          // only the skipped bytes count
+      {"%abc", 5, 0, 0, ""},                // comment without line end: '%' is a delimiter
+      {"/Name", 5, 0, 0, ""},               // a delimiter first: length 0
+      {"  /Name", 5, 2, 0, ""},             // only the skipped bytes count
       {"true]", 5, 4, 4, "true"},
       {"", 5, 0, 5, ""},
       {"   ", 5, 0, 5, ""},
-      {"obj", 0, 0, 0, ""},              // capacity 0 reads nothing
+      {"obj", 0, 0, 0, ""},  // capacity 0 reads nothing
   };
   for (const Keyword_Case& c : cases) {
     Test_Input input{c.input, {}, {}};
@@ -57,23 +57,11 @@ struct Number_Case {
 
 TEST(ReadDataTokens, Number) {
   const Number_Case cases[] = {
-      {"12", 2, 12.0, 0},  // end of data terminates
-      {"12 ", 2, 12.0, 0},
-      {"1.", 2, 1.0, 1},   // no digit behind the point still counts one decimal
-      {".5", 2, 0.5, 1},
-      {"-.5 ", 3, -0.5, 1},
-      {"+5 ", 2, 5.0, 0},
-      {"  3.25/", 6, 3.25, 2},
-      {"%c\n7 ", 4, 7.0, 0},
-      {"007]", 3, 7.0, 0},
-      {".", 0, 0.0, 0},
-      {"-", 0, 0.0, 0},
-      {"+.", 0, 0.0, 0},
-      {"12a", 0, 0.0, 0},
-      {"1e5", 0, 0.0, 0},
-      {"1.2.3", 0, 0.0, 0},
-      {"--1", 0, 0.0, 0},
-      {"", 0, 0.0, 0},
+      {"12", 2, 12.0, 0},                      // end of data terminates
+      {"12 ", 2, 12.0, 0}, {"1.", 2, 1.0, 1},  // no digit behind the point still counts one decimal
+      {".5", 2, 0.5, 1},   {"-.5 ", 3, -0.5, 1}, {"+5 ", 2, 5.0, 0}, {"  3.25/", 6, 3.25, 2}, {"%c\n7 ", 4, 7.0, 0},
+      {"007]", 3, 7.0, 0}, {".", 0, 0.0, 0},     {"-", 0, 0.0, 0},   {"+.", 0, 0.0, 0},       {"12a", 0, 0.0, 0},
+      {"1e5", 0, 0.0, 0},  {"1.2.3", 0, 0.0, 0}, {"--1", 0, 0.0, 0}, {"", 0, 0.0, 0},
   };
   for (const Number_Case& c : cases) {
     Test_Input input{c.input, {}, {}};
@@ -157,16 +145,11 @@ struct Skip_Case {
 
 TEST(ReadDataTokens, SkipLineAndSpace) {
   const Skip_Case cases[] = {
-      {"abc\r\ndef", true, 4, 13},
-      {"abc\ndef", true, 4, 10},
-      {"abc", true, 0, 0xEE},
-      {"\n", true, 1, 10},
-      {"   x", false, 4, 'x'},
-      {"", false, 0, 0xEE},
-      {"  ", false, 0, 0xEE},
-      {"%abc", false, 1, '%'},  // comment to the end: '%' is the significant byte
-      {"%a\n%b\r z", false, 8, 'z'},
-      {Bytes("\0\t\f\r\n y", 7), false, 7, 'y'},
+      {"abc\r\ndef", true, 4, 13},   {"abc\ndef", true, 4, 10},
+      {"abc", true, 0, 0xEE},        {"\n", true, 1, 10},
+      {"   x", false, 4, 'x'},       {"", false, 0, 0xEE},
+      {"  ", false, 0, 0xEE},        {"%abc", false, 1, '%'},  // comment to the end: '%' is the significant byte
+      {"%a\n%b\r z", false, 8, 'z'}, {Bytes("\0\t\f\r\n y", 7), false, 7, 'y'},
   };
   for (const Skip_Case& c : cases) {
     Test_Input input{c.input, {}, {}};

@@ -7,7 +7,6 @@
 
 #include "invoice_extract.h"
 
-#include "objects/pdf_stream.h"
 #include "objects/pdf_array.h"
 #include "objects/pdf_data_object.h"
 #include "objects/pdf_dictionary.h"
@@ -15,6 +14,7 @@
 #include "objects/pdf_number.h"
 #include "objects/pdf_object.h"
 #include "objects/pdf_object_reference.h"
+#include "objects/pdf_stream.h"
 #include "reader/pdf_trailer.h"
 #include "reader/pdf_xref_stream.h"
 #include "reader/pdf_xref_table.h"
@@ -136,17 +136,27 @@ TEST_F(Xref_Stream, RowsBecomeSectionsOfTheTable) {
       {x + "/Size 5 /W [1 2 1]", {F(255), N(1), N(2), C(9, 0), N(3, 4)}, 0, "0+5: f255 n1 n2 c9.0 n3/4"},
       {x + "/Size 3 /W [0 2 0]", {N(1), N(2), N(3)}, 0, "0+3: n1 n2 n3", {0, 2, 0}},
       // A wide type field: only its last byte counts.
-      {x + "/Size 3 /W [2 2 1]", {Row{0x0301, Base().offsets.at(4), 0}, Row{0x0100, 0, 7}, Row{0x0002, 9, 4}}, 0,
-       "0+3: n4 f7 c9.4", {2, 2, 1}},
+      {x + "/Size 3 /W [2 2 1]",
+       {Row{0x0301, Base().offsets.at(4), 0}, Row{0x0100, 0, 7}, Row{0x0002, 9, 4}},
+       0,
+       "0+3: n4 f7 c9.4",
+       {2, 2, 1}},
       // An unknown type is stored free; generations are cut to 16 bits.
       {x + "/Size 2 /W [1 2 2]", {Row{7, 1234, 9}, N(1)}, 0, "0+2: f9 n1", {1, 2, 2}},
       {x + "/Size 2 /W [1 2 3]", {N(1, 0x010005), F(0x020003)}, 0, "0+2: n1/5 f3", {1, 2, 3}},
       {x + "/Size 6 /W [1 3 2] /Filter /FlateDecode", six, 0, "0+6: f255 n1 c40000.2 n2 n3 n6", {1, 3, 2}, 1},
-      {x + "/Size 6 /W [2 4 2] /Filter /FlateDecode /DecodeParms << /Predictor 12 /Columns 8 >>", six, 0,
-       "0+6: f255 n1 c40000.2 n2 n3 n6", {2, 4, 2}, 2},
+      {x + "/Size 6 /W [2 4 2] /Filter /FlateDecode /DecodeParms << /Predictor 12 /Columns 8 >>",
+       six,
+       0,
+       "0+6: f255 n1 c40000.2 n2 n3 n6",
+       {2, 4, 2},
+       2},
       // A single row is never read.
-      {x + "/Size 1 /W [1 2 1]", {N(1)}, 0, ""}, {x + "/Size 3 /W [1 2 1]", {}, 0, ""},
-      {x + "/Size 20 /W [1 2 1] /Index [3 2 10 2 12 1]", {N(1), N(2), N(3), N(4), N(5), N(6)}, 0,
+      {x + "/Size 1 /W [1 2 1]", {N(1)}, 0, ""},
+      {x + "/Size 3 /W [1 2 1]", {}, 0, ""},
+      {x + "/Size 20 /W [1 2 1] /Index [3 2 10 2 12 1]",
+       {N(1), N(2), N(3), N(4), N(5), N(6)},
+       0,
        "3+2: n1 n2 | 10+2: n3 n4 | 12+1: n5"},
       // Rows behind the last pair continue the numbers; a lone number starts the rest.
       {x + "/Size 20 /W [1 2 1] /Index [3 2]", {N(1), N(2), N(3), N(4), N(5)}, 0, "3+2: n1 n2 | 5+3: n3 n4 n5"},
@@ -163,10 +173,15 @@ TEST_F(Xref_Stream, RowsBecomeSectionsOfTheTable) {
       {x + "/Size 9 /W [1 2 1] /Index [0 2 1 2]", {N(1), N(2), N(3), N(4)}, 0, "0+2: n1 n2 | 2+1: n4"},
       {x + "/Size 20 /W [1 2 1] /Index [8 2 1 2]", {N(1), N(2), N(3), N(4), N(5)}, 0, "1+2: n3 n4 | 8+2: n1 n2"},
       // In-use rows without an object header there.
-      {x + "/Size 9 /W [1 2 1] /Index [0 2 4 2]", {F(255), N(1), N(2), Row{1, 1, 0}, N(3)}, PDF_RESULT_OBJECT_UNREADABLE, "0+2: f255 n1"},
+      {x + "/Size 9 /W [1 2 1] /Index [0 2 4 2]",
+       {F(255), N(1), N(2), Row{1, 1, 0}, N(3)},
+       PDF_RESULT_OBJECT_UNREADABLE,
+       "0+2: f255 n1"},
       {x + "/Size 9 /W [1 4 1]", {F(255), N(1), Row{1, 999999, 0}, N(2)}, PDF_RESULT_OBJECT_UNREADABLE, "", {1, 4, 1}},
-      {x + "/W [1 2 1]", {N(1), N(2)}, PDF_RESULT_MALFORMED_XREF, ""}, {x + "/Size 2", {N(1), N(2)}, PDF_RESULT_MALFORMED_XREF, ""},
-      {x + "/Size 2 /W [1 2]", {N(1), N(2)}, PDF_RESULT_MALFORMED_XREF, ""}, {x + "/Size 2 /W [-1 3 2]", {N(1), N(2)}, PDF_RESULT_MALFORMED_XREF, ""},
+      {x + "/W [1 2 1]", {N(1), N(2)}, PDF_RESULT_MALFORMED_XREF, ""},
+      {x + "/Size 2", {N(1), N(2)}, PDF_RESULT_MALFORMED_XREF, ""},
+      {x + "/Size 2 /W [1 2]", {N(1), N(2)}, PDF_RESULT_MALFORMED_XREF, ""},
+      {x + "/Size 2 /W [-1 3 2]", {N(1), N(2)}, PDF_RESULT_MALFORMED_XREF, ""},
       {x + "/Size 2 /W [1 0 3]", {N(1), N(2)}, PDF_RESULT_MALFORMED_XREF, "", {1, 0, 3}},
       {x + "/Size 3 /W [1 2 1] /Filter /DCTDecode", {N(1), N(2), N(3)}, PDF_RESULT_UNSUPPORTED_FILTER, ""},
       // A name in W or Index gives the element's code; Index that is not an array counts as absent.
@@ -255,8 +270,9 @@ TEST_F(Xref_Stream, TrailerTakesSixKeysInOrderAndNeedsSize) {
 }
 
 TEST_F(Xref_Stream, ExhaustedMemoryLeavesNothingBehind) {
-  const std::string entries = "/Type /XRef /Size 9 /W [1 2 1] /Index [0 3 5 3] /Filter /FlateDecode /Prev 7 "
-                              "/Root 1 0 R /Encrypt << /V 1 >> /Info 3 0 R /ID [<01> <02>]";
+  const std::string entries =
+      "/Type /XRef /Size 9 /W [1 2 1] /Index [0 3 5 3] /Filter /FlateDecode /Prev 7 "
+      "/Root 1 0 R /Encrypt << /V 1 >> /Info 3 0 R /ID [<01> <02>]";
   const std::string data =
       Pdf_Flate(Pdf_Xref_Stream_Pack({F(255), N(1), C(8, 0), N(2), F(1), C(8, 1), N(3)}, {1, 2, 1}));
   bool reached = true;
@@ -275,13 +291,15 @@ TEST_F(Xref_Stream, ExhaustedMemoryLeavesNothingBehind) {
     if (read == 0) {
       EXPECT_EQ(Describe(table), "0+3: f255 n1 c8.0 | 5+3: n2 f1 c8.1") << "request " << n;
     } else {
-      EXPECT_TRUE(reached && (read == PDF_RESULT_OUT_OF_MEMORY || read == PDF_RESULT_OBJECT_UNREADABLE)) << "request " << n << " gave " << read;
+      EXPECT_TRUE(reached && (read == PDF_RESULT_OUT_OF_MEMORY || read == PDF_RESULT_OBJECT_UNREADABLE))
+          << "request " << n << " gave " << read;
     }
     if (made == 0) {
       EXPECT_EQ(Keys(PDF_Trailer_Get_Dictionary(trailer)), "Size Prev Root Encrypt Info ID");
       EXPECT_EQ(PDF_Trailer_Delete(&trailer, file), 0);
     } else {
-      EXPECT_TRUE(reached && made == PDF_RESULT_OUT_OF_MEMORY && trailer == nullptr) << "request " << n << " gave " << made;
+      EXPECT_TRUE(reached && made == PDF_RESULT_OUT_OF_MEMORY && trailer == nullptr)
+          << "request " << n << " gave " << made;
     }
     Drop();
     EXPECT_EQ(PDF_Xref_Table_Delete(&table, file), 0);

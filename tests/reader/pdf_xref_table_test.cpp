@@ -7,13 +7,13 @@
 #include <vector>
 
 #include "objects/pdf_object.h"
+#include "reader/pdf_file.h"
 #include "reader/pdf_object_stream.h"
 #include "reader/pdf_xref_table.h"
 #include "support/opened_document.h"
 #include "support/pdf_builder.h"
 #include "support/pdf_xref_stream_builder.h"
 #include "support/test_show.h"
-#include "reader/pdf_file.h"
 
 namespace {
 
@@ -127,11 +127,10 @@ std::string Overlapping_Subsections() {
   // line points at the header of another number, one gives a generation that
   // the header doesn't have.
   Pdf_Builder b = Numbered(9);
-  uint64_t xref = Pdf_Builder_Xref(
-      &b, {{0, {{0, 65535, 'f'}, In_Use(b, 1), In_Use(b, 2), In_Use(b, 3), kFree}},
-           {2, {In_Use(b, 7), In_Use(b, 8), In_Use(b, 4, 3)}},
-           {2, {In_Use(b, 9)}},
-           {8, {In_Use(b, 5), kFree, In_Use(b, 6)}}});
+  uint64_t xref = Pdf_Builder_Xref(&b, {{0, {{0, 65535, 'f'}, In_Use(b, 1), In_Use(b, 2), In_Use(b, 3), kFree}},
+                                        {2, {In_Use(b, 7), In_Use(b, 8), In_Use(b, 4, 3)}},
+                                        {2, {In_Use(b, 9)}},
+                                        {8, {In_Use(b, 5), kFree, In_Use(b, 6)}}});
   Pdf_Builder_Trailer(&b, "/Size 11 /Root 1 0 R", xref);
   return b.bytes;
 }
@@ -154,9 +153,8 @@ std::string Prev_Chain() {
   uint64_t four = Pdf_Builder_Object(&b, 4, "(four again)");
   uint64_t thirteen_again = Pdf_Builder_Object(&b, 13, "(thirteen again)");
   uint64_t twenty = Pdf_Builder_Object(&b, 20, "(twenty)");
-  uint64_t third = Pdf_Builder_Xref(&b, {{4, {{four, 0, 'n'}}},
-                                         {13, {{thirteen_again, 0, 'n'}, {0, 2, 'f'}}},
-                                         {20, {{twenty, 0, 'n'}}}});
+  uint64_t third = Pdf_Builder_Xref(
+      &b, {{4, {{four, 0, 'n'}}}, {13, {{thirteen_again, 0, 'n'}, {0, 2, 'f'}}}, {20, {{twenty, 0, 'n'}}}});
   Pdf_Builder_Trailer(&b, "/Size 21 /Root 1 0 R /Prev " + std::to_string(second), third);
   return b.bytes;
 }
@@ -281,8 +279,7 @@ TEST(Xref_Index, FollowsEntriesAddedAndObjectsHiddenOrRemoved) {
         ASSERT_EQ(PDF_Data_Object_Create(&value, opened->file(), PDF_Data_Type_Null, nullptr), 0);
         ASSERT_EQ(PDF_Object_Create(&object, opened->file(), value, addition.number, 0, 1), 0);
       }
-      ASSERT_EQ(PDF_Xref_Table_Add_Entry(opened->body()->table, opened->file(), object, addition.number, 0, 0, 'f'),
-                0);
+      ASSERT_EQ(PDF_Xref_Table_Add_Entry(opened->body()->table, opened->file(), object, addition.number, 0, 0, 'f'), 0);
     }
     Expect_Same_Answers(&indexed, &walked, 32, "after adding " + std::to_string(addition.number));
   }

@@ -10,12 +10,12 @@
 #include "objects/pdf_number.h"
 #include "objects/pdf_object.h"
 #include "objects/pdf_string.h"
+#include "reader/pdf_file.h"
 #include "reader/pdf_trailer.h"
 #include "reader/pdf_xref_table.h"
 #include "support/opened_document.h"
 #include "support/pdf_builder.h"
 #include "support/test_memory.h"
-#include "reader/pdf_file.h"
 
 namespace {
 
@@ -120,9 +120,9 @@ struct Damage_Case {
   std::string name;
   std::string table;
   std::string keyword;
-  int8_t lowest_level;   // the first level that opens
-  PDF_Result below;      // result below that level
-  std::string report;    // expected at every level, "" for none
+  int8_t lowest_level;  // the first level that opens
+  PDF_Result below;     // result below that level
+  std::string report;   // expected at every level, "" for none
 };
 
 TEST(XrefChain, DamageIsForgivenFromItsLevel) {
@@ -133,8 +133,10 @@ TEST(XrefChain, DamageIsForgivenFromItsLevel) {
       {"clean", "0 3\n0000000000 65535 f\r\n<1><2>", "trailer", 0, 0, ""},
       {"nine-digit offset", "0 3\n000000000 65535 f\r\n<1><2>", "trailer", 0, 0, ""},
       {"bad first line", "0 3\n" + bad_line + "<1><2>", "trailer", 2, PDF_RESULT_MALFORMED_XREF, first_report},
-      {"bad later line", "0 3\n0000000000 65535 f\r\n<1>" + bad_line, "trailer", 1, PDF_RESULT_MALFORMED_XREF, later_report},
-      {"short line", "0 3\n0000000000 65535 f\r\n<1>16 0 n          \n", "trailer", 1, PDF_RESULT_MALFORMED_XREF, later_report},
+      {"bad later line", "0 3\n0000000000 65535 f\r\n<1>" + bad_line, "trailer", 1, PDF_RESULT_MALFORMED_XREF,
+       later_report},
+      {"short line", "0 3\n0000000000 65535 f\r\n<1>16 0 n          \n", "trailer", 1, PDF_RESULT_MALFORMED_XREF,
+       later_report},
       {"junk token before trailer", "0 3\n0000000000 65535 f\r\n<1><2>", "junk trailer", 1, PDF_RESULT_BAD_TRAILER,
        "Unable to find trailer keyword, try to ignore it.\n"},
       {"no trailer keyword", "0 3\n0000000000 65535 f\r\n<1><2>", "", 1, PDF_RESULT_BAD_TRAILER,

@@ -7,8 +7,8 @@
 #include <vector>
 
 #include "objects/pdf_object.h"
-#include "objects/pdf_string.h"
 #include "objects/pdf_object_security.h"
+#include "objects/pdf_string.h"
 #include "security/pdf_security.h"
 #include "support/test_cipher.h"
 #include "support/test_objects.h"

@@ -40,8 +40,14 @@ inline std::map<std::string, std::vector<std::string>> Read_Table(const std::str
 // Columns of expected.tsv and flavours.tsv.
 enum { kExpected_Check = 1, kExpected_Extract = 2, kExpected_Sha256 = 3 };
 enum {
-  kFlavour_Pdfa = 1, kFlavour_Standard, kFlavour_Type, kFlavour_File_Name, kFlavour_Version, kFlavour_Level,
-  kFlavour_Attachments, kFlavour_Sha256,
+  kFlavour_Pdfa = 1,
+  kFlavour_Standard,
+  kFlavour_Type,
+  kFlavour_File_Name,
+  kFlavour_Version,
+  kFlavour_Level,
+  kFlavour_Attachments,
+  kFlavour_Sha256,
 };
 
 // One row of expected.tsv: the file under the corpus and what each exported

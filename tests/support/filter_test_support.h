@@ -74,10 +74,10 @@ class Filter_Fixture : public Objects_Fixture {
     PDF_Xref_Table* table = nullptr;
     ASSERT_EQ(PDF_Xref_Table_Create(&table, file, false), 0);
     ASSERT_EQ(PDF_Body_Create(&file->xref_table, file, table, nullptr, false), 0);
-    for (const char* text : {"7 0 obj <</Predictor 12 /EarlyChange 0>>", "8 0 obj [<</Predictor 12>>]",
-                             "9 0 obj /LZWDecode", "10 0 obj [/FlateDecode /LZWDecode]", "11 0 obj 12",
-                             "17 0 obj <</Predictor 12 /Columns 4>>", "19 0 obj /FlateDecode",
-                             "20 0 obj [/FlateDecode /FlateDecode]"}) {
+    for (const char* text :
+         {"7 0 obj <</Predictor 12 /EarlyChange 0>>", "8 0 obj [<</Predictor 12>>]", "9 0 obj /LZWDecode",
+          "10 0 obj [/FlateDecode /LZWDecode]", "11 0 obj 12", "17 0 obj <</Predictor 12 /Columns 4>>",
+          "19 0 obj /FlateDecode", "20 0 obj [/FlateDecode /FlateDecode]"}) {
       PDF_Object* object = nullptr;
       ASSERT_NE(PDF_Object_Read(&object, file, Input(text), 0), 0u) << text;
       ASSERT_EQ(PDF_Xref_Table_Add_Entry(file->xref_table->table, file, object, 0, 0, 0, 'n'), 0);

@@ -12,8 +12,8 @@ std::string Hazard_Prev_Cycle_Pdf() {
   // An incremental update with one free line whose trailer points back at
   // its own section.
   const std::string offset = std::to_string(bytes.size());
-  bytes += "xref\n0 1\n0000000000 65535 f\r\ntrailer\n<< /Size 7 /Root 1 0 R /Prev " + offset +
-           " >>\nstartxref\n" + offset + "\n%%EOF\n";
+  bytes += "xref\n0 1\n0000000000 65535 f\r\ntrailer\n<< /Size 7 /Root 1 0 R /Prev " + offset + " >>\nstartxref\n" +
+           offset + "\n%%EOF\n";
   return bytes;
 }
 

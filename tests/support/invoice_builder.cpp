@@ -29,16 +29,22 @@ std::string Invoice_Xmp_Packet(const Invoice_Options& o) {
   if (o.attribute_form) {
     packet += "<rdf:Description rdf:about=\"\" xmlns:pdfaid=\"http://www.aiim.org/pdfa/ns/id/\" pdfaid:part=\"" +
               o.part + "\" pdfaid:conformance=\"" + o.conformance + "\"/>\n";
-    packet += "<rdf:Description rdf:about=\"\" xmlns:zf=\"" + o.name_space + "\" zf:DocumentType=\"" +
-              o.document_type + "\" zf:DocumentFileName=\"" + o.document_file_name +
+    packet += "<rdf:Description rdf:about=\"\" xmlns:zf=\"" + o.name_space + "\" zf:DocumentType=\"" + o.document_type +
+              "\" zf:DocumentFileName=\"" + o.document_file_name +
               "\" zf:Version=\"1.0\" zf:ConformanceLevel=\"BASIC\"/>\n";
   } else {
-    packet += "<rdf:Description rdf:about=\"\" xmlns:pdfaid=\"http://www.aiim.org/pdfa/ns/id/\">\n"
-              "<pdfaid:part>" + o.part + "</pdfaid:part>\n<pdfaid:conformance>" + o.conformance +
-              "</pdfaid:conformance>\n</rdf:Description>\n";
-    packet += "<rdf:Description rdf:about=\"\" xmlns:zf=\"" + o.name_space + "\">\n"
-              "<zf:DocumentType>" + o.document_type + "</zf:DocumentType>\n"
-              "<zf:DocumentFileName>" + o.document_file_name + "</zf:DocumentFileName>\n"
+    packet +=
+        "<rdf:Description rdf:about=\"\" xmlns:pdfaid=\"http://www.aiim.org/pdfa/ns/id/\">\n"
+        "<pdfaid:part>" +
+        o.part + "</pdfaid:part>\n<pdfaid:conformance>" + o.conformance + "</pdfaid:conformance>\n</rdf:Description>\n";
+    packet += "<rdf:Description rdf:about=\"\" xmlns:zf=\"" + o.name_space +
+              "\">\n"
+              "<zf:DocumentType>" +
+              o.document_type +
+              "</zf:DocumentType>\n"
+              "<zf:DocumentFileName>" +
+              o.document_file_name +
+              "</zf:DocumentFileName>\n"
               "<zf:Version>1.0</zf:Version>\n<zf:ConformanceLevel>BASIC</zf:ConformanceLevel>\n"
               "</rdf:Description>\n";
   }
@@ -60,14 +66,16 @@ std::string Invoice_Build_Pdf(const Invoice_Options& o) {
   std::string xml = o.xml.empty() ? Invoice_Sample_Xml() : o.xml;
   std::string stored = o.embedded_data.empty() ? xml : o.embedded_data;
   Pdf_Builder_Stream(&builder, 4,
-                     "/Type /EmbeddedFile /Subtype /text#2Fxml /Params << /Size " + std::to_string(xml.size()) +
-                         " >>" + o.embedded_entries,
+                     "/Type /EmbeddedFile /Subtype /text#2Fxml /Params << /Size " + std::to_string(xml.size()) + " >>" +
+                         o.embedded_entries,
                      stored);
   Pdf_Builder_Object(&builder, 5,
                      "<< /Type /Filespec /F (" + o.attachment_name + ") /UF (" + o.attachment_name +
                          ") /EF << /F 4 0 R >> /AFRelationship /Alternative /Desc (Invoice) >>");
   Pdf_Builder_Object(&builder, 6, "<< /Type /Page /Parent 2 0 R /MediaBox [0 0 595 842] >>");
   for (const auto& extra : o.extra_objects) Pdf_Builder_Object(&builder, extra.first, extra.second);
-  Pdf_Builder_Finish(&builder, o.trailer_extra + " /Root 1 0 R /ID [<0123456789ABCDEF0123456789ABCDEF> <0123456789ABCDEF0123456789ABCDEF>]");
+  Pdf_Builder_Finish(
+      &builder,
+      o.trailer_extra + " /Root 1 0 R /ID [<0123456789ABCDEF0123456789ABCDEF> <0123456789ABCDEF0123456789ABCDEF>]");
   return builder.bytes;
 }

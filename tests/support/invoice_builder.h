@@ -14,15 +14,15 @@ struct Invoice_Options {
   std::string name_space = "urn:ferd:pdfa:CrossIndustryDocument:invoice:1p0#";
   std::string document_type = "INVOICE";
   std::string document_file_name = "ZUGFeRD-invoice.xml";
-  bool attribute_form = false;          // properties as attributes of rdf:Description
+  bool attribute_form = false;                          // properties as attributes of rdf:Description
   std::string attachment_name = "ZUGFeRD-invoice.xml";  // the F entry, as written between parentheses
-  std::string xml;                      // the embedded bytes; empty: a small sample invoice
-  std::string embedded_entries;         // extra entries of the embedded stream's dictionary
-  std::string embedded_data;            // stored bytes when not empty (e.g. compressed xml)
+  std::string xml;                                      // the embedded bytes; empty: a small sample invoice
+  std::string embedded_entries;                         // extra entries of the embedded stream's dictionary
+  std::string embedded_data;                            // stored bytes when not empty (e.g. compressed xml)
   bool with_metadata = true;
-  std::string extra_rdf;                // more rdf:Description elements of the packet
-  std::string trailer_extra;            // more trailer entries
-  std::string embedded_files;           // the EmbeddedFiles value; empty: one leaf naming object 5
+  std::string extra_rdf;       // more rdf:Description elements of the packet
+  std::string trailer_extra;   // more trailer entries
+  std::string embedded_files;  // the EmbeddedFiles value; empty: one leaf naming object 5
   std::vector<std::pair<uint32_t, std::string>> extra_objects;  // numbers from 7 on
 };
 

@@ -45,13 +45,25 @@ class Json_Reader {
     if (depth > kMaximum_Depth) return Fail("nested too deeply");
     *value = Json_Value();
     switch (Peek()) {
-      case '{': return Object(value, depth);
-      case '[': return Array(value, depth);
-      case '"': value->kind = Json_Value::String; return String(&value->text);
-      case 't': value->kind = Json_Value::Boolean; value->boolean = true; return Literal("true");
-      case 'f': value->kind = Json_Value::Boolean; return Literal("false");
-      case 'n': return Literal("null");
-      default: value->kind = Json_Value::Number; return Number(&value->number);
+      case '{':
+        return Object(value, depth);
+      case '[':
+        return Array(value, depth);
+      case '"':
+        value->kind = Json_Value::String;
+        return String(&value->text);
+      case 't':
+        value->kind = Json_Value::Boolean;
+        value->boolean = true;
+        return Literal("true");
+      case 'f':
+        value->kind = Json_Value::Boolean;
+        return Literal("false");
+      case 'n':
+        return Literal("null");
+      default:
+        value->kind = Json_Value::Number;
+        return Number(&value->number);
     }
   }
 
@@ -230,14 +242,30 @@ class Json_Reader {
       if (At_End()) return Fail("unterminated escape");
       const char escape = text_[at_++];
       switch (escape) {
-        case '"': out->push_back('"'); break;
-        case '\\': out->push_back('\\'); break;
-        case '/': out->push_back('/'); break;
-        case 'b': out->push_back('\b'); break;
-        case 'f': out->push_back('\f'); break;
-        case 'n': out->push_back('\n'); break;
-        case 'r': out->push_back('\r'); break;
-        case 't': out->push_back('\t'); break;
+        case '"':
+          out->push_back('"');
+          break;
+        case '\\':
+          out->push_back('\\');
+          break;
+        case '/':
+          out->push_back('/');
+          break;
+        case 'b':
+          out->push_back('\b');
+          break;
+        case 'f':
+          out->push_back('\f');
+          break;
+        case 'n':
+          out->push_back('\n');
+          break;
+        case 'r':
+          out->push_back('\r');
+          break;
+        case 't':
+          out->push_back('\t');
+          break;
         case 'u': {
           uint32_t unit = 0;
           if (!Hex4(&unit)) return false;
@@ -253,7 +281,8 @@ class Json_Reader {
           Append_Utf8(unit, out);
           break;
         }
-        default: return Fail("unknown escape");
+        default:
+          return Fail("unknown escape");
       }
     }
   }

@@ -14,9 +14,9 @@ struct Json_Value {
   Kind kind = Null;
   bool boolean = false;
   double number = 0;
-  std::string text;                                          // String, as UTF-8
-  std::vector<Json_Value> items;                             // Array
-  std::vector<std::pair<std::string, Json_Value>> members;   // Object, in order
+  std::string text;                                         // String, as UTF-8
+  std::vector<Json_Value> items;                            // Array
+  std::vector<std::pair<std::string, Json_Value>> members;  // Object, in order
 
   // The member of an object, or null when absent (or not an object).
   const Json_Value* Find(const std::string& key) const;

@@ -15,10 +15,10 @@
 // early_change 1). A clear code goes back to 9 bits.
 struct Test_LZW_Writer {
   std::string bytes;
-  uint32_t bits;       // bits waiting, aligned to the low end
-  int bit_count;       // how many
-  int width;           // width of the next code
-  int next_code;       // entry that the next code creates
+  uint32_t bits;  // bits waiting, aligned to the low end
+  int bit_count;  // how many
+  int width;      // width of the next code
+  int next_code;  // entry that the next code creates
   int early_change;
 };
 

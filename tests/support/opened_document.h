@@ -10,9 +10,9 @@
 
 #include "document/pdf_document.h"
 #include "objects/pdf_object.h"
+#include "reader/pdf_file.h"
 #include "reader/pdf_xref_table.h"
 #include "support/test_memory.h"
-#include "reader/pdf_file.h"
 
 struct Opened_Document {
   Test_Allocator allocator{};

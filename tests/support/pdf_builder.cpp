@@ -20,8 +20,8 @@ uint64_t Pdf_Builder_Object(Pdf_Builder* builder, uint32_t number, const std::st
 
 uint64_t Pdf_Builder_Stream(Pdf_Builder* builder, uint32_t number, const std::string& entries,
                             const std::string& data) {
-  std::string body = "<<" + entries + " /Length " + std::to_string(data.size()) + ">>\nstream\r\n" + data +
-                     "\r\nendstream";
+  std::string body =
+      "<<" + entries + " /Length " + std::to_string(data.size()) + ">>\nstream\r\n" + data + "\r\nendstream";
   return Pdf_Builder_Object(builder, number, body);
 }
 

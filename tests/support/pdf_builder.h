@@ -11,8 +11,8 @@
 
 struct Pdf_Builder {
   std::string bytes;
-  std::map<uint32_t, uint64_t> offsets;       // object number -> offset of "n g obj"
-  std::map<uint32_t, uint16_t> generations;   // object number -> generation
+  std::map<uint32_t, uint64_t> offsets;      // object number -> offset of "n g obj"
+  std::map<uint32_t, uint16_t> generations;  // object number -> generation
 };
 
 struct Pdf_Xref_Line {
@@ -32,8 +32,7 @@ void Pdf_Builder_Raw(Pdf_Builder* builder, const std::string& text);
 // "n g obj\n<body>\nendobj\n"; returns the offset of the object.
 uint64_t Pdf_Builder_Object(Pdf_Builder* builder, uint32_t number, const std::string& body, uint16_t generation = 0);
 // A stream object: "<<entries /Length n>>\nstream\r\n<data>\r\nendstream".
-uint64_t Pdf_Builder_Stream(Pdf_Builder* builder, uint32_t number, const std::string& entries,
-                            const std::string& data);
+uint64_t Pdf_Builder_Stream(Pdf_Builder* builder, uint32_t number, const std::string& entries, const std::string& data);
 // One classic line: 10-digit offset, 5-digit generation, type, CR LF.
 std::string Pdf_Xref_Line_Text(const Pdf_Xref_Line& line);
 // "xref" and the given subsections; returns the offset of the keyword.

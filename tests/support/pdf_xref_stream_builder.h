@@ -28,9 +28,9 @@ typedef std::vector<std::pair<uint32_t, std::string>> Pdf_Object_List;
 struct Pdf_Xref_Stream_Options {
   std::vector<uint32_t> widths = {1, 2, 1};
   bool flate = false;
-  std::vector<uint32_t> index;           // Index pairs; empty: no Index entry
+  std::vector<uint32_t> index;  // Index pairs; empty: no Index entry
   std::string type_entry = "/Type /XRef";
-  std::string extra_entries;             // Root, Info, ID, Prev, ...
+  std::string extra_entries;  // Root, Info, ID, Prev, ...
 };
 
 // Rows packed big-endian into the widths; a width of 0 leaves its field out.

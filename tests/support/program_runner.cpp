@@ -108,8 +108,8 @@ Program_Run Run_Program(const std::string& program, const std::vector<std::strin
 
 std::string Make_Temp_Folder(const std::string& name) {
   const char* base = getenv("TMPDIR");
-  std::string pattern = std::string(base != nullptr && base[0] != '\0' ? base : "/tmp") + "/invoice_extract_" + name +
-                        "_XXXXXX";
+  std::string pattern =
+      std::string(base != nullptr && base[0] != '\0' ? base : "/tmp") + "/invoice_extract_" + name + "_XXXXXX";
   std::vector<char> buffer(pattern.begin(), pattern.end());
   buffer.push_back('\0');
   if (mkdtemp(buffer.data()) == nullptr) return "";

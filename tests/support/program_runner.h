@@ -7,7 +7,7 @@
 #include <vector>
 
 struct Program_Run {
-  int exit_status = -1;   // the exit status, or 128 + signal number
+  int exit_status = -1;  // the exit status, or 128 + signal number
   std::string out;
   std::string err;
   bool started = false;

@@ -1,5 +1,5 @@
-#include "runtime/pdf_memory.h"
 #include "support/test_cipher.h"
+#include "runtime/pdf_memory.h"
 
 #include <nettle/arcfour.h>
 #include <nettle/md5.h>
@@ -12,7 +12,8 @@ std::string Test_RC4(const std::string& key, const std::string& data) {
   struct arcfour_ctx context;
   arcfour_set_key(&context, key.size(), reinterpret_cast<const uint8_t*>(key.data()));
   std::string out(data.size(), '\0');
-  arcfour_crypt(&context, data.size(), reinterpret_cast<uint8_t*>(&out[0]), reinterpret_cast<const uint8_t*>(data.data()));
+  arcfour_crypt(&context, data.size(), reinterpret_cast<uint8_t*>(&out[0]),
+                reinterpret_cast<const uint8_t*>(data.data()));
   return out;
 }
 

@@ -7,8 +7,8 @@ void* Test_Alloc(uint64_t size, void* data) {
   Test_Allocator* allocator = static_cast<Test_Allocator*>(data);
   allocator->requests += 1;
   allocator->sizes.push_back(size);
-  if (allocator->fail_at != 0 &&
-      (allocator->requests == allocator->fail_at || (allocator->fail_after && allocator->requests > allocator->fail_at))) {
+  if (allocator->fail_at != 0 && (allocator->requests == allocator->fail_at ||
+                                  (allocator->fail_after && allocator->requests > allocator->fail_at))) {
     return nullptr;
   }
   // A size no machine can give (a length of -1, say) fails like exhausted memory.
@@ -61,8 +61,7 @@ PDF_Read_Data* Test_Input_Reader(Test_Input* input) {
   return &input->reader;
 }
 
-uint64_t Test_Counted_Read(void* buffer, uint32_t mode, uint64_t position, uint64_t count, const char*,
-                           void* context) {
+uint64_t Test_Counted_Read(void* buffer, uint32_t mode, uint64_t position, uint64_t count, const char*, void* context) {
   Test_Counted_Input* input = static_cast<Test_Counted_Input*>(context);
   input->calls += 1;
   if (mode != 1 || position >= input->bytes.size()) return 0;

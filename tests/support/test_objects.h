@@ -15,8 +15,8 @@
 #include <string>
 #include <vector>
 
-#include "reader/pdf_file.h"
 #include "objects/pdf_data_object.h"
+#include "reader/pdf_file.h"
 #include "support/test_memory.h"
 
 class Memory_Fixture : public ::testing::Test {

@@ -15,8 +15,10 @@ std::string Show(const PDF_Data_Object* object) {
   if (object == nullptr) return "-";
   std::string out;
   switch (object->type) {
-    case PDF_Data_Type_Null: return object->value == nullptr ? "null" : "null!value";
-    case PDF_Data_Type_Boolean: return *static_cast<PDF_Boolean*>(object->value) ? "true" : "false";
+    case PDF_Data_Type_Null:
+      return object->value == nullptr ? "null" : "null!value";
+    case PDF_Data_Type_Boolean:
+      return *static_cast<PDF_Boolean*>(object->value) ? "true" : "false";
     case PDF_Data_Type_Reference: {
       auto* reference = static_cast<PDF_Object_Reference*>(object->value);
       out = "R" + std::to_string(reference->number) + "." + std::to_string(reference->generation);

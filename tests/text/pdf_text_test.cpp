@@ -20,7 +20,6 @@ std::string Failed(PDF_Result result) { return "failed " + std::to_string(result
 
 class Text_Test : public Memory_Fixture {
  protected:
-
   // Measures, then writes with each allocation request failing in turn (a
   // conversion makes exactly one, and failing it leaves nothing behind);
   // answers the written bytes in hex, or the failure, after checking that
@@ -100,8 +99,8 @@ TEST_F(Text_Test, FromUTF8PicksTheNarrowestForm) {
     SCOPED_TRACE(c.label);
     EXPECT_EQ(From_UTF8(c.input, c.force_wide), Hex(c.expected));
   }
-  for (const char* malformed : {"\x80", "AB\xBF", "\xF8\x88\x80\x80\x80", "\xFF", "\xC3\x41", "\xE2\x82\x41",
-                                "A\xE2\x82", "A\xC3"}) {
+  for (const char* malformed :
+       {"\x80", "AB\xBF", "\xF8\x88\x80\x80\x80", "\xFF", "\xC3\x41", "\xE2\x82\x41", "A\xE2\x82", "A\xC3"}) {
     EXPECT_EQ(From_UTF8(malformed, false), Failed(PDF_RESULT_BAD_UTF8)) << Hex(malformed);
   }
   // The caller's buffer goes on with a valid continuation byte that must not be read.
@@ -137,10 +136,18 @@ TEST_F(Text_Test, WinAnsiAgreesWithTheCLibrary) {
 // that differ from Latin-1, and the four places where this table departs.
 TEST_F(Text_Test, PdfDocEncodingRowsThatMatter) {
   const std::pair<uint8_t, const char*> cases[] = {
-      {0x17, "17"},       {0x18, "cb 98"},    {0x1F, "cb 9c"},    {0x7F, "7f"},       {0x80, "e2 80 a2"},
-      {0x8A, "2d"} /* a hyphen-minus, not U+2212 */,           {0x9C, "c5 93"} /* from 1252 */,
-      {0x9E, "c5 be"} /* from 1252 */, {0x9F, "c5 b8"} /* undefined there, from 1252 */,
-      {0xA0, "e2 82 ac"}, {0xA1, "c2 a1"},    {0xFF, "c3 bf"},
+      {0x17, "17"},
+      {0x18, "cb 98"},
+      {0x1F, "cb 9c"},
+      {0x7F, "7f"},
+      {0x80, "e2 80 a2"},
+      {0x8A, "2d"} /* a hyphen-minus, not U+2212 */,
+      {0x9C, "c5 93"} /* from 1252 */,
+      {0x9E, "c5 be"} /* from 1252 */,
+      {0x9F, "c5 b8"} /* undefined there, from 1252 */,
+      {0xA0, "e2 82 ac"},
+      {0xA1, "c2 a1"},
+      {0xFF, "c3 bf"},
   };
   for (const auto& c : cases) {
     EXPECT_EQ(To_UTF8(std::string(1, static_cast<char>(c.first)), PDF_TEXT_PDF_DOC), c.second) << int(c.first);
@@ -156,7 +163,11 @@ TEST_F(Text_Test, ToUTF8FromLatin1AndUTF16) {
   } cases[] = {
       {"Latin-1 is the byte", "A\xE9\x80\x9F\xFF", PDF_TEXT_LATIN1, "A\xC3\xA9\xC2\x80\xC2\x9F\xC3\xBF"},
       {"big-endian mark", std::string("\xFE\xFF\0A\0\xE9", 6), PDF_TEXT_UTF16, "A\xC3\xA9"},
-      {"little-endian mark", std::string("\xFF\xFE" "A\0\xAC\x20", 6), PDF_TEXT_UTF16, "A\xE2\x82\xAC"},
+      {"little-endian mark",
+       std::string("\xFF\xFE"
+                   "A\0\xAC\x20",
+                   6),
+       PDF_TEXT_UTF16, "A\xE2\x82\xAC"},
       {"no mark is big-endian", std::string("\0A\0B", 4), PDF_TEXT_UTF16, "AB"},
       {"FF FE without room for a unit is no mark", std::string("\xFF\xFE", 2), PDF_TEXT_UTF16, "\xEF\xBF\xBE"},
       {"FE FF alone is the character U+FEFF", std::string("\xFE\xFF", 2), PDF_TEXT_UTF16, "\xEF\xBB\xBF"},
@@ -165,11 +176,12 @@ TEST_F(Text_Test, ToUTF8FromLatin1AndUTF16) {
       // The low unit of a pair is read in the opposite byte order.
       {"D83D DE00 does not give U+1F600", std::string("\xFE\xFF\xD8\x3D\xDE\x00", 6), PDF_TEXT_UTF16,
        "\xF0\x91\xA3\x9E"},
-      {"the same pair little-endian", std::string("\xFF\xFE\x3D\xD8\x00\xDE", 6), PDF_TEXT_UTF16,
-       "\xF0\x91\xA3\x9E"},
+      {"the same pair little-endian", std::string("\xFF\xFE\x3D\xD8\x00\xDE", 6), PDF_TEXT_UTF16, "\xF0\x91\xA3\x9E"},
       {"a swapped DC00 gives U+10000", std::string("\xD8\x00\x00\xDC", 4), PDF_TEXT_UTF16, "\xF0\x90\x80\x80"},
       {"the low unit isn't checked", std::string("\xD8\x00\x41\x00", 4), PDF_TEXT_UTF16, "\xE2\x91\x81"},
-      {"a lone low surrogate is a code point", std::string("\xDC\x00\0A", 4), PDF_TEXT_UTF16, "\xED\xB0\x80" "A"},
+      {"a lone low surrogate is a code point", std::string("\xDC\x00\0A", 4), PDF_TEXT_UTF16,
+       "\xED\xB0\x80"
+       "A"},
       {"beyond U+10FFFF becomes a space", std::string("\xDB\xFF\xFF\xFF\0A", 6), PDF_TEXT_UTF16, " A"},
   };
   for (const auto& c : cases) {
@@ -224,9 +236,9 @@ TEST(Text_Code_Point_Test, EncodesUTF8Bytes) {
   const struct {
     uint32_t code_point, packed, count;
   } cases[] = {
-      {0x00, 0x00, 1},      {0x7F, 0x7F, 1},       {0x80, 0xC280, 2},      {0x7FF, 0xDFBF, 2},
-      {0x800, 0xE0A080, 3}, {0xD800, 0xEDA080, 3}, {0xFFFF, 0xEFBFBF, 3},  {0x10000, 0xF0908080, 4},
-      {0x10FFFF, 0xF48FBFBF, 4}, {0x110000, 0, 0}, {0xFFFFFFFF, 0, 0},
+      {0x00, 0x00, 1},           {0x7F, 0x7F, 1},       {0x80, 0xC280, 2},     {0x7FF, 0xDFBF, 2},
+      {0x800, 0xE0A080, 3},      {0xD800, 0xEDA080, 3}, {0xFFFF, 0xEFBFBF, 3}, {0x10000, 0xF0908080, 4},
+      {0x10FFFF, 0xF48FBFBF, 4}, {0x110000, 0, 0},      {0xFFFFFFFF, 0, 0},
   };
   for (const auto& c : cases) {
     uint32_t count = 99;

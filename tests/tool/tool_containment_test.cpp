@@ -32,8 +32,8 @@ struct Batch_Entry {
   const char* name;
   std::string (*make)();
   const char* status;
-  int result;           // when status is ok
-  const char* reason;   // a part of the reason otherwise
+  int result;          // when status is ok
+  const char* reason;  // a part of the reason otherwise
 };
 
 std::string Good() { return Invoice_Build_Pdf(Invoice_Options{}); }

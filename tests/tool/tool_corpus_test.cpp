@@ -225,8 +225,7 @@ TEST_F(Tool_Corpus, InspectReadsTheHeadOfEveryZugferd1Xml) {
       EXPECT_FALSE(text.empty()) << name << " " << member;
       EXPECT_NE(bytes.find(">" + text + "<"), std::string::npos) << name << " " << member << ": " << text;
     }
-    EXPECT_NE(bytes.find("format=\"" + std::to_string(Number_Of(*xml, "issue_date_format")) + "\""),
-              std::string::npos)
+    EXPECT_NE(bytes.find("format=\"" + std::to_string(Number_Of(*xml, "issue_date_format")) + "\""), std::string::npos)
         << name;
   }
 }

@@ -11,8 +11,8 @@
 
 namespace {
 
-const char* const kSections[] = {"NAME", "SYNOPSIS", "DESCRIPTION", "COMMANDS", "OPTIONS", "OUTPUT",
-                                 "CONTAINMENT", "EXIT STATUS", "EXAMPLES"};
+const char* const kSections[] = {"NAME",   "SYNOPSIS",    "DESCRIPTION", "COMMANDS", "OPTIONS",
+                                 "OUTPUT", "CONTAINMENT", "EXIT STATUS", "EXAMPLES"};
 
 TEST(Tool_Help, HelpReadsAsAManPageWithItsSectionsInOrder) {
   Program_Run run = Run_Tool({"--help"});
@@ -86,7 +86,8 @@ TEST(Tool_Help, TheBuiltManPageIsTheManualAsTroff) {
 TEST(Tool_Help, VersionNamesTheLibrary) {
   Program_Run run = Run_Tool({"--version"});
   EXPECT_EQ(run.exit_status, 0);
-  EXPECT_EQ(run.out, "invoice-extract " INVOICE_EXTRACT_VERSION_STRING " (invoice_extract library " INVOICE_EXTRACT_VERSION_STRING ")\n");
+  EXPECT_EQ(run.out, "invoice-extract " INVOICE_EXTRACT_VERSION_STRING
+                     " (invoice_extract library " INVOICE_EXTRACT_VERSION_STRING ")\n");
 }
 
 }  // namespace

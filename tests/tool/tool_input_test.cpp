@@ -88,8 +88,8 @@ TEST_F(Tool_Input, AMissingFileGetsTheLibraryVerdictAndItsReason) {
   const std::string missing = folder_ + "/missing.pdf";
   Program_Run run = Run_Tool({"check", "--explain", missing});
   EXPECT_EQ(run.exit_status, 1);
-  EXPECT_EQ(run.out, missing + ": " + ZUGF_Describe_Result(ZUGF_RESULT_BAD_INPUT) + ": cannot be opened: " +
-                         strerror(ENOENT) + "\n");
+  EXPECT_EQ(run.out, missing + ": " + ZUGF_Describe_Result(ZUGF_RESULT_BAD_INPUT) +
+                         ": cannot be opened: " + strerror(ENOENT) + "\n");
 }
 
 TEST_F(Tool_Input, AnEmptyFolderIsNoFailure) {

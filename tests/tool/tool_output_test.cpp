@@ -134,8 +134,8 @@ TEST_F(Tool_Output, AnyFlavourWritesTheFileThatDocumentFileNameNames) {
 
   Program_Run any = Run_Tool({"extract", "--any-flavour", "-o", out_, pdf});
   EXPECT_EQ(any.exit_status, 0) << any.err;
-  EXPECT_EQ(any.out, pdf + ": ZUGFeRD 2 invoice (BASIC), not ZUGFeRD 1.0; zugferd-invoice.xml written to " + out_ +
-                         "/v2.xml\n");
+  EXPECT_EQ(any.out,
+            pdf + ": ZUGFeRD 2 invoice (BASIC), not ZUGFeRD 1.0; zugferd-invoice.xml written to " + out_ + "/v2.xml\n");
   std::string bytes;
   ASSERT_TRUE(Test_Read_File(out_ + "/v2.xml", &bytes));
   EXPECT_EQ(bytes, options.xml);
@@ -143,8 +143,8 @@ TEST_F(Tool_Output, AnyFlavourWritesTheFileThatDocumentFileNameNames) {
 
 TEST_F(Tool_Output, EveryJsonLineOfEveryCommandParsesWithItsMembers) {
   // Names that JSON must escape, and one that is not UTF-8.
-  const std::vector<std::string> names = {"quote\".pdf", "back\\slash.pdf", "tab\there.pdf", "bell\x07.pdf",
-                                          "caf\xC3\xA9.pdf", "latin\xE9.pdf"};
+  const std::vector<std::string> names = {"quote\".pdf",  "back\\slash.pdf", "tab\there.pdf",
+                                          "bell\x07.pdf", "caf\xC3\xA9.pdf", "latin\xE9.pdf"};
   std::vector<std::string> paths;
   for (const std::string& name : names) paths.push_back(Invoice(name));
   paths.push_back(kCorpus);

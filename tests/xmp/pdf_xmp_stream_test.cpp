@@ -3,8 +3,8 @@
 
 #include <string>
 
-#include "objects/pdf_stream.h"
 #include "objects/pdf_dictionary.h"
+#include "objects/pdf_stream.h"
 #include "support/pdf_xref_stream_builder.h"
 #include "support/test_objects.h"
 #include "xmp/pdf_xmp.h"
@@ -39,8 +39,7 @@ TEST_F(XMP_Stream_Test, ReadsTheDecodedDataOfTheStream) {
       {"no stream", "", PDF_RESULT_OK, PDF_PDFA_NONE},
       {"empty stream", Stream_Text("", ""), PDF_RESULT_OK, PDF_PDFA_NONE},
       {"filter without a decoder", Stream_Text(" /Filter /DCTDecode", level_packet), PDF_RESULT_OK, PDF_PDFA_NONE},
-      {"data that doesn't inflate", Stream_Text(" /Filter /FlateDecode", level_packet), PDF_RESULT_OK,
-       PDF_PDFA_NONE},
+      {"data that doesn't inflate", Stream_Text(" /Filter /FlateDecode", level_packet), PDF_RESULT_OK, PDF_PDFA_NONE},
       {"bytes that don't parse", Stream_Text("", "<x:xmpmeta><unclosed>"), PDF_RESULT_XMP_REJECTED, PDF_PDFA_NONE},
   };
   for (const auto& c : cases) {

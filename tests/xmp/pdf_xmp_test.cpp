@@ -48,7 +48,8 @@ const std::string shapes_packet = Packet(
     "<dc:subject><rdf:Bag><rdf:li>tax</rdf:li><rdf:li>order</rdf:li></rdf:Bag></dc:subject>"
     "</rdf:Description>"
     "<rdf:Description rdf:about='' xmlns:inv='http://example.com/ns/invoice-test/' "
-    "inv:DocumentType='INVOICE' inv:Unicode='Stra\xC3\x9F" "e'>"
+    "inv:DocumentType='INVOICE' inv:Unicode='Stra\xC3\x9F"
+    "e'>"
     "<inv:Address rdf:parseType='Resource'><inv:Street>Main 1</inv:Street>"
     "<inv:City xml:lang='en'>Town</inv:City></inv:Address>"
     "<inv:Nested rdf:parseType='Resource'><inv:Name>N</inv:Name>"
@@ -90,16 +91,26 @@ TEST_F(XMP_Test, PdfaLevelComparesPartAndConformanceExactly) {
     uint32_t stored_part;
     char stored_conformance;
   } cases[] = {
-      {"1", "A", PDF_PDFA_1A, 1, 'A'},  {"1", "B", PDF_PDFA_1B, 1, 'B'},  {"2", "A", PDF_PDFA_2A, 2, 'A'},
-      {"2", "U", PDF_PDFA_2U, 2, 'U'},  {"2", "B", PDF_PDFA_2B, 2, 'B'},  {"3", "A", PDF_PDFA_3A, 3, 'A'},
-      {"3", "U", PDF_PDFA_3U, 3, 'U'},  {"3", "B", PDF_PDFA_3B, 3, 'B'},
+      {"1", "A", PDF_PDFA_1A, 1, 'A'},
+      {"1", "B", PDF_PDFA_1B, 1, 'B'},
+      {"2", "A", PDF_PDFA_2A, 2, 'A'},
+      {"2", "U", PDF_PDFA_2U, 2, 'U'},
+      {"2", "B", PDF_PDFA_2B, 2, 'B'},
+      {"3", "A", PDF_PDFA_3A, 3, 'A'},
+      {"3", "U", PDF_PDFA_3U, 3, 'U'},
+      {"3", "B", PDF_PDFA_3B, 3, 'B'},
       // No 1U row; case counts; no numeric reading and no trimming of the part.
-      {"1", "U", PDF_PDFA_UNKNOWN, 1, 'U'},  {"3", "b", PDF_PDFA_UNKNOWN, 3, 'b'},
-      {"4", "B", PDF_PDFA_UNKNOWN, 4, 'B'},  {"03", "B", PDF_PDFA_UNKNOWN, 3, 'B'},
-      {" 3", "B", PDF_PDFA_UNKNOWN, 3, 'B'}, {"3", "BB", PDF_PDFA_UNKNOWN, 3, 'B'},
-      {"x", "A", PDF_PDFA_UNKNOWN, 0, 'A'},  {"", "A", PDF_PDFA_UNKNOWN, 0, 'A'},
+      {"1", "U", PDF_PDFA_UNKNOWN, 1, 'U'},
+      {"3", "b", PDF_PDFA_UNKNOWN, 3, 'b'},
+      {"4", "B", PDF_PDFA_UNKNOWN, 4, 'B'},
+      {"03", "B", PDF_PDFA_UNKNOWN, 3, 'B'},
+      {" 3", "B", PDF_PDFA_UNKNOWN, 3, 'B'},
+      {"3", "BB", PDF_PDFA_UNKNOWN, 3, 'B'},
+      {"x", "A", PDF_PDFA_UNKNOWN, 0, 'A'},
+      {"", "A", PDF_PDFA_UNKNOWN, 0, 'A'},
       // Either half alone is no identification.
-      {"3", nullptr, PDF_PDFA_NONE, 0, 0},   {nullptr, "B", PDF_PDFA_NONE, 0, 0},
+      {"3", nullptr, PDF_PDFA_NONE, 0, 0},
+      {nullptr, "B", PDF_PDFA_NONE, 0, 0},
   };
   for (const auto& c : cases) {
     for (bool elements : {false, true}) {
@@ -170,17 +181,20 @@ TEST_F(XMP_Test, GetTextJoinsEveryPropertyShape) {
     bool found;
   } cases[] = {
       {EXAMPLE, "DocumentType", "INVOICE", true},
-      {EXAMPLE, "Unicode", "Stra\xC3\x9F" "e", true},
-      {DC, "title", "Invoice 42", true},        // the x-default item, not the first
-      {DC, "creator", "Alice, Bob", true},       // ordered array
-      {DC, "subject", "tax, order", true},       // unordered array
+      {EXAMPLE, "Unicode",
+       "Stra\xC3\x9F"
+       "e",
+       true},
+      {DC, "title", "Invoice 42", true},    // the x-default item, not the first
+      {DC, "creator", "Alice, Bob", true},  // ordered array
+      {DC, "subject", "tax, order", true},  // unordered array
       // An absent property after a found one, so that the outs have something to clear.
-      {DC, "description", "dc:", false},  // a known namespace leaves its prefix behind
+      {DC, "description", "dc:", false},           // a known namespace leaves its prefix behind
       {EXAMPLE, "Address", "Main 1, Town", true},  // struct: leaf fields, no xml:lang qualifier
-      {EXAMPLE, "Nested", "N, i1, i2", true},    // composite nodes inside are skipped
-      {EXAMPLE, "Gaps", "B, , D", true},         // ", " goes only behind a text that isn't empty
+      {EXAMPLE, "Nested", "N, i1, i2", true},      // composite nodes inside are skipped
+      {EXAMPLE, "Gaps", "B, , D", true},           // ", " goes only behind a text that isn't empty
       {EXAMPLE, "Choice", "first, second", true},  // an alternative array that isn't text
-      {NEVER_USED, "Choice", "", false},          // one the toolkit doesn't know leaves nothing
+      {NEVER_USED, "Choice", "", false},           // one the toolkit doesn't know leaves nothing
   };
   const char* value = nullptr;
   uint64_t length = 0;
@@ -204,8 +218,10 @@ TEST_F(XMP_Test, ArgumentChecks) {
   std::string text = "stale";
   const char* value = nullptr;
   uint64_t length = 0;
-  const PDF_Result refused[] = {PDF_XMP_Create(nullptr, memory, nullptr, 0), PDF_XMP_Delete(nullptr, memory),
-                                PDF_XMP_Delete(&none, memory), PDF_XMP_Get_Property(nullptr, DC, "creator", &value, &length),
+  const PDF_Result refused[] = {PDF_XMP_Create(nullptr, memory, nullptr, 0),
+                                PDF_XMP_Delete(nullptr, memory),
+                                PDF_XMP_Delete(&none, memory),
+                                PDF_XMP_Get_Property(nullptr, DC, "creator", &value, &length),
                                 PDF_XMP_Get_Property(xmp, DC, "creator", nullptr, &length),
                                 PDF_XMP_Get_Property(xmp, DC, "creator", &value, nullptr)};
   for (PDF_Result result : refused) EXPECT_EQ(result, PDF_RESULT_INVALID_ARGUMENT);
@@ -230,9 +246,9 @@ TEST_F(XMP_Test, PacketsParseWithinTheirLengthAndOnlyIfWellFormed) {
   ASSERT_EQ(Create(&xmp, bare + "<<<not xml", static_cast<uint32_t>(bare.size())), PDF_RESULT_OK);
   EXPECT_EQ(PDF_XMP_Get_Pdfa_Level(xmp, nullptr, nullptr), PDF_PDFA_2U);
   Delete(&xmp);
-  for (const std::string& packet : {std::string("hello"), std::string("<a><b></a>"),
-                                    Packet("<rdf:Description rdf:about=''>").substr(0, 120),
-                                    shapes_packet.substr(0, shapes_packet.size() - 60)}) {
+  for (const std::string& packet :
+       {std::string("hello"), std::string("<a><b></a>"), Packet("<rdf:Description rdf:about=''>").substr(0, 120),
+        shapes_packet.substr(0, shapes_packet.size() - 60)}) {
     SCOPED_TRACE(packet);
     EXPECT_EQ(Create(&xmp, packet), PDF_RESULT_XMP_REJECTED);
     EXPECT_EQ(xmp, nullptr);
@@ -263,8 +279,10 @@ int Check_Toolkit_Held_For_The_Process() {
   if (PDF_Memory_Create(&memory, Test_Alloc, &allocator, Test_Free, &allocator) != PDF_RESULT_OK) return 128;
   const char* const one = "http://example.com/ns/pairing-one/";
   const char* const two = "http://example.com/ns/pairing-two/";
-  const std::string uses_one = Packet(std::string("<rdf:Description rdf:about='' xmlns:pone='") + one + "' pone:a='1'/>");
-  const std::string uses_two = Packet(std::string("<rdf:Description rdf:about='' xmlns:ptwo='") + two + "' ptwo:a='2'/>");
+  const std::string uses_one =
+      Packet(std::string("<rdf:Description rdf:about='' xmlns:pone='") + one + "' pone:a='1'/>");
+  const std::string uses_two =
+      Packet(std::string("<rdf:Description rdf:about='' xmlns:ptwo='") + two + "' ptwo:a='2'/>");
   // Whether the toolkit knows a namespace shows in the prefix that a query
   // for an absent property leaves behind.
   auto prefix_seen_by = [&](PDF_XMP* xmp, const char* name_space) {

@@ -1,8 +1,8 @@
 // The write side of the bridge. Values are written, the packet is serialised
 // by the toolkit and parsed again, and then read back.
+#include "xmp/pdf_xmp_write.h"
 #include "runtime/pdf_memory.h"
 #include "xmp/pdf_xmp.h"
-#include "xmp/pdf_xmp_write.h"
 
 #include <gtest/gtest.h>
 
@@ -69,9 +69,9 @@ class XMP_Write_Test : public Memory_Fixture {
   // A record over the packet (empty for no bytes); deleted at the end.
   PDF_XMP* Make(const std::string& packet = std::string()) {
     PDF_XMP* xmp = nullptr;
-    EXPECT_EQ(PDF_XMP_Create(&xmp, memory, packet.empty() ? nullptr : packet.data(),
-                             static_cast<uint32_t>(packet.size())),
-              PDF_RESULT_OK);
+    EXPECT_EQ(
+        PDF_XMP_Create(&xmp, memory, packet.empty() ? nullptr : packet.data(), static_cast<uint32_t>(packet.size())),
+        PDF_RESULT_OK);
     records.push_back(xmp);
     return xmp;
   }
@@ -136,11 +136,11 @@ TEST_F(XMP_Write_Test, NamedPropertiesRoundTripThroughASerialisedPacket) {
 }
 
 TEST_F(XMP_Write_Test, ANullTextRemovesTheProperty) {
-  PDF_XMP* xmp = Make(Packet(
-      "<pdf:Producer>P</pdf:Producer><xmp:CreatorTool>T</xmp:CreatorTool><pdf:Keywords>K</pdf:Keywords>"
-      "<dc:description><rdf:Alt><rdf:li xml:lang='x-default'>D</rdf:li></rdf:Alt></dc:description>"
-      "<dc:creator><rdf:Seq><rdf:li>C</rdf:li></rdf:Seq></dc:creator>"
-      "<dc:title><rdf:Alt><rdf:li xml:lang='x-default'>T</rdf:li></rdf:Alt></dc:title>"));
+  PDF_XMP* xmp =
+      Make(Packet("<pdf:Producer>P</pdf:Producer><xmp:CreatorTool>T</xmp:CreatorTool><pdf:Keywords>K</pdf:Keywords>"
+                  "<dc:description><rdf:Alt><rdf:li xml:lang='x-default'>D</rdf:li></rdf:Alt></dc:description>"
+                  "<dc:creator><rdf:Seq><rdf:li>C</rdf:li></rdf:Seq></dc:creator>"
+                  "<dc:title><rdf:Alt><rdf:li xml:lang='x-default'>T</rdf:li></rdf:Alt></dc:title>"));
   for (const Named& property : named) {
     SCOPED_TRACE(property.label);
     EXPECT_NE(Read(xmp, property.get), "<absent>");
@@ -159,8 +159,16 @@ TEST_F(XMP_Write_Test, TextThatIsNotUtf8IsReadAsLatin1) {
     std::string text;
     std::string stored;
   } cases[] = {
-      {"UTF-8 as it stands", "Stra\xC3\x9F" "e", "Stra\xC3\x9F" "e"},
-      {"Latin-1 sharp s", "Stra\xDF" "e", "Stra\xC3\x9F" "e"},
+      {"UTF-8 as it stands",
+       "Stra\xC3\x9F"
+       "e",
+       "Stra\xC3\x9F"
+       "e"},
+      {"Latin-1 sharp s",
+       "Stra\xDF"
+       "e",
+       "Stra\xC3\x9F"
+       "e"},
       {"Latin-1 at the end", "caf\xE9", "caf\xC3\xA9"},
       {"a lone continuation byte", "\x80", "\xC2\x80"},
       {"empty", "", ""},
@@ -181,10 +189,10 @@ TEST_F(XMP_Write_Test, TextThatIsNotUtf8IsReadAsLatin1) {
 }
 
 TEST_F(XMP_Write_Test, ArraysStartOverFromTheDelete) {
-  PDF_XMP* xmp = Make(Packet(
-      "<dc:creator><rdf:Seq><rdf:li>Alice</rdf:li><rdf:li>Bob</rdf:li></rdf:Seq></dc:creator>"
-      "<dc:title><rdf:Alt><rdf:li xml:lang='x-default'>Old</rdf:li><rdf:li xml:lang='de'>Alt</rdf:li></rdf:Alt>"
-      "</dc:title>"));
+  PDF_XMP* xmp = Make(
+      Packet("<dc:creator><rdf:Seq><rdf:li>Alice</rdf:li><rdf:li>Bob</rdf:li></rdf:Seq></dc:creator>"
+             "<dc:title><rdf:Alt><rdf:li xml:lang='x-default'>Old</rdf:li><rdf:li xml:lang='de'>Alt</rdf:li></rdf:Alt>"
+             "</dc:title>"));
   ASSERT_EQ(Read(xmp, PDF_XMP_Get_Creator), "Alice, Bob");
   // The delete empties the array, so the appended item is the only one.
   ASSERT_EQ(PDF_XMP_Set_Creator(xmp, "Carol", 5), PDF_RESULT_OK);
@@ -201,8 +209,9 @@ TEST_F(XMP_Write_Test, KeywordsAreWrittenOnlyWhenTheyChange) {
   // Keywords held as a bag read as "tax, order". Setting that text again
   // writes nothing, so the bag stays; other text replaces it with a simple
   // value.
-  PDF_XMP* xmp = Make(Packet("<pdf:Keywords><rdf:Bag><rdf:li>tax</rdf:li><rdf:li>order</rdf:li></rdf:Bag>"
-                             "</pdf:Keywords>"));
+  PDF_XMP* xmp =
+      Make(Packet("<pdf:Keywords><rdf:Bag><rdf:li>tax</rdf:li><rdf:li>order</rdf:li></rdf:Bag>"
+                  "</pdf:Keywords>"));
   const struct {
     const char* label;
     const char* text;
@@ -405,9 +414,10 @@ TEST_F(XMP_Write_Test, DatesRoundTripThroughASerialisedPacket) {
 }
 
 TEST_F(XMP_Write_Test, DatesThatCannotBeRead) {
-  PDF_XMP* xmp = Make(Packet("<xmp:CreateDate>not a date</xmp:CreateDate>"
-                             "<xmp:ModifyDate><rdf:Seq><rdf:li>2024-01-01</rdf:li></rdf:Seq></xmp:ModifyDate>"
-                             "<pdf:Producer>2024-01-02</pdf:Producer>"));
+  PDF_XMP* xmp =
+      Make(Packet("<xmp:CreateDate>not a date</xmp:CreateDate>"
+                  "<xmp:ModifyDate><rdf:Seq><rdf:li>2024-01-01</rdf:li></rdf:Seq></xmp:ModifyDate>"
+                  "<pdf:Producer>2024-01-02</pdf:Producer>"));
   PDF_Pdf_Date block = Date(1, 2, 3, 4, 5, 6, 7, 8, 9);
   const std::string untouched = Show(block);
   EXPECT_EQ(PDF_XMP_Get_Create_Date(xmp), nullptr);  // text that isn't a date
