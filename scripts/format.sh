@@ -5,14 +5,7 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-if ! command -v clang-format >/dev/null 2>&1; then
-  echo "format: installing clang-format"
-  sudo=""
-  if [ "$(id -u)" -ne 0 ]; then sudo="sudo"; fi
-  export DEBIAN_FRONTEND=noninteractive
-  $sudo apt-get update -q
-  $sudo apt-get install -y -q --no-install-recommends clang-format </dev/null
-fi
+bash scripts/setup.sh clang-format
 
 mapfile -t files < <(git ls-files '*.c' '*.cpp' '*.h')
 if [ "${1:-}" = "--check" ]; then

@@ -10,18 +10,7 @@ cd "$(dirname "$0")/.."
 root=$PWD
 
 bash scripts/setup.sh
-missing=()
-for p in clang libclang-rt-14-dev; do
-  if ! dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q 'install ok installed'; then missing+=("$p"); fi
-done
-if [ "${#missing[@]}" -gt 0 ]; then
-  echo "fuzz: installing ${missing[*]}"
-  sudo=""
-  if [ "$(id -u)" -ne 0 ]; then sudo="sudo"; fi
-  export DEBIAN_FRONTEND=noninteractive
-  $sudo apt-get update -q
-  $sudo apt-get install -y -q --no-install-recommends "${missing[@]}" </dev/null
-fi
+bash scripts/setup.sh clang libclang-rt-14-dev
 
 all_targets=(fuzz_flate fuzz_lzw fuzz_predictor fuzz_parser fuzz_text fuzz_xmp fuzz_xref fuzz_open)
 if [ -f src/front/zugf_xml.h ]; then all_targets+=(fuzz_xml); fi

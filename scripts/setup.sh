@@ -8,6 +8,9 @@ set -euo pipefail
 # python3-minimal: the layer check (scripts/check_layers.py).
 packages=(g++ cmake make pkg-config zlib1g-dev libexempi-dev libexpat1-dev nettle-dev libgtest-dev
   dpkg-dev file python3-minimal)
+# Other scripts name the tools of their own that they need instead:
+#   bash scripts/setup.sh clang-format
+if [ "$#" -gt 0 ]; then packages=("$@"); fi
 
 missing=()
 for p in "${packages[@]}"; do

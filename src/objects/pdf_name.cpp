@@ -6,29 +6,7 @@
 #include "reader/pdf_read_data.h"
 
 // Bytes that end a name in the file and may not stand in a created name.
-static bool Ends_Name(uint8_t byte) {
-  switch (byte) {
-    case 0:
-    case 9:
-    case 10:
-    case 12:
-    case 13:
-    case 32:
-    case '/':
-    case '<':
-    case '>':
-    case '[':
-    case ']':
-    case '(':
-    case ')':
-    case '{':
-    case '}':
-    case '%':
-      return true;
-    default:
-      return false;
-  }
-}
+static bool Ends_Name(uint8_t byte) { return PDF_Read_Data_Is_Space(byte) || PDF_Read_Data_Is_Delimiter(byte); }
 
 PDF_Result PDF_Name_Create(PDF_Name** out_name, PDF_File* file, const char* text) {
   if (out_name == nullptr || file == nullptr || text == nullptr) return PDF_RESULT_INVALID_ARGUMENT;
