@@ -17,7 +17,8 @@ tree test samples drawn the same way.
 
 With --recheck, the mutants that an earlier report lists as caught are tested
 again instead of a new sample (for a change to the tests over the same src/):
-every one of them must still be caught.
+every one of them must still be caught. With --recheck and --outcome survived,
+the mutants it lists as survivors are tested instead (for tests added since).
 
 The working tree is restored after every mutant (also on Ctrl-C). Expect about
 ten seconds per mutant on two cores.
@@ -146,6 +147,8 @@ def main():
     parser.add_argument("--report", default="mutation-report.tsv")
     parser.add_argument("--test-timeout", type=int, default=120)
     parser.add_argument("--recheck", help="report of an earlier run; test again the mutants it lists as caught")
+    parser.add_argument("--outcome", default="caught", choices=["caught", "survived"],
+                        help="with --recheck: which of the report's mutants to test again")
     arguments = parser.parse_args()
 
     build = os.path.join(ROOT, arguments.build)
@@ -161,12 +164,12 @@ def main():
     if arguments.recheck:
         with open(arguments.recheck, encoding="utf-8") as handle:
             rows = [line.rstrip("\n").split("\t") for line in handle][1:]
-        wanted = {(row[0], int(row[1]), int(row[2]), row[3], row[4]) for row in rows if row[5] == "caught"}
+        wanted = {(row[0], int(row[1]), int(row[2]), row[3], row[4]) for row in rows if row[5] == arguments.outcome}
         chosen = [index for index, mutant in enumerate(pool) if mutant in wanted]
         if len(chosen) != len(wanted):
             sys.exit(f"{len(wanted) - len(chosen)} mutants of the report no longer match src/")
         arguments.mutants = len(chosen)
-        print(f"testing again the {len(chosen)} mutants caught before", flush=True)
+        print(f"testing again the {len(chosen)} mutants that {arguments.outcome} before", flush=True)
     else:
         order = list(range(len(pool)))
         random.Random(arguments.seed).shuffle(order)
