@@ -58,10 +58,10 @@ TEST_F(Missing_Argument, IsRefusedWithoutBeingTouched) {
          return int64_t(PDF_Data_Object_Read(&object, file, nullptr, 0));
        },
        0},
-      {"PDF_Trailer_Set_Root without root",
-       [&] { return int64_t(PDF_Trailer_Set_Root(trailer, file, nullptr)); }, PDF_RESULT_INVALID_ARGUMENT},
-      {"PDF_Dictionary_Load_All without file",
-       [&] { return int64_t(PDF_Dictionary_Load_All(dictionary, nullptr)); }, PDF_RESULT_INVALID_ARGUMENT},
+      {"PDF_Trailer_Set_Root without root", [&] { return int64_t(PDF_Trailer_Set_Root(trailer, file, nullptr)); },
+       PDF_RESULT_INVALID_ARGUMENT},
+      {"PDF_Dictionary_Load_All without file", [&] { return int64_t(PDF_Dictionary_Load_All(dictionary, nullptr)); },
+       PDF_RESULT_INVALID_ARGUMENT},
       {"PDF_Array_Element_Delete of no element",
        [&] {
          PDF_Array_Element* element = nullptr;
