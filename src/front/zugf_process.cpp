@@ -11,8 +11,9 @@
 #include "reader/pdf_file.h"
 
 // Library codes to exported codes, once for the open and once for the
-// extraction stage.
-int32_t ZUGF_Map_Open_Result(PDF_Result result) {
+// extraction stage. The named codes read alike in both; an unnamed one gives
+// the stage's own code.
+static int32_t Map_Result(PDF_Result result, int32_t unnamed) {
   switch (result) {
     case PDF_RESULT_OK:
       return ZUGF_OK;
@@ -27,30 +28,17 @@ int32_t ZUGF_Map_Open_Result(PDF_Result result) {
       return ZUGF_EXTRACTION_FAILED;
     case PDF_RESULT_OUT_OF_MEMORY:
       return ZUGF_OUT_OF_MEMORY;
-    // Kept: an unnamed code at open is -10 (the input can't be used), where
-    // the same code during extraction is -11. Callers tell a bad file from a
-    // failed extraction by this difference; one shared table would lose it.
     default:
-      return ZUGF_INPUT_UNUSABLE;
+      return unnamed;
   }
 }
 
-int32_t ZUGF_Map_Extract_Result(PDF_Result result) {
-  switch (result) {
-    case PDF_RESULT_OK:
-      return ZUGF_OK;
-    case PDF_RESULT_FILTER_LEFT:
-      return ZUGF_CANNOT_DECODE;
-    case PDF_RESULT_UNREADABLE:
-      return ZUGF_INPUT_UNUSABLE;
-    case PDF_RESULT_OUTPUT_FAILED:
-      return ZUGF_EXTRACTION_FAILED;
-    case PDF_RESULT_OUT_OF_MEMORY:
-      return ZUGF_OUT_OF_MEMORY;
-    default:
-      return ZUGF_EXTRACTION_FAILED;
-  }
-}
+// Kept: an unnamed code at open is -10 (the input can't be used), where the
+// same code during extraction is -11. Callers tell a bad file from a failed
+// extraction by this difference.
+int32_t ZUGF_Map_Open_Result(PDF_Result result) { return Map_Result(result, ZUGF_INPUT_UNUSABLE); }
+
+int32_t ZUGF_Map_Extract_Result(PDF_Result result) { return Map_Result(result, ZUGF_EXTRACTION_FAILED); }
 
 PDF_Result ZUGF_Open_Document(const char* pdf_path, ZUGF_Context* context) {
   if (pdf_path[0] == '\0') return PDF_RESULT_UNREADABLE;

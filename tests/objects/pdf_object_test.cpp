@@ -33,9 +33,7 @@ class Object_Table : public Objects_Fixture {
  protected:
   void SetUp() override {
     Objects_Fixture::SetUp();
-    PDF_Xref_Table* table = nullptr;
-    ASSERT_EQ(PDF_Xref_Table_Create(&table, file, false), 0);
-    ASSERT_EQ(PDF_Body_Create(&file->xref_table, file, table, nullptr, false), 0);
+    Give_Empty_Table();
   }
 
   PDF_Xref_Table* Table() { return file->xref_table->table; }

@@ -71,9 +71,7 @@ class Filter_Fixture : public Objects_Fixture {
   // the reading of the entries, 17 to 20 for the chain.
   void SetUp() override {
     Objects_Fixture::SetUp();
-    PDF_Xref_Table* table = nullptr;
-    ASSERT_EQ(PDF_Xref_Table_Create(&table, file, false), 0);
-    ASSERT_EQ(PDF_Body_Create(&file->xref_table, file, table, nullptr, false), 0);
+    Give_Empty_Table();
     for (const char* text :
          {"7 0 obj <</Predictor 12 /EarlyChange 0>>", "8 0 obj [<</Predictor 12>>]", "9 0 obj /LZWDecode",
           "10 0 obj [/FlateDecode /LZWDecode]", "11 0 obj 12", "17 0 obj <</Predictor 12 /Columns 4>>",

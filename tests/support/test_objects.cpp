@@ -49,6 +49,12 @@ void Objects_Fixture::SetUp() {
   ASSERT_EQ(PDF_File_New(&file, memory, message), PDF_RESULT_OK);
 }
 
+void Objects_Fixture::Give_Empty_Table() {
+  PDF_Xref_Table* table = nullptr;
+  ASSERT_EQ(PDF_Xref_Table_Create(&table, file, false), PDF_RESULT_OK);
+  ASSERT_EQ(PDF_Body_Create(&file->xref_table, file, table, nullptr, false), PDF_RESULT_OK);
+}
+
 void Objects_Fixture::TearDown() {
   Stop_Failing();
   if (file != nullptr) {

@@ -57,6 +57,9 @@ class Objects_Fixture : public Memory_Fixture {
   // Parses the text, which must be one value, and fails the test otherwise.
   PDF_Data_Object* Value(const std::string& text);
   void Delete(PDF_Data_Object** object, uint32_t mode = PDF_DELETE_MODE_RELEASE);
+  // Gives the file an empty cross-reference table, for tests that add
+  // numbered objects by hand; the fixture releases it.
+  void Give_Empty_Table();
   // The number of level-91 reports with the text.
   size_t Resource_Reports(const std::string& text) const;
 
