@@ -6,8 +6,9 @@ set -euo pipefail
 # dpkg-dev (dpkg-shlibdeps) and file: cpack -G DEB finds the Debian package's
 # runtime dependencies with them (scripts/consumer_check.sh builds it).
 # python3-minimal: the layer check (scripts/check_layers.py).
+# nlohmann-json3-dev: the tests read the tool's JSON lines with it.
 packages=(g++ cmake make pkg-config zlib1g-dev libexempi-dev libexpat1-dev nettle-dev libgtest-dev
-  dpkg-dev file python3-minimal)
+  nlohmann-json3-dev dpkg-dev file python3-minimal)
 # Other scripts name the tools of their own that they need instead:
 #   bash scripts/setup.sh clang-format
 if [ "$#" -gt 0 ]; then packages=("$@"); fi

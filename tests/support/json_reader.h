@@ -1,7 +1,6 @@
-// A strict JSON reader (RFC 8259) for checking what programs print: one
-// value, objects, arrays, strings with every escape and surrogate pairs,
-// numbers in the standard's grammar, true, false, null. Text must be UTF-8;
-// anything else, trailing commas and garbage after the value are refused.
+// JSON lines that programs print, read by a JSON library that shares no code
+// with the tool's writer: strict RFC 8259, text must be UTF-8, nothing may
+// follow the value.
 #ifndef INVOICE_EXTRACT_JSON_READER_H
 #define INVOICE_EXTRACT_JSON_READER_H
 
