@@ -15,6 +15,11 @@ tree test samples drawn the same way.
     python3 scripts/mutation_check.py [--mutants 200] [--seed 17] [--build build-mutation]
                                       [--report mutation-report.tsv] [--recheck OLD-REPORT.tsv]
 
+With --attribute, every test runs for every mutant (no stop at the first
+failure) and the report gains a column naming the tests that failed; the
+summary then lists, for each test, how many mutants it caught and how many
+only it caught. That shows which tests carry weight before the suite changes.
+
 With --recheck, the mutants that an earlier report lists as caught are tested
 again instead of a new sample (for a change to the tests over the same src/):
 every one of them must still be caught. With --recheck and --outcome survived,
@@ -139,6 +144,59 @@ def run_shards(command, cwd, shards, timeout):
     return status
 
 
+def run_shards_attributed(command, cwd, shards, timeout):
+    """Every test in `shards` processes, none stopping at a failure. Returns
+    the names of the tests that failed, crashed or were running at the time
+    limit (a crash ends its shard, so later tests of that shard don't run)."""
+    processes = []
+    for index in range(shards):
+        environment = dict(os.environ, GTEST_TOTAL_SHARDS=str(shards), GTEST_SHARD_INDEX=str(index))
+        processes.append(subprocess.Popen(command, cwd=cwd, env=environment, stdout=subprocess.PIPE,
+                                          stderr=subprocess.DEVNULL, start_new_session=True, text=True,
+                                          errors="replace"))
+    failed = set()
+    deadline = time.time() + timeout
+    for process in processes:
+        try:
+            output, _ = process.communicate(timeout=max(1, deadline - time.time()))
+        except subprocess.TimeoutExpired:
+            os.killpg(process.pid, 9)
+            output, _ = process.communicate()
+        running = None
+        for line in output.splitlines():
+            if line.startswith("[ RUN      ] "):
+                running = line[13:].strip()
+            elif line.startswith("[       OK ] ") or line.startswith("[  SKIPPED ] "):
+                running = None
+            elif line.startswith("[  FAILED  ] ") and running:
+                failed.add(running)
+                running = None
+        if running:
+            failed.add(running)
+        if process.returncode not in (0, None) and not failed:
+            failed.add("(shard %d exited %s)" % (processes.index(process), process.returncode))
+    return sorted(failed)
+
+
+def summarise(report_path):
+    """Per test: mutants caught, and mutants caught by no other test."""
+    caught, alone = {}, {}
+    with open(report_path, encoding="utf-8") as handle:
+        rows = [line.rstrip("\n").split("\t") for line in handle][1:]
+    for row in rows:
+        names = [name for name in (row[6].split(",") if len(row) > 6 else []) if name]
+        for name in names:
+            caught[name] = caught.get(name, 0) + 1
+        if len(names) == 1:
+            alone[names[0]] = alone.get(names[0], 0) + 1
+    with open(report_path + ".tests", "w", encoding="utf-8") as handle:
+        handle.write("test\tcaught\talone\n")
+        for name in sorted(caught, key=lambda n: (-alone.get(n, 0), -caught[n], n)):
+            handle.write(f"{name}\t{caught[name]}\t{alone.get(name, 0)}\n")
+    print(f"{len(caught)} tests catch a mutant, {len(alone)} of them one that no other test catches "
+          f"(per test: {report_path}.tests)")
+
+
 def main():
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("--mutants", type=int, default=200)
@@ -147,8 +205,10 @@ def main():
     parser.add_argument("--report", default="mutation-report.tsv")
     parser.add_argument("--test-timeout", type=int, default=120)
     parser.add_argument("--recheck", help="report of an earlier run; test again the mutants it lists as caught")
-    parser.add_argument("--outcome", default="caught", choices=["caught", "survived"],
+    parser.add_argument("--outcome", default="caught", choices=["caught", "survived", "all"],
                         help="with --recheck: which of the report's mutants to test again")
+    parser.add_argument("--attribute", action="store_true",
+                        help="run every test for every mutant and report which tests catch it")
     arguments = parser.parse_args()
 
     build = os.path.join(ROOT, arguments.build)
@@ -157,6 +217,7 @@ def main():
         sys.exit("configure failed")
     build_command = ["cmake", "--build", build, "-j", jobs, "--target", "invoice_extract_tests"]
     test_command = [os.path.join(build, "invoice_extract_tests"), "--gtest_fail_fast", "--gtest_brief=1"]
+    attributed_command = [os.path.join(build, "invoice_extract_tests")]
     if run(build_command, ROOT) != 0 or run_shards(test_command, build, 4, arguments.test_timeout) != 0:
         sys.exit("the unmutated tree does not build or pass its tests")
 
@@ -164,7 +225,8 @@ def main():
     if arguments.recheck:
         with open(arguments.recheck, encoding="utf-8") as handle:
             rows = [line.rstrip("\n").split("\t") for line in handle][1:]
-        wanted = {(row[0], int(row[1]), int(row[2]), row[3], row[4]) for row in rows if row[5] == arguments.outcome}
+        wanted = {(row[0], int(row[1]), int(row[2]), row[3], row[4]) for row in rows
+                  if arguments.outcome in ("all", row[5]) and row[5] != "no-build"}
         chosen = [index for index, mutant in enumerate(pool) if mutant in wanted]
         if len(chosen) != len(wanted):
             sys.exit(f"{len(wanted) - len(chosen)} mutants of the report no longer match src/")
@@ -181,7 +243,7 @@ def main():
 
     outcomes = []
     report = open(os.path.join(ROOT, arguments.report), "w", encoding="utf-8")
-    report.write("file\tline\tcolumn\tfrom\tto\toutcome\n")
+    report.write("file\tline\tcolumn\tfrom\tto\toutcome" + ("\ttests" if arguments.attribute else "") + "\n")
     try:
         for index in chosen:
             if len(outcomes) == arguments.mutants:
@@ -198,15 +260,20 @@ def main():
                 with open(full, "w", encoding="utf-8") as handle:
                     handle.write("\n".join(lines))
                 started = time.time()
+                failed = []
                 if run(build_command, ROOT) != 0:
                     outcome = "no-build"
+                elif arguments.attribute:
+                    failed = run_shards_attributed(attributed_command, build, 4, arguments.test_timeout)
+                    outcome = "caught" if failed else "survived"
                 else:
                     status = run_shards(test_command, build, 4, arguments.test_timeout)
                     outcome = "survived" if status == 0 else "caught"
             finally:
                 with open(full, "w", encoding="utf-8") as handle:
                     handle.write(original)
-            report.write(f"{path}\t{number}\t{column}\t{old}\t{new}\t{outcome}\n")
+            extra = ("\t" + ",".join(failed)) if arguments.attribute else ""
+            report.write(f"{path}\t{number}\t{column}\t{old}\t{new}\t{outcome}{extra}\n")
             report.flush()
             if outcome != "no-build":
                 outcomes.append(outcome)
@@ -216,6 +283,8 @@ def main():
         report.close()
         run(build_command, ROOT)
 
+    if arguments.attribute:
+        summarise(os.path.join(ROOT, arguments.report))
     caught = outcomes.count("caught")
     print(f"caught {caught} of {len(outcomes)} mutants ({100.0 * caught / max(1, len(outcomes)):.1f}%)")
 
