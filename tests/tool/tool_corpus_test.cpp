@@ -129,17 +129,6 @@ TEST_F(Tool_Corpus, AnyFlavourExtractsTheFileThatDocumentFileNameNames) {
   EXPECT_EQ(run.exit_status, all ? 0 : 1);
 }
 
-TEST_F(Tool_Corpus, AnyFlavourCheckAcceptsABatchOfEInvoices) {
-  std::string list;
-  for (const auto& row : flavours_) {
-    if (Any_Flavour_Invoice(row.second)) list += kCorpus + row.first + "\n";
-  }
-  Program_Run with = Run_Tool({"check", "--any-flavour", "-"}, list);
-  EXPECT_EQ(with.exit_status, 0) << with.out << with.err;
-  Program_Run without = Run_Tool({"check", "-"}, list);
-  EXPECT_EQ(without.exit_status, 1) << "the Factur-X and ZUGFeRD 2 files are no ZUGFeRD 1.0 invoices";
-}
-
 TEST_F(Tool_Corpus, InspectShowsWhatFlavoursTsvRecords) {
   Program_Run extracted = Run_Tool({"extract", "--any-flavour", "--json", "-o", folder_, kCorpus});
   Program_Run run = Run_Tool({"inspect", "--json", kCorpus});

@@ -14,17 +14,32 @@ namespace {
 const char* const kSections[] = {"NAME",   "SYNOPSIS",    "DESCRIPTION", "COMMANDS", "OPTIONS",
                                  "OUTPUT", "CONTAINMENT", "EXIT STATUS", "EXAMPLES"};
 
-TEST(Tool_Help, HelpReadsAsAManPageWithItsSectionsInOrder) {
+// --help is the manual with its sections in order, and the built man page is
+// the same manual as troff, its sections in the same order.
+TEST(Tool_Help, HelpAndTheBuiltManPageAreOneManual) {
   Program_Run run = Run_Tool({"--help"});
   EXPECT_EQ(run.exit_status, 0);
   EXPECT_EQ(run.err, "");
-  size_t last = 0;
+  const std::string troff = Run_Tool({"--manual-troff"}).out;
+  EXPECT_EQ(troff.compare(0, 4, ".TH "), 0);
+  size_t last = 0, last_troff = 0;
   for (const char* section : kSections) {
     size_t at = ("\n" + run.out).find("\n" + std::string(section) + "\n");
+    size_t at_troff = troff.find("\n.SH " + std::string(section) + "\n");
     ASSERT_NE(at, std::string::npos) << section;
+    ASSERT_NE(at_troff, std::string::npos) << section;
     EXPECT_GE(at, last) << section;
+    EXPECT_GT(at_troff, last_troff) << section;
     last = at;
+    last_troff = at_troff;
   }
+  // Options are written with escaped hyphens, so that they can be copied.
+  EXPECT_NE(troff.find("\\-\\-output\\-dir"), std::string::npos);
+  std::string built;
+  ASSERT_TRUE(Test_Read_File(kTool.substr(0, kTool.rfind('/')) + "/invoice-extract.1", &built));
+  EXPECT_EQ(built, troff);
+  EXPECT_EQ(Run_Tool({"--version"}).out, "invoice-extract " INVOICE_EXTRACT_VERSION_STRING
+                                         " (invoice_extract library " INVOICE_EXTRACT_VERSION_STRING ")\n");
   EXPECT_EQ(Run_Tool({"check", "--help"}).out, run.out);
   EXPECT_EQ(Run_Tool({"help"}).out, run.out);
   for (const std::string& line : [&run] {
@@ -64,30 +79,6 @@ TEST(Tool_Help, EveryOptionTheManualNamesIsTaken) {
       EXPECT_EQ(run.err.find("unknown option"), std::string::npos) << command << " " << name << ": " << run.err;
     }
   }
-}
-
-TEST(Tool_Help, TheBuiltManPageIsTheManualAsTroff) {
-  const std::string troff = Run_Tool({"--manual-troff"}).out;
-  EXPECT_EQ(troff.compare(0, 4, ".TH "), 0);
-  size_t last = 0;
-  for (const char* section : kSections) {
-    size_t at = troff.find("\n.SH " + std::string(section) + "\n");
-    ASSERT_NE(at, std::string::npos) << section;
-    EXPECT_GT(at, last) << section;
-    last = at;
-  }
-  // Options are written with escaped hyphens, so that they can be copied.
-  EXPECT_NE(troff.find("\\-\\-output\\-dir"), std::string::npos);
-  std::string built;
-  ASSERT_TRUE(Test_Read_File(kTool.substr(0, kTool.rfind('/')) + "/invoice-extract.1", &built));
-  EXPECT_EQ(built, troff);
-}
-
-TEST(Tool_Help, VersionNamesTheLibrary) {
-  Program_Run run = Run_Tool({"--version"});
-  EXPECT_EQ(run.exit_status, 0);
-  EXPECT_EQ(run.out, "invoice-extract " INVOICE_EXTRACT_VERSION_STRING
-                     " (invoice_extract library " INVOICE_EXTRACT_VERSION_STRING ")\n");
 }
 
 }  // namespace
