@@ -20,6 +20,11 @@ failure) and the report gains a column naming the tests that failed; the
 summary then lists, for each test, how many mutants it caught and how many
 only it caught. That shows which tests carry weight before the suite changes.
 
+With --near-kept N, the candidates are only those in the first N lines of
+code after each `Kept:` comment: the deliberately kept behaviours. A sample
+of them shows whether every kept behaviour still has a test that fails when
+it breaks.
+
 With --recheck, the mutants that an earlier report lists as caught are tested
 again instead of a new sample (for a change to the tests over the same src/):
 every one of them must still be caught. With --recheck and --outcome survived,
@@ -74,13 +79,32 @@ def strip_line(line):
     return "".join(out)[: len(line)]
 
 
-def candidates():
+def kept_lines(path, count):
+    """Numbers of the first `count` code lines after each Kept: comment."""
+    chosen = set()
+    left = 0
+    with open(os.path.join(ROOT, path), encoding="utf-8") as handle:
+        for number, line in enumerate(handle, 1):
+            stripped = line.strip()
+            if "Kept:" in stripped:
+                left = count
+                continue
+            if not stripped or stripped.startswith("//") or stripped.startswith("*") or stripped.startswith("/*"):
+                continue
+            if left > 0:
+                chosen.add(number)
+                left -= 1
+    return chosen
+
+
+def candidates(near_kept=0):
     found = []
     for folder, _, files in os.walk(os.path.join(ROOT, "src")):
         for name in sorted(files):
             if not name.endswith(".cpp"):
                 continue
             path = os.path.relpath(os.path.join(folder, name), ROOT)
+            wanted_lines = kept_lines(path, near_kept) if near_kept else None
             in_block_comment = False
             with open(os.path.join(ROOT, path), encoding="utf-8") as handle:
                 for number, line in enumerate(handle, 1):
@@ -95,6 +119,8 @@ def candidates():
                         text = text[: text.index("/*")]
                     stripped = text.strip()
                     if not stripped or stripped.startswith("#") or stripped.startswith("*"):
+                        continue
+                    if wanted_lines is not None and number not in wanted_lines:
                         continue
                     for match in OPERATOR.finditer(text):
                         token = match.group(0)
@@ -207,6 +233,8 @@ def main():
     parser.add_argument("--recheck", help="report of an earlier run; test again the mutants it lists as caught")
     parser.add_argument("--outcome", default="caught", choices=["caught", "survived", "all"],
                         help="with --recheck: which of the report's mutants to test again")
+    parser.add_argument("--near-kept", type=int, default=0,
+                        help="draw only from the first N code lines after each Kept: comment")
     parser.add_argument("--attribute", action="store_true",
                         help="run every test for every mutant and report which tests catch it")
     arguments = parser.parse_args()
@@ -221,7 +249,7 @@ def main():
     if run(build_command, ROOT) != 0 or run_shards(test_command, build, 4, arguments.test_timeout) != 0:
         sys.exit("the unmutated tree does not build or pass its tests")
 
-    pool = candidates()
+    pool = candidates(arguments.near_kept)
     if arguments.recheck:
         with open(arguments.recheck, encoding="utf-8") as handle:
             rows = [line.rstrip("\n").split("\t") for line in handle][1:]
