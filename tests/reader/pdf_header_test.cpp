@@ -19,13 +19,10 @@ struct Header_Case {
 
 TEST_F(Header, LevelComesFromTheFirstNumberOfTheFile) {
   const Header_Case cases[] = {
-      {"%PDF-1.7\n1 0 obj", 4},  // the version line is a comment
-      {"%PDF-1.4\n%\xE2\xE3\n12 0 obj", 5},
+      {"%PDF-1.7\n1 0 obj", 4},      // the version line is a comment
       {"%PDF-1.7\n%more\n1.4 ", 0},  // only exactly 1.4 gives level 0
       {"-1.4 ", 0},                  // absolute value
       {"1.5", 5},
-      {"1.7 ", 5},
-      {"0.9 ", 4},
       {std::string(1025, 'x') + "2 ", 5},  // the last offset tried is 1025
       {std::string(1026, 'x') + "2 ", -1},
       {"", -1},
@@ -83,12 +80,10 @@ TEST_F(Startxref, BackwardSearchFindsTheLastKeyword) {
   const Startxref_Case cases[] = {
       {"empty", "", PDF_RESULT_UNREADABLE, 0},
       {"shorter than 9 bytes", "startxre", PDF_RESULT_UNREADABLE, 0},
-      {"keyword at offset 0", "startxref 5 ", PDF_RESULT_UNREADABLE, 0},
       {"keyword at offset 1", " startxref 5 ", PDF_RESULT_UNREADABLE, 0},
       {"keyword at offset 2", "  startxref 5 ", 0, 5},
       {"last of two", "xx startxref 5\n%%EOF\nstartxref 77\n%%EOF\n", 0, 77},
       {"junk after it", "xx startxref 9\n" + std::string(5000, 'j'), 0, 9},
-      {"upper case", "xx STARTXREF 5 ", PDF_RESULT_UNREADABLE, 0},
       {"no number", "xx startxref x\n", PDF_RESULT_BAD_TRAILER, 0},
       {"number without terminator", "xx startxref 12", PDF_RESULT_BAD_TRAILER, 0},
       {"sign ignored", "xx startxref -12 ", 0, 12},
@@ -100,13 +95,9 @@ TEST_F(Startxref, BackwardSearchFindsTheLastKeyword) {
     EXPECT_EQ(PDF_Header_Find_Startxref(file, Input(text), &offset), c.result) << c.name;
     EXPECT_EQ(offset, c.offset) << c.name;
   }
-}
-
-TEST_F(Startxref, BufferAllocationFailure) {
-  const std::string text = "xx startxref 5 ";
   uint64_t offset = 0;
-  allocator.fail_at = allocator.requests + 1;
-  EXPECT_EQ(PDF_Header_Find_Startxref(file, Input(text), &offset), PDF_RESULT_OUT_OF_MEMORY);
+  Fail_Request(1);
+  EXPECT_EQ(PDF_Header_Find_Startxref(file, Input("xx startxref 5 "), &offset), PDF_RESULT_OUT_OF_MEMORY);
 }
 
 }  // namespace

@@ -6,10 +6,8 @@
 #include "document/pdf_document.h"
 #include "objects/pdf_data_object.h"
 #include "objects/pdf_dictionary.h"
-#include "objects/pdf_name.h"
 #include "objects/pdf_number.h"
 #include "objects/pdf_object.h"
-#include "objects/pdf_string.h"
 #include "reader/pdf_file.h"
 #include "reader/pdf_trailer.h"
 #include "reader/pdf_xref_table.h"
@@ -25,43 +23,9 @@ double Number_Value(Opened* opened, uint32_t number) {
   return PDF_Number_Get_Real(static_cast<PDF_Number*>(PDF_Data_Object_Get_Direct_Value(opened->value(number), 4)));
 }
 
-// Three objects and a classic table.
-std::string Simple_File() {
-  Pdf_Builder b;
-  Pdf_Builder_Header(&b);
-  Pdf_Builder_Object(&b, 1, "<< /Type /Catalog /Pages 2 0 R >>");
-  Pdf_Builder_Object(&b, 2, "<< /Type /Pages /Kids [] /Count 0 >>");
-  Pdf_Builder_Object(&b, 3, "42");
-  Pdf_Builder_Object(&b, 4, "(text)");
-  Pdf_Builder_Finish(&b, "/Root 1 0 R");
-  return b.bytes;
-}
-
-TEST(XrefChain, EveryObjectOfAClassicFileLoads) {
-  Opened opened(Simple_File(), 3);
-  ASSERT_EQ(opened.result, 0);
-  for (uint32_t number = 1; number <= 4; ++number) {
-    ASSERT_NE(opened.object(number), nullptr);
-    EXPECT_EQ(opened.object(number)->value, nullptr) << "nothing is parsed before first use";
-    EXPECT_NE(opened.object(number)->source_reader, nullptr);
-  }
-  ASSERT_NE(opened.value(1), nullptr);
-  EXPECT_EQ(PDF_Object_Get_Type(opened.object(1)), PDF_Object_Type_Catalog);
-  ASSERT_NE(opened.value(2), nullptr);
-  EXPECT_EQ(PDF_Object_Get_Type(opened.object(2)), PDF_Object_Type_Pages);
-  EXPECT_EQ(Number_Value(&opened, 3), 42.0);
-  PDF_String* text = static_cast<PDF_String*>(PDF_Data_Object_Get_Direct_Value(opened.value(4), 5));
-  ASSERT_NE(text, nullptr);
-  EXPECT_EQ(std::string(reinterpret_cast<char*>(PDF_String_Get_Text(text)), 4), "text");
-  EXPECT_EQ(opened.object(5), nullptr);
-  EXPECT_EQ(opened.object(0), nullptr);
-  EXPECT_NE(PDF_Trailer_Get_Root(opened.file()->xref_table->trailer), nullptr);
-  EXPECT_FALSE(PDF_Dictionary_Has_Key(PDF_Trailer_Get_Dictionary(opened.file()->xref_table->trailer), "Prev"));
-}
-
 // A first revision and an incremental update that redefines object 3, frees
-// object 4 and adds object 5.
-std::string Updated_File(bool free_line_in_update = true) {
+// object 4 (or leaves it out) and adds object 5.
+std::string Updated_File(bool free_line_in_update) {
   Pdf_Builder b;
   Pdf_Builder_Header(&b);
   Pdf_Builder_Object(&b, 1, "<< /Type /Catalog >>");
@@ -79,23 +43,26 @@ std::string Updated_File(bool free_line_in_update = true) {
 }
 
 TEST(XrefChain, IncrementalUpdatesResolveToTheNewestDefinition) {
-  Opened opened(Updated_File(), 3);
-  ASSERT_EQ(opened.result, 0);
-  EXPECT_EQ(Number_Value(&opened, 3), 100.0);
-  EXPECT_EQ(Number_Value(&opened, 5), 500.0);
-  EXPECT_EQ(opened.object(4), nullptr) << "a newer free entry hides the older in-use one";
-  EXPECT_NE(opened.object(1), nullptr);
-  // Only the newest trailer is kept.
-  PDF_Dictionary* trailer = PDF_Trailer_Get_Dictionary(opened.file()->xref_table->trailer);
-  EXPECT_FALSE(PDF_Dictionary_Has_Key(trailer, "Info"));
-  EXPECT_FALSE(PDF_Dictionary_Has_Key(trailer, "Prev"));
-}
-
-TEST(XrefChain, OlderEntriesOutsideNewerSectionsAreMerged) {
-  Opened opened(Updated_File(false), 3);
-  ASSERT_EQ(opened.result, 0);
-  EXPECT_EQ(Number_Value(&opened, 4), 2.0);
-  EXPECT_EQ(Number_Value(&opened, 3), 100.0);
+  for (bool free_line : {true, false}) {
+    Opened opened(Updated_File(free_line), 3);
+    ASSERT_EQ(opened.result, 0);
+    ASSERT_NE(opened.object(3), nullptr);
+    EXPECT_EQ(opened.object(3)->value, nullptr) << "nothing is parsed before first use";
+    EXPECT_EQ(Number_Value(&opened, 3), 100.0);
+    EXPECT_EQ(Number_Value(&opened, 5), 500.0);
+    EXPECT_EQ(opened.object(6), nullptr);
+    // A newer free entry hides the older in-use one; older entries outside
+    // the newer sections are merged.
+    if (free_line) {
+      EXPECT_EQ(opened.object(4), nullptr);
+    } else {
+      EXPECT_EQ(Number_Value(&opened, 4), 2.0);
+    }
+    // Only the newest trailer is kept, without its Prev.
+    PDF_Dictionary* trailer = PDF_Trailer_Get_Dictionary(opened.file()->xref_table->trailer);
+    EXPECT_FALSE(PDF_Dictionary_Has_Key(trailer, "Info"));
+    EXPECT_FALSE(PDF_Dictionary_Has_Key(trailer, "Prev"));
+  }
 }
 
 std::string File_With_Table(const std::string& table_text, const std::string& trailer_keyword = "trailer") {
@@ -134,8 +101,6 @@ TEST(XrefChain, DamageIsForgivenFromItsLevel) {
       {"nine-digit offset", "0 3\n000000000 65535 f\r\n<1><2>", "trailer", 0, 0, ""},
       {"bad first line", "0 3\n" + bad_line + "<1><2>", "trailer", 2, PDF_RESULT_MALFORMED_XREF, first_report},
       {"bad later line", "0 3\n0000000000 65535 f\r\n<1>" + bad_line, "trailer", 1, PDF_RESULT_MALFORMED_XREF,
-       later_report},
-      {"short line", "0 3\n0000000000 65535 f\r\n<1>16 0 n          \n", "trailer", 1, PDF_RESULT_MALFORMED_XREF,
        later_report},
       {"junk token before trailer", "0 3\n0000000000 65535 f\r\n<1><2>", "junk trailer", 1, PDF_RESULT_BAD_TRAILER,
        "Unable to find trailer keyword, try to ignore it.\n"},
@@ -222,14 +187,11 @@ TEST(OpenSequence, EncryptionIsClassified) {
       {"V3", "<< /Filter /Standard /V 3 /R 3 /P -44 >>", false, PDF_RESULT_BAD_ENCRYPTION, 0},
       {"R4", "<< /Filter /Standard /V 2 /R 4 /P -44 >>", false, PDF_RESULT_BAD_ENCRYPTION, 0},
       {"other handler", "<< /Filter /Other /V 1 /R 2 /P -44 >>", false, PDF_RESULT_BAD_ENCRYPTION, 0},
-      {"filter as string", "<< /Filter (Standard) /V 1 /R 2 /P -44 >>", false, PDF_RESULT_BAD_ENCRYPTION, 0},
       {"no filter", "<< /V 1 /R 2 /P -44 >>", false, PDF_RESULT_BAD_ENCRYPTION, 0},
-      {"V missing", "<< /Filter /Standard /R 2 /P -44 >>", false, PDF_RESULT_BAD_ENCRYPTION, 0},
       {"R as name", "<< /Filter /Standard /V 1 /R /Two /P -44 >>", false, PDF_RESULT_BAD_ENCRYPTION, 0},
       {"P missing", "<< /Filter /Standard /V 1 /R 2 >>", false, PDF_RESULT_INVALID_ARGUMENT, 0},
       {"P zero", "<< /Filter /Standard /V 1 /R 2 /P 0 >>", false, PDF_RESULT_INVALID_ARGUMENT, 0},
       {"encrypt is a number", "5", false, 0, 0},
-      {"encrypt is a name", "/Standard", true, 0, 0},
   };
   for (const Encryption_Case& c : cases) {
     std::string trailer = "/Root 1 0 R";
@@ -247,11 +209,6 @@ TEST(OpenSequence, EncryptionIsClassified) {
   }
 }
 
-TEST(OpenSequence, FilterHeldAsAReferenceIsNotUnderstood) {
-  Opened opened(File_With_Trailer("/Root 1 0 R /Encrypt << /Filter 2 0 R /V 1 /R 2 /P -4 >>", "/Standard"), 3);
-  EXPECT_EQ(opened.result, PDF_RESULT_BAD_ENCRYPTION);
-}
-
 struct Root_Case {
   std::string name;
   std::string trailer;
@@ -267,7 +224,6 @@ TEST(OpenSequence, RootAndInfoChecks) {
       {"info reference", "/Root 1 0 R /Info 2 0 R", 0, 0, 2},
       {"info number, level 0", "/Root 1 0 R /Info 5", 0, PDF_RESULT_BAD_INFO, 0},
       {"info number, level 1", "/Root 1 0 R /Info 5", 1, 0, 0},
-      {"info dictionary, level 0", "/Root 1 0 R /Info << /Title (x) >>", 0, PDF_RESULT_BAD_INFO, 0},
       {"info dictionary, level 1", "/Root 1 0 R /Info << /Title (x) >>", 1, 0, 0},
       {"info dictionary, level 2", "/Root 1 0 R /Info << /Title (x) >>", 2, 0, 2},
   };
