@@ -45,14 +45,6 @@ TEST_F(Header, LevelComesFromTheFirstNumberOfTheFile) {
   }
 }
 
-TEST_F(Header, CountReachesPastTheNumber) {
-  const std::string text = "xx 12 0 obj";
-  PDF_Header* header = nullptr;
-  // Offsets 0 and 1 hold no number; at offset 2 the skip and "12" use 3 bytes.
-  EXPECT_EQ(PDF_Header_Read(&header, file, Input(text), 0), 5u);
-  PDF_Header_Delete(&header, file);
-}
-
 TEST_F(Header, CreateChecksLevelAndReportsMemory) {
   PDF_Header* header = nullptr;
   EXPECT_EQ(PDF_Header_Create(nullptr, file, 4), PDF_RESULT_INVALID_ARGUMENT);

@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <cmath>
 #include <string>
 
 #include "reader/pdf_read_data.h"
@@ -72,24 +71,6 @@ TEST(ReadDataTokens, Number) {
   }
 }
 
-TEST(ReadDataTokens, NumberQuirks) {
-  double value = 0;
-  uint8_t decimals = 0;
-  // '-0' keeps its sign.
-  Test_Input minus_zero{"-0 ", {}, {}};
-  EXPECT_EQ(PDF_Read_Data_Read_Number(Test_Input_Reader(&minus_zero), &value, &decimals, 0), 2u);
-  EXPECT_TRUE(std::signbit(value));
-  // No overflow test: an endless digit string is infinity, and a number.
-  Test_Input huge{"1" + std::string(400, '0') + " ", {}, {}};
-  EXPECT_EQ(PDF_Read_Data_Read_Number(Test_Input_Reader(&huge), &value, &decimals, 0), 401u);
-  EXPECT_TRUE(std::isinf(value));
-  // The decimals count is one byte and wraps.
-  Test_Input long_fraction{"0." + std::string(257, '1') + " ", {}, {}};
-  EXPECT_EQ(PDF_Read_Data_Read_Number(Test_Input_Reader(&long_fraction), &value, &decimals, 0), 259u);
-  EXPECT_EQ(decimals, 1);
-  EXPECT_EQ(PDF_Read_Data_Read_Number(nullptr, &value, &decimals, 0), PDF_READ_INVALID_ARGUMENT);
-}
-
 struct Integer_Case {
   std::string input;
   uint64_t count;  // terminator included
@@ -158,23 +139,6 @@ TEST(ReadData, ReadMemoryCallbackBounds) {
   EXPECT_EQ(PDF_Read_Data_Read_Memory(buffer, 1, (1ull << 32) + 1, 1, nullptr, &source), 0u);
 }
 
-TEST(ReadData, ReadDoesNotCallBackForEmptyRequests) {
-  Test_Counted_Input input{"abc", 0};
-  PDF_Read_Data reader{Test_Counted_Read, &input, 1, nullptr};
-  char buffer[4];
-  EXPECT_EQ(PDF_Read_Data_Read(&reader, nullptr, 0, 1), 0u);
-  EXPECT_EQ(PDF_Read_Data_Read(&reader, buffer, 0, 0), 0u);
-  EXPECT_EQ(PDF_Read_Data_Read(nullptr, buffer, 0, 1), 0u);
-  EXPECT_EQ(input.calls, 0u);
-  EXPECT_EQ(PDF_Read_Data_Read(&reader, buffer, 1, 4), 2u);
-  EXPECT_EQ(input.calls, 1u);
-  // Tokens are read one byte per call: no read-ahead.
-  input.calls = 0;
-  uint64_t length = 5;
-  PDF_Read_Data_Read_Keyword(&reader, buffer, &length, 0);
-  EXPECT_EQ(input.calls, 5u);  // space skip reads 'a', then a, b, c and the end
-}
-
 typedef Objects_Fixture ReadData_Holds;
 
 TEST_F(ReadData_Holds, CreateAndReleaseWithHolds) {
@@ -182,14 +146,6 @@ TEST_F(ReadData_Holds, CreateAndReleaseWithHolds) {
   PDF_Read_Data* reader = nullptr;
   EXPECT_EQ(PDF_Read_Data_Create(nullptr, memory, Test_Counted_Read, &input, message), PDF_RESULT_INVALID_ARGUMENT);
   EXPECT_EQ(PDF_Read_Data_Create(&reader, memory, nullptr, &input, message), PDF_RESULT_INVALID_ARGUMENT);
-  Fail_Request(1);
-  EXPECT_EQ(PDF_Read_Data_Create(&reader, memory, Test_Counted_Read, &input, message), PDF_RESULT_OUT_OF_MEMORY);
-  Stop_Failing();
-  EXPECT_EQ(reader, nullptr);
-  ASSERT_EQ(log.messages.size(), 1u);
-  EXPECT_EQ(log.messages[0].text, "Unable to allocate read data object!");
-  EXPECT_EQ(log.messages[0].level, PDF_LEVEL_RESOURCE);
-
   const int64_t live = allocator.live;
   ASSERT_EQ(PDF_Read_Data_Create(&reader, memory, Test_Counted_Read, &input, message), PDF_RESULT_OK);
   EXPECT_EQ(reader->hold_count, 1u);
