@@ -88,6 +88,7 @@ TEST(Object_Stream, CompressedEntryLoadsAtEveryLevel) {
       {"/N 1 /First 4", "7 0 64", k7, 1, PDF_RESULT_NOT_OBJECT_STREAM, 64, {}, "/Type /XRef "},
       {"/N 2 /First 8", "7 5 8 2 1234567890", k78, 99, PDF_RESULT_OBJECT_UNREADABLE, 0},
       {"/N 2 /First 8", "7 0 8 x 12345678", k78, 99, PDF_RESULT_OBJECT_UNREADABLE, 0},
+      {"/N 2 /First 8", "8 0 7 x 12345678", k87, 99, PDF_RESULT_OBJECT_UNREADABLE, 0},
       {"/First 4", "7 0 64", k7, 99, PDF_RESULT_OBJECT_UNREADABLE, 0},
       {"/N 1 /First 8", "8 0 7 3 111 222", k87, 99, PDF_RESULT_OBJECT_UNREADABLE, 0},
       {"/N 1", "7 0 64", k7, 99, PDF_RESULT_OBJECT_UNREADABLE, 0},
