@@ -45,22 +45,6 @@ TEST_F(Header, LevelComesFromTheFirstNumberOfTheFile) {
   }
 }
 
-TEST_F(Header, CreateChecksLevelAndReportsMemory) {
-  PDF_Header* header = nullptr;
-  EXPECT_EQ(PDF_Header_Create(nullptr, file, 4), PDF_RESULT_INVALID_ARGUMENT);
-  EXPECT_EQ(PDF_Header_Create(&header, file, 7), PDF_RESULT_BAD_HEADER_LEVEL);
-  ASSERT_EQ(PDF_Header_Create(&header, file, 6), 0);
-  PDF_Header_Delete(&header, file);
-  ASSERT_EQ(PDF_Header_Create(&header, file, -3), PDF_RESULT_OK);  // compared as a signed byte
-  PDF_Header_Delete(&header, file);
-  allocator.fail_at = allocator.requests + 1;
-  EXPECT_EQ(PDF_Header_Create(&header, file, 4), PDF_RESULT_OUT_OF_MEMORY);
-  ASSERT_EQ(log.messages.size(), 1u);
-  EXPECT_EQ(log.messages[0].text, "Unable to allocate memory for Header!");
-  EXPECT_EQ(log.messages[0].code, PDF_RESULT_OUT_OF_MEMORY);
-  EXPECT_EQ(log.messages[0].level, PDF_LEVEL_RESOURCE);
-}
-
 struct Startxref_Case {
   std::string name;
   std::string input;

@@ -3,7 +3,7 @@
 #include <string>
 
 #include "reader/pdf_read_data.h"
-#include "support/test_objects.h"
+#include "support/test_memory.h"
 
 namespace {
 
@@ -137,26 +137,6 @@ TEST(ReadData, ReadMemoryCallbackBounds) {
   EXPECT_EQ(PDF_Read_Data_Read_Memory(buffer, 1, 6, 1, nullptr, &source), 0u);
   EXPECT_EQ(PDF_Read_Data_Read_Memory(buffer, 2, 0, 1, nullptr, &source), 0u);
   EXPECT_EQ(PDF_Read_Data_Read_Memory(buffer, 1, (1ull << 32) + 1, 1, nullptr, &source), 0u);
-}
-
-typedef Objects_Fixture ReadData_Holds;
-
-TEST_F(ReadData_Holds, CreateAndReleaseWithHolds) {
-  Test_Counted_Input input{"", 0};
-  PDF_Read_Data* reader = nullptr;
-  EXPECT_EQ(PDF_Read_Data_Create(nullptr, memory, Test_Counted_Read, &input, message), PDF_RESULT_INVALID_ARGUMENT);
-  EXPECT_EQ(PDF_Read_Data_Create(&reader, memory, nullptr, &input, message), PDF_RESULT_INVALID_ARGUMENT);
-  const int64_t live = allocator.live;
-  ASSERT_EQ(PDF_Read_Data_Create(&reader, memory, Test_Counted_Read, &input, message), PDF_RESULT_OK);
-  EXPECT_EQ(reader->hold_count, 1u);
-  reader->hold_count = 2;
-  PDF_Read_Data* other = reader;
-  EXPECT_EQ(PDF_Read_Data_Release(&reader, memory), PDF_RESULT_OK);
-  EXPECT_EQ(reader, nullptr);
-  EXPECT_EQ(allocator.live, live + 1);  // still held once
-  EXPECT_EQ(PDF_Read_Data_Release(&other, memory), PDF_RESULT_OK);
-  EXPECT_EQ(PDF_Read_Data_Release(&other, memory), PDF_RESULT_INVALID_ARGUMENT);
-  EXPECT_EQ(allocator.live, live);
 }
 
 }  // namespace

@@ -1,12 +1,10 @@
 #include <gtest/gtest.h>
 
 #include <string>
-#include <vector>
 
 #include "document/pdf_document.h"
 #include "objects/pdf_data_object.h"
 #include "objects/pdf_dictionary.h"
-#include "objects/pdf_number.h"
 #include "objects/pdf_object.h"
 #include "reader/pdf_file.h"
 #include "reader/pdf_trailer.h"
@@ -18,52 +16,6 @@
 namespace {
 
 using Opened = Opened_Document;
-
-double Number_Value(Opened* opened, uint32_t number) {
-  return PDF_Number_Get_Real(static_cast<PDF_Number*>(PDF_Data_Object_Get_Direct_Value(opened->value(number), 4)));
-}
-
-// A first revision and an incremental update that redefines object 3, frees
-// object 4 (or leaves it out) and adds object 5.
-std::string Updated_File(bool free_line_in_update) {
-  Pdf_Builder b;
-  Pdf_Builder_Header(&b);
-  Pdf_Builder_Object(&b, 1, "<< /Type /Catalog >>");
-  Pdf_Builder_Object(&b, 3, "1");
-  Pdf_Builder_Object(&b, 4, "2");
-  uint64_t first_xref = Pdf_Builder_Xref(&b, {Pdf_Builder_All_Objects(&b)});
-  Pdf_Builder_Trailer(&b, "/Size 5 /Root 1 0 R /Info 9 0 R", first_xref);
-  uint64_t three = Pdf_Builder_Object(&b, 3, "100");
-  uint64_t five = Pdf_Builder_Object(&b, 5, "500");
-  std::vector<Pdf_Xref_Subsection> update = {{3, {{three, 0, 'n'}}}, {5, {{five, 0, 'n'}}}};
-  if (free_line_in_update) update.push_back({4, {{0, 1, 'f'}}});
-  uint64_t second_xref = Pdf_Builder_Xref(&b, update);
-  Pdf_Builder_Trailer(&b, "/Size 6 /Root 1 0 R /Prev " + std::to_string(first_xref), second_xref);
-  return b.bytes;
-}
-
-TEST(XrefChain, IncrementalUpdatesResolveToTheNewestDefinition) {
-  for (bool free_line : {true, false}) {
-    Opened opened(Updated_File(free_line), 3);
-    ASSERT_EQ(opened.result, 0);
-    ASSERT_NE(opened.object(3), nullptr);
-    EXPECT_EQ(opened.object(3)->value, nullptr) << "nothing is parsed before first use";
-    EXPECT_EQ(Number_Value(&opened, 3), 100.0);
-    EXPECT_EQ(Number_Value(&opened, 5), 500.0);
-    EXPECT_EQ(opened.object(6), nullptr);
-    // A newer free entry hides the older in-use one; older entries outside
-    // the newer sections are merged.
-    if (free_line) {
-      EXPECT_EQ(opened.object(4), nullptr);
-    } else {
-      EXPECT_EQ(Number_Value(&opened, 4), 2.0);
-    }
-    // Only the newest trailer is kept, without its Prev.
-    PDF_Dictionary* trailer = PDF_Trailer_Get_Dictionary(opened.file()->xref_table->trailer);
-    EXPECT_FALSE(PDF_Dictionary_Has_Key(trailer, "Info"));
-    EXPECT_FALSE(PDF_Dictionary_Has_Key(trailer, "Prev"));
-  }
-}
 
 std::string File_With_Table(const std::string& table_text, const std::string& trailer_keyword = "trailer") {
   Pdf_Builder b;
