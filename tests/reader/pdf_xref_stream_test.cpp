@@ -3,15 +3,10 @@
 #include <string>
 #include <vector>
 
-#include "objects/pdf_array.h"
 #include "objects/pdf_data_object.h"
-#include "objects/pdf_dictionary.h"
-#include "objects/pdf_name.h"
 #include "objects/pdf_number.h"
 #include "objects/pdf_object.h"
-#include "objects/pdf_object_reference.h"
 #include "objects/pdf_stream.h"
-#include "reader/pdf_trailer.h"
 #include "reader/pdf_xref_stream.h"
 #include "reader/pdf_xref_table.h"
 #include "support/pdf_builder.h"
@@ -68,17 +63,6 @@ std::string Describe(const PDF_Xref_Table* table) {
     if (linked != count || section->tail != previous) text += " !";
   }
   return text;
-}
-
-std::string Keys(PDF_Dictionary* dictionary) {
-  std::string keys;
-  for (uint32_t i = 0; i < PDF_Dictionary_Get_Count(dictionary); ++i) {
-    PDF_Name* key = nullptr;
-    PDF_Data_Object* value = nullptr;
-    if (PDF_Dictionary_Get_Entry_At(dictionary, i, &key, &value) != 0) return keys + "?";
-    keys += (i == 0 ? "" : " ") + std::string(PDF_Name_Get_Text(key));
-  }
-  return keys;
 }
 
 class Xref_Stream : public Objects_Fixture {
@@ -184,40 +168,6 @@ TEST_F(Xref_Stream, RowsBecomeSectionsOfTheTable) {
       EXPECT_EQ(result, refused ? PDF_RESULT_MALFORMED_XREF : c.result) << c.entries << " at level " << int(level);
     }
   }
-}
-
-TEST_F(Xref_Stream, TrailerTakesSixKeysInOrderAndNeedsSize) {
-  // Without Size nothing survives, whatever else was there.
-  PDF_Trailer* trailer = reinterpret_cast<PDF_Trailer*>(this);
-  PDF_Stream* stream = Parse_Stream("/Type /XRef /W [1 2 1] /Root 1 0 R /Prev 10 /ID [<01> <02>]", "");
-  EXPECT_EQ(PDF_Trailer_Create_From_Xref_Stream(&trailer, file, stream), PDF_RESULT_MISSING_ROOT_OR_SIZE);
-  EXPECT_EQ(trailer, nullptr);
-  Drop();
-  stream = Parse_Stream(
-      "/ID [<01> <02>] /Info 7 0 R /Type /XRef /Filter /FlateDecode /Encrypt 8 0 R /Root 1 0 R /Prev 4711 "
-      "/Index [0 9] /Size 9 /W [1 2 1] /Extra true",
-      "");
-  trailer = reinterpret_cast<PDF_Trailer*>(this);
-  EXPECT_EQ(PDF_Trailer_Create_From_Xref_Stream(&trailer, nullptr, stream), PDF_RESULT_INVALID_ARGUMENT);
-  EXPECT_EQ(trailer, nullptr);
-  EXPECT_EQ(PDF_Trailer_Create_From_Xref_Stream(&trailer, file, nullptr), PDF_RESULT_INVALID_ARGUMENT);
-  EXPECT_EQ(PDF_Trailer_Create_From_Xref_Stream(nullptr, file, stream), PDF_RESULT_INVALID_ARGUMENT);
-  EXPECT_EQ(PDF_Xref_Table_Read_Stream(nullptr, stream, file, reader), PDF_RESULT_INVALID_ARGUMENT);
-  ASSERT_EQ(PDF_Trailer_Create_From_Xref_Stream(&trailer, file, stream), 0);
-  PDF_Dictionary* dictionary = PDF_Trailer_Get_Dictionary(trailer);
-  EXPECT_EQ(Keys(dictionary), "Size Prev Root Encrypt Info ID");
-  EXPECT_EQ(PDF_Trailer_Get_Prev(trailer), 4711u);
-  // References are copied as they stand (not bound), and the copies are the trailer's own.
-  PDF_Object_Reference* root = static_cast<PDF_Object_Reference*>(
-      PDF_Data_Object_Get_Direct_Value(PDF_Dictionary_Find_Value(dictionary, "Root"), PDF_Data_Type_Reference));
-  ASSERT_NE(root, nullptr);
-  EXPECT_TRUE(root->target == nullptr && root->number == 1u);
-  PDF_Array* id = static_cast<PDF_Array*>(
-      PDF_Data_Object_Get_Direct_Value(PDF_Dictionary_Find_Value(dictionary, "ID"), PDF_Data_Type_Array));
-  EXPECT_NE(PDF_Dictionary_Find_Value(dictionary, "ID"), PDF_Stream_Find_Value(stream, "ID"));
-  Drop();
-  EXPECT_EQ(PDF_Array_Get_Count(id), 2u);
-  EXPECT_EQ(PDF_Trailer_Delete(&trailer, file), 0);
 }
 
 }  // namespace
