@@ -1,5 +1,6 @@
-// The per-object cipher: its keys, its refusals, and the read and write key
-// records, checked against an RC4 and key derivation written in the tests.
+// The per-object cipher: a known answer, its refusals, and strings
+// enciphered with the write record, checked against an RC4 and key
+// derivation written in the tests.
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -55,32 +56,6 @@ TEST_F(Security, KnownAnswerWithoutAnyHashOfOurOwn) {
   EXPECT_EQ(data, "Attack at dawn") << "the same call deciphers";
 }
 
-TEST_F(Security, ObjectKeyLengthsAndNumberBytes) {
-  const struct {
-    std::string key;
-    uint64_t number;
-    uint64_t generation;
-    uint32_t key_number;  // the number and generation that the key is made from
-    uint32_t key_generation;
-  } cases[] = {
-      {"\x01\x02\x03\x04\x05", 1, 0, 1, 0},                  // 40 bits: a 10-byte RC4 key
-      {"0123456789a", 300, 2, 300, 2},                       // 11 + 5: exactly 16
-      {"0123456789abcdef0123", 70000, 65535, 70000, 65535},  // hashed whole, cut to 16
-      {"k\x01", 0x01020304, 0x50006, 0x020304, 0x0006},      // only 3 and 2 low bytes count
-  };
-  const std::string plain = "The quick brown fox jumps over the lazy dog";
-  for (const auto& c : cases) {
-    uint8_t key[64] = {};
-    memcpy(key, c.key.data(), c.key.size());
-    std::string data = plain;
-    ASSERT_EQ(PDF_Security_Crypt(key, static_cast<uint8_t>(c.key.size()), Object(c.number, c.generation), Bytes(&data),
-                                 data.size()),
-              0);
-    EXPECT_EQ(data, Test_Encipher(c.key, c.key_number, c.key_generation, plain)) << c.key.size() << " key bytes";
-    EXPECT_NE(data, Test_Encipher(c.key, c.key_number + 1, c.key_generation, plain)) << "the number counts";
-  }
-}
-
 TEST_F(Security, CryptRefusalsLeaveTheDataAlone) {
   uint8_t key[32] = {'k', 'e', 'y'};
   uint8_t zero[32] = {};
@@ -119,26 +94,6 @@ TEST_F(Security, CryptRefusalsLeaveTheDataAlone) {
           << c.name;
     }
   }
-}
-
-TEST_F(Security, ReadAndWriteKeyRecords) {
-  // Deciphering takes the file's read key, enciphering the write record it
-  // is given; a missing one is refused and the data left alone.
-  PDF_Object* object = Object(9, 1);
-  PDF_Write_Key write_key = {};
-  write_key.length = 5;
-  memcpy(write_key.bytes, "write", 5);
-  std::string data = "plain text";
-  EXPECT_EQ(PDF_Security_Decrypt_Bytes(file, object, Bytes(&data), data.size()), PDF_RESULT_INVALID_ARGUMENT);
-  EXPECT_EQ(PDF_Security_Encrypt_Bytes(nullptr, object, Bytes(&data), data.size()), PDF_RESULT_INVALID_ARGUMENT);
-  Test_Install_Key(file, "read!");
-  EXPECT_EQ(PDF_Security_Decrypt_Bytes(nullptr, object, Bytes(&data), data.size()), PDF_RESULT_INVALID_ARGUMENT);
-  EXPECT_EQ(data, "plain text");
-  ASSERT_EQ(PDF_Security_Decrypt_Bytes(file, object, Bytes(&data), data.size()), PDF_RESULT_OK);
-  EXPECT_EQ(data, Test_Encipher("read!", 9, 1, "plain text"));
-  data = "plain text";
-  ASSERT_EQ(PDF_Security_Encrypt_Bytes(&write_key, object, Bytes(&data), data.size()), PDF_RESULT_OK);
-  EXPECT_EQ(data, Test_Encipher("write", 9, 1, "plain text"));
 }
 
 TEST_F(Security, StringsEncryptWithTheWriteRecord) {
