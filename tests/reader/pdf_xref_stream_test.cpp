@@ -67,35 +67,26 @@ std::string Describe(const PDF_Xref_Table* table) {
 
 class Xref_Stream : public Objects_Fixture {
  public:
-  // Parses "<<entries /Length n>> stream ... endstream" behind the base
-  // objects; the stream lives until Drop().
-  PDF_Stream* Parse_Stream(const std::string& entries, const std::string& data) {
-    std::string bytes = Base().bytes;
-    uint64_t position = bytes.size();
-    bytes += "<<" + entries + " /Length " + std::to_string(data.size()) + ">>\nstream\n" + data + "\nendstream\n";
-    reader = Input(bytes);
-    EXPECT_NE(PDF_Data_Object_Read(&variant, file, reader, position), 0u);
-    return static_cast<PDF_Stream*>(PDF_Data_Object_Get_Direct_Value(variant, PDF_Data_Type_Stream));
-  }
-  void Drop() {
-    if (variant != nullptr) Delete(&variant);
-  }
-  // Merges the stream into a new table and describes the table.
+  // Reads "<<entries /Length n>> stream ... endstream", placed behind the
+  // base objects, into a new table and describes the table.
   std::string Read(const std::string& entries, const std::string& data, int8_t level, PDF_Result* result) {
     file->tolerance_level = level;
     PDF_Xref_Table* table = nullptr;
     EXPECT_EQ(PDF_Xref_Table_Create(&table, file, false), 0);
-    PDF_Stream* stream = Parse_Stream(entries, data);
+    std::string bytes = Base().bytes;
+    uint64_t position = bytes.size();
+    bytes += "<<" + entries + " /Length " + std::to_string(data.size()) + ">>\nstream\n" + data + "\nendstream\n";
+    PDF_Read_Data* reader = Input(bytes);
+    PDF_Data_Object* variant = nullptr;
+    EXPECT_NE(PDF_Data_Object_Read(&variant, file, reader, position), 0u);
+    PDF_Stream* stream = static_cast<PDF_Stream*>(PDF_Data_Object_Get_Direct_Value(variant, PDF_Data_Type_Stream));
     EXPECT_NE(stream, nullptr);
     *result = PDF_Xref_Table_Read_Stream(table, stream, file, reader);
     std::string text = Describe(table);
     EXPECT_EQ(PDF_Xref_Table_Delete(&table, file), 0);
-    Drop();
+    Delete(&variant);
     return text;
   }
-
-  PDF_Read_Data* reader = nullptr;
-  PDF_Data_Object* variant = nullptr;
 };
 
 struct Read_Case {
