@@ -4,13 +4,11 @@
 
 #include "reader/pdf_file.h"
 #include "reader/pdf_header.h"
-#include "reader/pdf_startxref.h"
 #include "support/test_objects.h"
 
 namespace {
 
 typedef Objects_Fixture Header;
-typedef Objects_Fixture Startxref;
 
 struct Header_Case {
   std::string input;
@@ -19,13 +17,10 @@ struct Header_Case {
 
 TEST_F(Header, LevelComesFromTheFirstNumberOfTheFile) {
   const Header_Case cases[] = {
-      {"%PDF-1.7\n1 0 obj", 4},  // the version line is a comment
-      {"%PDF-1.4\n%\xE2\xE3\n12 0 obj", 5},
+      {"%PDF-1.7\n1 0 obj", 4},      // the version line is a comment
       {"%PDF-1.7\n%more\n1.4 ", 0},  // only exactly 1.4 gives level 0
       {"-1.4 ", 0},                  // absolute value
       {"1.5", 5},
-      {"1.7 ", 5},
-      {"0.9 ", 4},
       {std::string(1025, 'x') + "2 ", 5},  // the last offset tried is 1025
       {std::string(1026, 'x') + "2 ", -1},
       {"", -1},
@@ -46,67 +41,6 @@ TEST_F(Header, LevelComesFromTheFirstNumberOfTheFile) {
     EXPECT_EQ(file->header_level, c.level);
     PDF_Header_Delete(&header, file);
   }
-}
-
-TEST_F(Header, CountReachesPastTheNumber) {
-  const std::string text = "xx 12 0 obj";
-  PDF_Header* header = nullptr;
-  // Offsets 0 and 1 hold no number; at offset 2 the skip and "12" use 3 bytes.
-  EXPECT_EQ(PDF_Header_Read(&header, file, Input(text), 0), 5u);
-  PDF_Header_Delete(&header, file);
-}
-
-TEST_F(Header, CreateChecksLevelAndReportsMemory) {
-  PDF_Header* header = nullptr;
-  EXPECT_EQ(PDF_Header_Create(nullptr, file, 4), PDF_RESULT_INVALID_ARGUMENT);
-  EXPECT_EQ(PDF_Header_Create(&header, file, 7), PDF_RESULT_BAD_HEADER_LEVEL);
-  ASSERT_EQ(PDF_Header_Create(&header, file, 6), 0);
-  PDF_Header_Delete(&header, file);
-  ASSERT_EQ(PDF_Header_Create(&header, file, -3), PDF_RESULT_OK);  // compared as a signed byte
-  PDF_Header_Delete(&header, file);
-  allocator.fail_at = allocator.requests + 1;
-  EXPECT_EQ(PDF_Header_Create(&header, file, 4), PDF_RESULT_OUT_OF_MEMORY);
-  ASSERT_EQ(log.messages.size(), 1u);
-  EXPECT_EQ(log.messages[0].text, "Unable to allocate memory for Header!");
-  EXPECT_EQ(log.messages[0].code, PDF_RESULT_OUT_OF_MEMORY);
-  EXPECT_EQ(log.messages[0].level, PDF_LEVEL_RESOURCE);
-}
-
-struct Startxref_Case {
-  std::string name;
-  std::string input;
-  PDF_Result result;
-  uint64_t offset;
-};
-
-TEST_F(Startxref, BackwardSearchFindsTheLastKeyword) {
-  const Startxref_Case cases[] = {
-      {"empty", "", PDF_RESULT_UNREADABLE, 0},
-      {"shorter than 9 bytes", "startxre", PDF_RESULT_UNREADABLE, 0},
-      {"keyword at offset 0", "startxref 5 ", PDF_RESULT_UNREADABLE, 0},
-      {"keyword at offset 1", " startxref 5 ", PDF_RESULT_UNREADABLE, 0},
-      {"keyword at offset 2", "  startxref 5 ", 0, 5},
-      {"last of two", "xx startxref 5\n%%EOF\nstartxref 77\n%%EOF\n", 0, 77},
-      {"junk after it", "xx startxref 9\n" + std::string(5000, 'j'), 0, 9},
-      {"upper case", "xx STARTXREF 5 ", PDF_RESULT_UNREADABLE, 0},
-      {"no number", "xx startxref x\n", PDF_RESULT_BAD_TRAILER, 0},
-      {"number without terminator", "xx startxref 12", PDF_RESULT_BAD_TRAILER, 0},
-      {"sign ignored", "xx startxref -12 ", 0, 12},
-      {"past the first probe", std::string(1048580, ' ') + "startxref 31 ", 0, 31},
-  };
-  for (const Startxref_Case& c : cases) {
-    const std::string text = c.input;
-    uint64_t offset = 1234;
-    EXPECT_EQ(PDF_Header_Find_Startxref(file, Input(text), &offset), c.result) << c.name;
-    EXPECT_EQ(offset, c.offset) << c.name;
-  }
-}
-
-TEST_F(Startxref, BufferAllocationFailure) {
-  const std::string text = "xx startxref 5 ";
-  uint64_t offset = 0;
-  allocator.fail_at = allocator.requests + 1;
-  EXPECT_EQ(PDF_Header_Find_Startxref(file, Input(text), &offset), PDF_RESULT_OUT_OF_MEMORY);
 }
 
 }  // namespace

@@ -6,10 +6,7 @@
 #include "document/pdf_document.h"
 #include "objects/pdf_data_object.h"
 #include "objects/pdf_dictionary.h"
-#include "objects/pdf_name.h"
-#include "objects/pdf_number.h"
 #include "objects/pdf_object.h"
-#include "objects/pdf_string.h"
 #include "reader/pdf_file.h"
 #include "reader/pdf_trailer.h"
 #include "reader/pdf_xref_table.h"
@@ -20,83 +17,6 @@
 namespace {
 
 using Opened = Opened_Document;
-
-double Number_Value(Opened* opened, uint32_t number) {
-  return PDF_Number_Get_Real(static_cast<PDF_Number*>(PDF_Data_Object_Get_Direct_Value(opened->value(number), 4)));
-}
-
-// Three objects and a classic table.
-std::string Simple_File() {
-  Pdf_Builder b;
-  Pdf_Builder_Header(&b);
-  Pdf_Builder_Object(&b, 1, "<< /Type /Catalog /Pages 2 0 R >>");
-  Pdf_Builder_Object(&b, 2, "<< /Type /Pages /Kids [] /Count 0 >>");
-  Pdf_Builder_Object(&b, 3, "42");
-  Pdf_Builder_Object(&b, 4, "(text)");
-  Pdf_Builder_Finish(&b, "/Root 1 0 R");
-  return b.bytes;
-}
-
-TEST(XrefChain, EveryObjectOfAClassicFileLoads) {
-  Opened opened(Simple_File(), 3);
-  ASSERT_EQ(opened.result, 0);
-  for (uint32_t number = 1; number <= 4; ++number) {
-    ASSERT_NE(opened.object(number), nullptr);
-    EXPECT_EQ(opened.object(number)->value, nullptr) << "nothing is parsed before first use";
-    EXPECT_NE(opened.object(number)->source_reader, nullptr);
-  }
-  ASSERT_NE(opened.value(1), nullptr);
-  EXPECT_EQ(PDF_Object_Get_Type(opened.object(1)), PDF_Object_Type_Catalog);
-  ASSERT_NE(opened.value(2), nullptr);
-  EXPECT_EQ(PDF_Object_Get_Type(opened.object(2)), PDF_Object_Type_Pages);
-  EXPECT_EQ(Number_Value(&opened, 3), 42.0);
-  PDF_String* text = static_cast<PDF_String*>(PDF_Data_Object_Get_Direct_Value(opened.value(4), 5));
-  ASSERT_NE(text, nullptr);
-  EXPECT_EQ(std::string(reinterpret_cast<char*>(PDF_String_Get_Text(text)), 4), "text");
-  EXPECT_EQ(opened.object(5), nullptr);
-  EXPECT_EQ(opened.object(0), nullptr);
-  EXPECT_NE(PDF_Trailer_Get_Root(opened.file()->xref_table->trailer), nullptr);
-  EXPECT_FALSE(PDF_Dictionary_Has_Key(PDF_Trailer_Get_Dictionary(opened.file()->xref_table->trailer), "Prev"));
-}
-
-// A first revision and an incremental update that redefines object 3, frees
-// object 4 and adds object 5.
-std::string Updated_File(bool free_line_in_update = true) {
-  Pdf_Builder b;
-  Pdf_Builder_Header(&b);
-  Pdf_Builder_Object(&b, 1, "<< /Type /Catalog >>");
-  Pdf_Builder_Object(&b, 3, "1");
-  Pdf_Builder_Object(&b, 4, "2");
-  uint64_t first_xref = Pdf_Builder_Xref(&b, {Pdf_Builder_All_Objects(&b)});
-  Pdf_Builder_Trailer(&b, "/Size 5 /Root 1 0 R /Info 9 0 R", first_xref);
-  uint64_t three = Pdf_Builder_Object(&b, 3, "100");
-  uint64_t five = Pdf_Builder_Object(&b, 5, "500");
-  std::vector<Pdf_Xref_Subsection> update = {{3, {{three, 0, 'n'}}}, {5, {{five, 0, 'n'}}}};
-  if (free_line_in_update) update.push_back({4, {{0, 1, 'f'}}});
-  uint64_t second_xref = Pdf_Builder_Xref(&b, update);
-  Pdf_Builder_Trailer(&b, "/Size 6 /Root 1 0 R /Prev " + std::to_string(first_xref), second_xref);
-  return b.bytes;
-}
-
-TEST(XrefChain, IncrementalUpdatesResolveToTheNewestDefinition) {
-  Opened opened(Updated_File(), 3);
-  ASSERT_EQ(opened.result, 0);
-  EXPECT_EQ(Number_Value(&opened, 3), 100.0);
-  EXPECT_EQ(Number_Value(&opened, 5), 500.0);
-  EXPECT_EQ(opened.object(4), nullptr) << "a newer free entry hides the older in-use one";
-  EXPECT_NE(opened.object(1), nullptr);
-  // Only the newest trailer is kept.
-  PDF_Dictionary* trailer = PDF_Trailer_Get_Dictionary(opened.file()->xref_table->trailer);
-  EXPECT_FALSE(PDF_Dictionary_Has_Key(trailer, "Info"));
-  EXPECT_FALSE(PDF_Dictionary_Has_Key(trailer, "Prev"));
-}
-
-TEST(XrefChain, OlderEntriesOutsideNewerSectionsAreMerged) {
-  Opened opened(Updated_File(false), 3);
-  ASSERT_EQ(opened.result, 0);
-  EXPECT_EQ(Number_Value(&opened, 4), 2.0);
-  EXPECT_EQ(Number_Value(&opened, 3), 100.0);
-}
 
 std::string File_With_Table(const std::string& table_text, const std::string& trailer_keyword = "trailer") {
   Pdf_Builder b;
@@ -130,12 +50,9 @@ TEST(XrefChain, DamageIsForgivenFromItsLevel) {
   const std::string first_report = "Unable to read object 0 (invalid offset in cross reference table).\n";
   const std::string later_report = "Unable to read object 2 (invalid offset in cross reference table).";
   const Damage_Case cases[] = {
-      {"clean", "0 3\n0000000000 65535 f\r\n<1><2>", "trailer", 0, 0, ""},
       {"nine-digit offset", "0 3\n000000000 65535 f\r\n<1><2>", "trailer", 0, 0, ""},
       {"bad first line", "0 3\n" + bad_line + "<1><2>", "trailer", 2, PDF_RESULT_MALFORMED_XREF, first_report},
       {"bad later line", "0 3\n0000000000 65535 f\r\n<1>" + bad_line, "trailer", 1, PDF_RESULT_MALFORMED_XREF,
-       later_report},
-      {"short line", "0 3\n0000000000 65535 f\r\n<1>16 0 n          \n", "trailer", 1, PDF_RESULT_MALFORMED_XREF,
        later_report},
       {"junk token before trailer", "0 3\n0000000000 65535 f\r\n<1><2>", "junk trailer", 1, PDF_RESULT_BAD_TRAILER,
        "Unable to find trailer keyword, try to ignore it.\n"},
@@ -147,52 +64,30 @@ TEST(XrefChain, DamageIsForgivenFromItsLevel) {
     const std::string bytes = File_With_Table(c.table, c.keyword);
     for (int8_t level = 0; level <= 4; ++level) {
       Opened opened(bytes, level);
-      if (level >= c.lowest_level) {
-        EXPECT_EQ(opened.result, 0) << c.name << " at level " << int(level);
-        if (opened.result == 0) {
-          EXPECT_NE(opened.object(1), nullptr);
-        }
-      } else {
-        EXPECT_EQ(opened.result, c.below) << c.name << " at level " << int(level);
-      }
-      if (!c.report.empty()) {
-        EXPECT_TRUE(opened.reported(c.report)) << c.name << " at level " << int(level);
-      }
+      SCOPED_TRACE(c.name + " at level " + std::to_string(level));
+      EXPECT_EQ(opened.result, level >= c.lowest_level ? PDF_RESULT_OK : c.below);
+      EXPECT_TRUE(opened.result != 0 || opened.object(1) != nullptr);
+      EXPECT_TRUE(c.report.empty() || opened.reported(c.report));
     }
   }
 }
 
-TEST(XrefChain, SubstitutedEntryIsFree) {
-  Opened opened(File_With_Table("0 3\n0000000000 65535 f\r\n<1>9999999999 00000 n\r\n"), 3);
-  ASSERT_EQ(opened.result, 0);
-  EXPECT_EQ(opened.object(2), nullptr);
-  EXPECT_NE(opened.object(1), nullptr);
-}
-
-TEST(XrefChain, UnreadableObjectInAnOlderTableIsDroppedFromLevelOne) {
+TEST(XrefChain, EverySubsectionOfALongTableIsFound) {
+  // 120 subsections of one object each, with gaps between them: the lookup
+  // index holds a run of numbers for every one.
   Pdf_Builder b;
   Pdf_Builder_Header(&b);
-  Pdf_Builder_Object(&b, 1, "<< /Type /Catalog >>");
-  Pdf_Xref_Subsection older = Pdf_Builder_All_Objects(&b);
-  older.lines.push_back({5, 0, 'n'});  // object 2 points into the header
-  uint64_t first_xref = Pdf_Builder_Xref(&b, {older});
-  Pdf_Builder_Trailer(&b, "/Size 3 /Root 1 0 R", first_xref);
-  uint64_t one = Pdf_Builder_Object(&b, 1, "<< /Type /Catalog /Version /1.7 >>");
-  uint64_t xref = Pdf_Builder_Xref(&b, {{1, {{one, 0, 'n'}}}});
-  Pdf_Builder_Trailer(&b, "/Size 3 /Root 1 0 R /Prev " + std::to_string(first_xref), xref);
-  {
-    Opened strict(b.bytes, 0);
-    EXPECT_EQ(strict.result, PDF_RESULT_BAD_TRAILER);
+  std::vector<Pdf_Xref_Subsection> subsections = {{0, {{0, 65535, 'f'}}}};
+  for (uint32_t number = 1; number < 240; number += 2) {
+    uint64_t offset = Pdf_Builder_Object(&b, number, number == 1 ? "<< /Type /Catalog >>" : std::to_string(number));
+    subsections.push_back({number, {{offset, 0, 'n'}}});
   }
-  Opened opened(b.bytes, 1);
+  Pdf_Builder_Trailer(&b, "/Size 240 /Root 1 0 R", Pdf_Builder_Xref(&b, subsections));
+  Opened opened(b.bytes, 0);
   ASSERT_EQ(opened.result, 0);
-  EXPECT_EQ(opened.object(2), nullptr);
-  EXPECT_TRUE(opened.log.messages.empty()) << "dropped without a report";
-}
-
-TEST(XrefChain, StartxrefOfZeroFindsNoTrailer) {
-  Opened opened("%PDF-1.7\n1 0 obj 1 endobj\nstartxref\n0\n%%EOF\n", 3);
-  EXPECT_EQ(opened.result, PDF_RESULT_INVALID_ARGUMENT);
+  for (uint32_t number = 1; number <= 240; ++number) {
+    EXPECT_EQ(opened.object(number) != nullptr, number % 2 == 1) << number;
+  }
 }
 
 std::string File_With_Trailer(const std::string& trailer_entries, const std::string& extra_object = "") {
@@ -220,16 +115,10 @@ TEST(OpenSequence, EncryptionIsClassified) {
       {"V2 R3", "<< /Filter /Standard /V 2 /R 3 /P -44 >>", true, 0, 3},
       {"V2 R2", "<< /Filter /Standard /V 2 /R 2 /P -44 >>", false, PDF_RESULT_UNSUPPORTED_REVISION, 0},
       {"V3", "<< /Filter /Standard /V 3 /R 3 /P -44 >>", false, PDF_RESULT_BAD_ENCRYPTION, 0},
-      {"R4", "<< /Filter /Standard /V 2 /R 4 /P -44 >>", false, PDF_RESULT_BAD_ENCRYPTION, 0},
       {"other handler", "<< /Filter /Other /V 1 /R 2 /P -44 >>", false, PDF_RESULT_BAD_ENCRYPTION, 0},
-      {"filter as string", "<< /Filter (Standard) /V 1 /R 2 /P -44 >>", false, PDF_RESULT_BAD_ENCRYPTION, 0},
-      {"no filter", "<< /V 1 /R 2 /P -44 >>", false, PDF_RESULT_BAD_ENCRYPTION, 0},
-      {"V missing", "<< /Filter /Standard /R 2 /P -44 >>", false, PDF_RESULT_BAD_ENCRYPTION, 0},
-      {"R as name", "<< /Filter /Standard /V 1 /R /Two /P -44 >>", false, PDF_RESULT_BAD_ENCRYPTION, 0},
       {"P missing", "<< /Filter /Standard /V 1 /R 2 >>", false, PDF_RESULT_INVALID_ARGUMENT, 0},
       {"P zero", "<< /Filter /Standard /V 1 /R 2 /P 0 >>", false, PDF_RESULT_INVALID_ARGUMENT, 0},
       {"encrypt is a number", "5", false, 0, 0},
-      {"encrypt is a name", "/Standard", true, 0, 0},
   };
   for (const Encryption_Case& c : cases) {
     std::string trailer = "/Root 1 0 R";
@@ -247,11 +136,6 @@ TEST(OpenSequence, EncryptionIsClassified) {
   }
 }
 
-TEST(OpenSequence, FilterHeldAsAReferenceIsNotUnderstood) {
-  Opened opened(File_With_Trailer("/Root 1 0 R /Encrypt << /Filter 2 0 R /V 1 /R 2 /P -4 >>", "/Standard"), 3);
-  EXPECT_EQ(opened.result, PDF_RESULT_BAD_ENCRYPTION);
-}
-
 struct Root_Case {
   std::string name;
   std::string trailer;
@@ -267,7 +151,6 @@ TEST(OpenSequence, RootAndInfoChecks) {
       {"info reference", "/Root 1 0 R /Info 2 0 R", 0, 0, 2},
       {"info number, level 0", "/Root 1 0 R /Info 5", 0, PDF_RESULT_BAD_INFO, 0},
       {"info number, level 1", "/Root 1 0 R /Info 5", 1, 0, 0},
-      {"info dictionary, level 0", "/Root 1 0 R /Info << /Title (x) >>", 0, PDF_RESULT_BAD_INFO, 0},
       {"info dictionary, level 1", "/Root 1 0 R /Info << /Title (x) >>", 1, 0, 0},
       {"info dictionary, level 2", "/Root 1 0 R /Info << /Title (x) >>", 2, 0, 2},
   };
