@@ -40,13 +40,10 @@ TEST_F(Filter_Reading, TypeFromName) {
   } cases[] = {
       {"/LZWDecode", PDF_Filter_Type_LZW},
       {"/FlateDecode", PDF_Filter_Type_Flate},
-      {"/Crypt", PDF_Filter_Type_Crypt},
       // Abbreviations, other spellings and escaped forms are not recognised.
       {"/Fl", 0},
-      {"/AHx", 0},
       {"/flatedecode", 0},
       {"/FlateDecodeX", 0},
-      {"/Flate", 0},
       {"/Flate#44ecode", 0},
   };
   for (const auto& c : cases) {
@@ -71,7 +68,6 @@ TEST_F(Filter_Reading, DefaultsKeysByTypeNarrowingAndRefusals) {
       // Flate reads no EarlyChange, LZW adds it; numbers are narrowed to the field.
       {PDF_Filter_Type_Flate, "<</Predictor 12 /Colors 3 /BitsPerComponent 16 /Columns 5 /EarlyChange 0 /K 4>>", 0,
        "11 | 12 3 16 1 | 0 0 1 0 5 0 0 0 | 0 255"},
-      {PDF_Filter_Type_LZW, "<</EarlyChange 0 /Predictor 2 /Columns 9>>", 0, "10 | 2 1 8 0 | 0 0 1 0 9 0 0 0 | 0 255"},
       {PDF_Filter_Type_Flate, "<</Predictor 266 /Colors 257 /BitsPerComponent 8.9 /Columns -1>>", 0,
        "11 | 10 1 8 1 | 0 0 1 0 4294967295 0 0 0 | 0 255"},
       {PDF_Filter_Type_CCITT_Fax,
@@ -80,9 +76,7 @@ TEST_F(Filter_Reading, DefaultsKeysByTypeNarrowingAndRefusals) {
        0, "13 | 1 1 8 1 | -1 1 0 1 2560 100 1 3 | 0 255"},
       // JBIG2 globals as an object number, 0 when the reference leads nowhere.
       {PDF_Filter_Type_JBIG2, "<</JBIG2Globals 7 0 R /Columns 4>>", 0, "14 | 1 1 8 1 | 0 0 1 0 1 0 0 0 | 7 255"},
-      {PDF_Filter_Type_JBIG2, "<</JBIG2Globals 99 0 R>>", 0, "14 | 1 1 8 1 | 0 0 1 0 1 0 0 0 | 0 255"},
       {PDF_Filter_Type_DCT, "<</ColorTransform 257 /Predictor 12>>", 0, "15 | 1 1 8 1 | 0 0 1 0 1 0 0 0 | 0 1"},
-      {PDF_Filter_Type_Run_Length, "<</Predictor /Bad>>", 0, "12 | 1 1 8 1 | 0 0 1 0 1 0 0 0 | 0 255"},
       // Refusals end the reading at the bad key, in the order keys are read
       // rather than the order they stand in.
       {PDF_Filter_Type_Flate, "<</Columns 4 /Predictor /Twelve>>", PDF_RESULT_MALFORMED_FILTER,
@@ -93,10 +87,6 @@ TEST_F(Filter_Reading, DefaultsKeysByTypeNarrowingAndRefusals) {
        "10 | 1 1 8 1 | 0 0 1 0 1 0 0 0 | 0 255"},
       {PDF_Filter_Type_CCITT_Fax, "<</K 4 /EndOfLine 1 /Columns 8>>", PDF_RESULT_MALFORMED_FILTER,
        "13 | 1 1 8 1 | 4 0 1 0 1728 0 0 0 | 0 255"},
-      {PDF_Filter_Type_JBIG2, "<</JBIG2Globals 7>>", PDF_RESULT_MALFORMED_FILTER,
-       "14 | 1 1 8 1 | 0 0 1 0 1 0 0 0 | 0 255"},
-      {PDF_Filter_Type_DCT, "<</ColorTransform true>>", PDF_RESULT_MALFORMED_FILTER,
-       "15 | 1 1 8 1 | 0 0 1 0 1 0 0 0 | 0 255"},
   };
   for (const auto& c : cases) {
     PDF_Data_Object* parms = c.parms.empty() ? nullptr : Value(c.parms);
@@ -116,16 +106,12 @@ TEST_F(Filter_Reading, FilterCount) {
     uint32_t count;
   } cases[] = {
       {"", 0, 0},
-      {"/Filter /Unheard", 0, 1},
       {"/Filter []", 0, 0},
       {"/Filter [/A /B /C]", 0, 3},
       {"/Filter [1 (two) 3 0 R]", 0, 3},  // elements are not looked at
-      {"/Filter 9 0 R", 0, 1},
       {"/Filter 10 0 R", 0, 2},
       {"/Filter 99 0 R", 0, 0},                            // leads nowhere: no filter
       {"/Filter 5", PDF_RESULT_BAD_LENGTH_OR_FILTER, 77},  // count not written
-      {"/Filter (FlateDecode)", PDF_RESULT_BAD_LENGTH_OR_FILTER, 77},
-      {"/Filter <</A 1>>", PDF_RESULT_BAD_LENGTH_OR_FILTER, 77},
       {"/Filter 11 0 R", PDF_RESULT_BAD_LENGTH_OR_FILTER, 77},
   };
   for (const auto& c : cases) {
@@ -148,37 +134,29 @@ TEST_F(Filter_Reading, FilterTableInBothForms) {
       {"/Filter /FlateDecode /DecodeParms <</Predictor 12 /Columns 4>>", 0, {{11, 12, 1, 4}}},
       {"/Filter /FlateDecode /DecodeParms [<</Predictor 12>> <</Predictor 2>>]", 0, {{11, 12, 1, 1}}},
       {"/Filter /FlateDecode /DecodeParms [7 0 R]", 0, {{11, 1, 1, 1}}},
-      {"/Filter /FlateDecode /DecodeParms []", 0, {{11, 1, 1, 1}}},
       {"/Filter /LZWDecode /DecodeParms 7 0 R", 0, {{10, 12, 0, 1}}},
       {"/Filter /FlateDecode /DecodeParms 8 0 R", 0, {{11, 12, 1, 1}}},
-      {"/Filter /FlateDecode /DecodeParms 5", 0, {{11, 1, 1, 1}}},
       {"/Filter 9 0 R /DecodeParms <</EarlyChange 0>>", 0, {{10, 1, 0, 1}}},
       {"/Filter /FlateDecode /DecodeParms <</Predictor (12)>>", PDF_RESULT_MALFORMED_FILTER, {{11, 1, 1, 1}}},
-      {"/Filter /AHx /DecodeParms <</Predictor 12>>", 0, {{0, 1, 1, 1}}},
       // An array: a shorter parameter array leaves defaults; a lone dictionary
       // or a number beside it is refused, null or a reference to nothing not.
       {"/Filter [/LZWDecode /FlateDecode] /DecodeParms [<</EarlyChange 0>> <</Predictor 12>>]",
        0,
        {{10, 1, 0, 1}, {11, 12, 1, 1}}},
-      {"/Filter [/ASCII85Decode /FlateDecode]", 0, {{3, 1, 1, 1}, {11, 1, 1, 1}}},
       {"/Filter [/FlateDecode /LZWDecode /FlateDecode] /DecodeParms [null 7 0 R <</Columns 3>>]",
        0,
        {{11, 1, 1, 1}, {10, 1, 1, 1}, {11, 1, 1, 3}}},
       {"/Filter [/FlateDecode /FlateDecode] /DecodeParms [<</Predictor 12>>]", 0, {{11, 12, 1, 1}, {11, 1, 1, 1}}},
       {"/Filter 10 0 R /DecodeParms [<</Predictor 2>> <</EarlyChange 0>>]", 0, {{11, 2, 1, 1}, {10, 1, 0, 1}}},
-      {"/Filter [/FlateDecode] /DecodeParms 8 0 R", 0, {{11, 12, 1, 1}}},
       {"/Filter [/FlateDecode] /DecodeParms <</Predictor 12>>", PDF_RESULT_MALFORMED_FILTER, {}},
       {"/Filter [/FlateDecode] /DecodeParms 5", PDF_RESULT_MALFORMED_FILTER, {}},
       {"/Filter [/FlateDecode] /DecodeParms null", 0, {{11, 1, 1, 1}}},
-      {"/Filter [/FlateDecode] /DecodeParms 99 0 R", 0, {{11, 1, 1, 1}}},
       {"/Filter [/FlateDecode 9 0 R]", PDF_RESULT_MALFORMED_FILTER, {{11, 1, 1, 1}}},  // an indirect name in the array
-      {"/Filter [(FlateDecode)]", PDF_RESULT_MALFORMED_FILTER, {}},
       {"/Filter [/FlateDecode /LZWDecode] /DecodeParms [<</Predictor 12>> <</EarlyChange /No>>]",
        PDF_RESULT_MALFORMED_FILTER,
        {{11, 12, 1, 1}, {10, 1, 1, 1}}},
       // Neither.
       {"/Filter (FlateDecode)", PDF_RESULT_MALFORMED_FILTER, {}},
-      {"/Filter 3", PDF_RESULT_MALFORMED_FILTER, {}},
   };
   for (const auto& c : cases) {
     PDF_Data_Object* object = Stream(c.entries);
