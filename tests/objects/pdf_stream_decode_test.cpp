@@ -1,6 +1,6 @@
 // The filter chain over whole streams: decoding in place, the bookkeeping of
-// the Filter and DecodeParms entries, passing over or refusing filters
-// without a decoder, and the two questions asked of a stream's data.
+// the Filter and DecodeParms entries, and passing over or refusing filters
+// without a decoder.
 #include <gtest/gtest.h>
 
 #include <string>
@@ -54,6 +54,12 @@ TEST_F(Chain, DecodesInOrderAndStrikesWhatItDecoded) {
       // One-element arrays go as a whole.
       {"/Filter [/FlateDecode] /DecodeParms [<</Predictor 10 /Columns 4>>]", Deflate(kPng_Rows), 0, kPng_Decoded},
       {"/Filter /FlateDecode /DecodeParms 5", Deflate(kText), 0, kText},  // parameters of no use dropped silently
+      // Parameters are not range-checked (266 is 10), and a reference in a
+      // parameter array is not followed: the data stays predicted.
+      {"/Filter /FlateDecode /DecodeParms <</Predictor 266 /Columns 4>>", Deflate(kPng_Rows), 0, kPng_Decoded},
+      {"/Filter /FlateDecode /DecodeParms [17 0 R]", Deflate(kPng_Rows), 0, kPng_Rows},
+      {"/Filter [/ASCII85Decode /FlateDecode] /DecodeParms [null 17 0 R]", Deflate(kPng_Rows), 0, kPng_Rows,
+       "[/ASCII85Decode]", "[null]", false},
       // Passed over, or refused before or after a decoded step. The next
       // filter runs on the bytes as they are.
       {"/Filter [/FlateDecode /ASCII85Decode]", Deflate(kText), 0, kText, "[/ASCII85Decode]", "-", false},
@@ -82,6 +88,10 @@ TEST_F(Chain, DecodesInOrderAndStrikesWhatItDecoded) {
       {"", kText, 0, ""},
       {"/Filter 5", kText, 0, "", "5"},
       {"/Filter [/FlateDecode 19 0 R]", kText, PDF_RESULT_MALFORMED_FILTER, "", "[/FlateDecode R19.0]"},
+      {"/Filter [/FlateDecode] /DecodeParms <</Predictor 12>>", kText, PDF_RESULT_MALFORMED_FILTER, "",
+       "[/FlateDecode]", "<</Predictor 12>>"},
+      {"/Filter /FlateDecode /DecodeParms <</Predictor 12 /Columns 11 0 R>>", kText, PDF_RESULT_MALFORMED_FILTER, "",
+       "/FlateDecode", "<</Predictor 12 /Columns R11.0>>"},
       // Empty: LZW decodes nothing into a buffer, and the release of the
       // missing raw data fails; Flate can't have a buffer of no bytes.
       {"/Filter /LZWDecode", "", PDF_RESULT_NOTHING_TO_FREE, "", "/LZWDecode", "-", false},
@@ -159,104 +169,6 @@ TEST_F(Chain, PredictorFailuresComeAfterTheRawDataIsGone) {
     EXPECT_EQ(Entry(stream, "Length"), std::to_string(raw.size()));
     EXPECT_EQ(PDF_Stream_Decode(stream, true), PDF_RESULT_UNREADABLE) << "nothing to load from";
     Delete(&object);
-  }
-}
-
-TEST_F(Chain, NullArguments) {
-  EXPECT_EQ(PDF_Stream_Decode(nullptr, true), PDF_RESULT_INVALID_ARGUMENT);
-  EXPECT_EQ(PDF_Stream_Get_Data(nullptr), nullptr);
-  EXPECT_FALSE(PDF_Stream_Is_Plain_Flate(nullptr));
-  PDF_Data_Object* object = Stream("/Filter /FlateDecode", Deflate(kText));
-  PDF_Stream* stream = Of(object);
-  PDF_Filter_Parms record{};
-  record.type = PDF_Filter_Type_Flate;
-  EXPECT_EQ(PDF_Stream_Decode_Flate(stream, nullptr, nullptr, nullptr, 0), PDF_RESULT_INVALID_ARGUMENT);
-  EXPECT_EQ(PDF_Stream_Decode_LZW(nullptr, &record, nullptr, nullptr, 0), PDF_RESULT_INVALID_ARGUMENT);
-  stream->file = nullptr;
-  EXPECT_EQ(PDF_Stream_Decode(stream, true), PDF_RESULT_INVALID_ARGUMENT);
-  EXPECT_FALSE(PDF_Stream_Is_Plain_Flate(stream));
-  stream->file = file;
-  Delete(&object);
-}
-
-TEST_F(Chain, GetData) {
-  const struct {
-    std::string entries, raw;
-    bool decoded;
-    std::string data;  // afterwards
-  } cases[] = {
-      {"/Filter /FlateDecode", Deflate(kText), true, kText},
-      {"/Filter /ASCIIHexDecode", "414243", false, "414243"},  // refused filter: the raw bytes stay
-      {"", "", false, ""},                                     // an empty stream has no bytes
-  };
-  for (const auto& c : cases) {
-    PDF_Data_Object* object = Stream(c.entries, c.raw);
-    uint8_t* data = PDF_Stream_Get_Data(Of(object));
-    EXPECT_EQ(data != nullptr, c.decoded) << c.entries;
-    if (c.decoded) {
-      EXPECT_EQ(data, Of(object)->data) << "owned by the stream";
-    }
-    EXPECT_EQ(Data(Of(object)), c.data);
-    Delete(&object);
-  }
-  // A short read below level 3 leaves a buffer from the load, which goes.
-  file->tolerance_level = 2;
-  PDF_Data_Object* object = Value("<</Length 40>>\nstream\nshort");
-  EXPECT_EQ(PDF_Stream_Get_Data(Of(object)), nullptr);
-  EXPECT_EQ(Of(object)->data, nullptr);
-  EXPECT_NE(Of(object)->reader, nullptr) << "still on file";
-  file->tolerance_level = 3;
-  EXPECT_NE(PDF_Stream_Get_Data(Of(object)), nullptr) << "level 3 takes what there is";
-  EXPECT_EQ(std::string(reinterpret_cast<char*>(Of(object)->data), 5), "short");
-  EXPECT_EQ(PDF_Stream_Get_Length(Of(object)), 40u) << "the stated length stays";
-  Delete(&object);
-}
-
-TEST_F(Chain, IsPlainFlate) {
-  const std::pair<std::string, bool> cases[] = {
-      {"", true},
-      {"/Filter [/FlateDecode /FlateDecode]", true},
-      {"/Filter 19 0 R", true},
-      {"/Filter /FlateDecode /DecodeParms <</Predictor 257 /Colors 3>>", true},  // 257 narrows to 1
-      {"/Filter /FlateDecode /DecodeParms [17 0 R]", true},                      // element not followed
-      {"/Filter /FlateDecode /DecodeParms 17 0 R", false},
-      {"/Filter [/FlateDecode /FlateDecode] /DecodeParms [null <</Predictor 2>>]", false},
-      {"/Filter [/FlateDecode /Fl]", false},
-      {"/Filter 5", false},
-      {"/Filter [/FlateDecode 19 0 R]", false},
-  };
-  for (const auto& c : cases) {
-    PDF_Data_Object* object = Stream(c.first, "x");
-    EXPECT_EQ(PDF_Stream_Is_Plain_Flate(Of(object)), c.second) << c.first;
-    EXPECT_EQ(Of(object)->data, nullptr) << "the data isn't needed";
-    Delete(&object);
-  }
-}
-
-TEST_F(Chain, AllocationFailuresLeaveNothingBehind) {
-  const struct {
-    std::string entries, raw;
-    bool plain_question;  // PDF_Stream_Is_Plain_Flate instead of the decode
-  } cases[] = {
-      {"/Filter /FlateDecode /DecodeParms [<</Predictor 12 /Columns 4>>]", Deflate(kPng_Rows), false},
-      {"/Filter [/ASCII85Decode /LZWDecode] /DecodeParms [null <</EarlyChange 0>>]", LZW(kText), false},
-      {"/Filter [/FlateDecode /FlateDecode]", "x", true},
-  };
-  for (const auto& c : cases) {
-    for (uint64_t n = 1;; ++n) {
-      std::set<void*> before = Snapshot();
-      PDF_Data_Object* object = Stream(c.entries, c.raw);
-      Fail_Request(n);
-      PDF_Result result =
-          c.plain_question ? !PDF_Stream_Is_Plain_Flate(Of(object)) : PDF_Stream_Decode(Of(object), false);
-      bool failed = Failure_Reached();
-      Stop_Failing();
-      EXPECT_EQ(result == 0, !failed) << c.entries << " request " << n;
-      // Whatever happened, the stream can still be taken down completely.
-      Delete(&object);
-      EXPECT_EQ(Free_Since(before), 0u) << c.entries << " request " << n;
-      if (!failed) break;
-    }
   }
 }
 
