@@ -4,9 +4,7 @@
 
 #include <string>
 
-#include "objects/pdf_array.h"
 #include "objects/pdf_dictionary.h"
-#include "objects/pdf_number.h"
 #include "objects/pdf_object.h"
 #include "objects/pdf_object_reference.h"
 #include "objects/pdf_stream.h"
@@ -33,11 +31,11 @@ class Object_Table : public Objects_Fixture {
 
   // Reads "n g obj body" from text of its own and enters the object in the
   // table, as the cross-reference reader does.
-  PDF_Object* Add(const std::string& text, PDF_Xref_Table* table = nullptr) {
+  PDF_Object* Add(const std::string& text) {
     PDF_Object* object = nullptr;
     EXPECT_NE(PDF_Object_Read(&object, file, Input(text), 0), 0u) << text;
     if (object == nullptr) return nullptr;
-    EXPECT_EQ(PDF_Xref_Table_Add_Entry(table != nullptr ? table : Table(), file, object, 0, 0, 0, 'n'), 0);
+    EXPECT_EQ(PDF_Xref_Table_Add_Entry(Table(), file, object, 0, 0, 0, 'n'), 0);
     return object;
   }
 
@@ -130,7 +128,8 @@ TEST_F(Object_Table, PageNeighbourhoodCopy) {
   Delete(&source);
 }
 
-// Strings of a body as the file writes them when enciphered for an object.
+// A string of a body in hexadecimal form, as the file writes it when
+// enciphered for an object.
 std::string Hex(const std::string& key, uint32_t number, uint32_t generation, const std::string& plain) {
   return "<" + Test_Spaced_Hex(Test_Encipher(key, number, generation, plain)) + ">";
 }
@@ -203,54 +202,6 @@ TEST_F(Object_Table, NoKeyStateFailsObjectsThatNeedTheCipher) {
       EXPECT_EQ(PDF_Object_Get_Type(object), PDF_Object_Type_Unknown) << c.text;
     }
   }
-}
-
-TEST_F(Object_Table, TableEntriesAndLookup) {
-  PDF_Xref_Table* table = Table();
-  // Numbers without objects join sections at either end or open new ones.
-  for (uint64_t number : {10, 11, 9, 3}) {
-    ASSERT_EQ(PDF_Xref_Table_Add_Entry(table, file, nullptr, number, 0, 0, 'f'), 0);
-  }
-  EXPECT_EQ(PDF_Number_Get_Integer(table->first_section->first_number), 3);
-  EXPECT_EQ(PDF_Number_Get_Integer(table->last_section->first_number), 9);
-  EXPECT_EQ(PDF_Number_Get_Integer(table->last_section->count), 3);
-  EXPECT_TRUE(PDF_Xref_Table_Has_Number(table, 11) && !PDF_Xref_Table_Has_Number(table, 12));
-  EXPECT_EQ(PDF_Xref_Table_Get_Object(table, 10, 0), nullptr) << "a free entry gives null";
-  // An object numbered 0 takes the next number behind the last section; a
-  // second object of a number in use adds nothing.
-  PDF_Object* fresh = nullptr;
-  PDF_Object* duplicate = nullptr;
-  ASSERT_EQ(PDF_Object_Create(&fresh, file, nullptr, 0, 0, 0), 0);
-  ASSERT_EQ(PDF_Object_Create(&duplicate, file, nullptr, 12, 0, 0), 0);
-  ASSERT_EQ(PDF_Xref_Table_Add_Entry(table, file, fresh, 0, 0, 0, 'n'), 0);
-  EXPECT_EQ(PDF_Xref_Table_Add_Entry(table, file, duplicate, 0, 0, 0, 'n'), 0);
-  EXPECT_EQ(PDF_Body_Find_Object(file->xref_table, 12, 0), fresh);
-  EXPECT_EQ(PDF_Xref_Table_Get_Object(table, 0, PDF_Object_Get_Id(fresh)), fresh) << "number 0: by id";
-  EXPECT_EQ(PDF_Xref_Table_Get_Object(table, 0, 0), nullptr);
-  // The hidden object is stepped over by number lookup.
-  table->last_section->hidden_object = fresh;
-  EXPECT_EQ(PDF_Xref_Table_Get_Object(table, 12, 0), nullptr);
-  table->last_section->hidden_object = nullptr;
-
-  PDF_Xref_Table* with_head = nullptr;
-  ASSERT_EQ(PDF_Xref_Table_Create(&with_head, file, true), 0);
-  EXPECT_EQ(with_head->first_section->head->type, 'f');
-  EXPECT_EQ(with_head->first_section->head->generation, 65535);
-  EXPECT_EQ(PDF_Xref_Table_Delete(&with_head, file), 0);
-}
-
-TEST_F(Object_Table, BodyChainAsksTheOldestFirst) {
-  PDF_Object* newer = Add("5 0 obj (new)");
-  PDF_Xref_Table* table = nullptr;
-  ASSERT_EQ(PDF_Xref_Table_Create(&table, file, false), 0);
-  PDF_Body* older = nullptr;
-  ASSERT_EQ(PDF_Body_Create(&older, file, table, nullptr, false), 0);
-  older->next = file->xref_table;
-  file->xref_table->previous = older;
-  EXPECT_EQ(PDF_Body_Find_Object(file->xref_table, 5, 0), Add("5 0 obj (old)", table));
-  EXPECT_EQ(PDF_Body_Find_Object(file->xref_table, 0, PDF_Object_Get_Id(newer)), newer);
-  EXPECT_EQ(PDF_Body_Delete(&older, file), 0);
-  EXPECT_EQ(file->xref_table->previous, nullptr) << "unlinked";
 }
 
 }  // namespace
