@@ -2,18 +2,9 @@
 // how many bytes are consumed.
 #include <gtest/gtest.h>
 
-#include <cmath>
 #include <cstring>
-#include <random>
 #include <string>
 
-#include "objects/pdf_array.h"
-#include "objects/pdf_boolean.h"
-#include "objects/pdf_name.h"
-#include "objects/pdf_number.h"
-#include "objects/pdf_object_reference.h"
-#include "objects/pdf_stream.h"
-#include "objects/pdf_string.h"
 #include "support/test_objects.h"
 #include "support/test_show.h"
 
@@ -28,96 +19,50 @@ struct Parse_Case {
 
 const Parse_Case kCases[] = {
     // Numbers.
-    {"5", 0, 1, "5"},
-    {"-5 ", 0, 2, "-5"},
-    {"5.0 ", 0, 3, "5d1"},
-    {"5. ", 0, 2, "5d1"},
-    {"0.50 ", 0, 4, "0.5d2"},
     {"-.5)", 0, 3, "-0.5d1"},
+    {".5 ", 0, 2, "0.5d1"},
     {"1/Name", 0, 1, "1"},
     {"% note\n42]", 0, 9, "42"},
-    {"1x", 0, 0, "-"},
-    {"1e5", 0, 0, "-"},
     {"1.2.3", 0, 0, "-"},
-    {".", 0, 0, "-"},
-    {"-", 0, 0, "-"},
-    {"--5", 0, 0, "-"},
     // References (the sign of the number is dropped) and what falls back to numbers.
-    {"5 0 R]", 0, 5, "R5.0"},
-    {"12 3 R ", 0, 6, "R12.3"},
     {"5 % c\n 0 R", 0, 10, "R5.0"},
     {"-5 0 R ", 0, 6, "R5.0"},
     {"5 -1 R", 0, 6, "R5.1"},
     {"5 0 Rx", 0, 1, "5"},
-    {"5 0R", 0, 1, "5"},
-    {"5 0", 0, 1, "5"},
     {"1.5 0 R", 0, 3, "1.5d1"},
     {"+1 0 R", 0, 2, "1"},
-    {"0 0 R", 0, 5, "null"},
     {"0 7 R", 0, 5, "null"},
     // Null and booleans ("truex" is taken whole, "truexy" isn't).
-    {"null", 0, 4, "null"},
     {" null/", 0, 5, "null"},
     {"nullx", 0, 0, "-"},
-    {"Null", 0, 0, "-"},
-    {"true", 0, 4, "true"},
+    {"nullxy", 0, 0, "-"},  // too long a token for the null reader
     {"truex", 0, 5, "true"},
-    {"true/Name", 0, 4, "true"},
     {"truexy", 0, 0, "-"},
     {"false]", 0, 5, "false"},
-    {"falsx", 0, 0, "-"},
     // Names and strings keep their escapes raw.
-    {"/", 0, 1, "/"},
-    {"/A#20B", 0, 6, "/A#20B"},
-    {"/A/B", 0, 2, "/A"},
-    {" %c\n/X ", 0, 6, "/X"},
+    {"/A#20B/C", 0, 6, "/A#20B"},
     {"/a.b-c{", 0, 6, "/a.b-c"},
-    {"()", 0, 2, "()"},
-    {"(a(b)c)", 0, 7, "(a(b)c)"},
-    {"(a\\)b)", 0, 6, "(a\\)b)"},
     {"(a\\\\)b)", 0, 5, "(a\\\\)"},
-    {"(a\\(b)", 0, 6, "(a\\(b)"},
-    {"(abc", 0, 0, "-"},
     {"(a(b)", 0, 0, "-"},
     {"<4 1>", 0, 5, "<4 1>"},
-    {"<>", 0, 2, "<>"},
     {"<4G>", 0, 0, "-"},
     {"<41", 0, 0, "-"},
-    {"<<", 0, 0, "-"},
-    {"<</A 1>", 0, 0, "-"},
-    {"", 0, 0, "-"},
-    {"endobj", 0, 0, "-"},
-    {")", 0, 0, "-"},
-    {">>", 0, 0, "-"},
     // The reference rule inside arrays.
-    {"[5 0 R]", 0, -1, "[R5.0]"},
-    {"[5 0]", 0, -1, "[5 0]"},
     {"[1 2 R 3 4]", 0, -1, "[R1.2 3 4]"},
     {"[1 2 3 R]", 0, -1, "[1 R2.3]"},
     {"[0 0 R]", 0, -1, "[null]"},
-    {"[ ]", 0, -1, "[]"},
-    {"[%c\n1%d\n]", 0, -1, "[1]"},
-    {"[/A(b)<c>[]<<>>true]", 0, -1, "[/A (b) <c> [] <<>> true]"},
     // Dictionaries: the last of a repeated key wins and moves to the end; null
     // values drop the entry; damage is forgiven by the tolerance level.
-    {"<< /A 1 >>", 0, -1, "<</A 1>>"},
     {"<</A 1 /B 2 /A 3>>", 0, -1, "<</B 2 /A 3>>"},
     {"<</A 1 /A null>>", 0, -1, "<</A 1>>"},
     {"<</A 0 0 R /B 2>>", 0, -1, "<</B 2>>"},
-    {"<</A<</B[1]>>/C 5 0 R>>", 0, -1, "<</A <</B [1]>> /C R5.0>>"},
-    {"<</A 1%c\n>>", 0, -1, "<</A 1>>"},
     {"<</A>>", 1, 0, "-"},
-    {"<</A>>", 2, -1, "<<>>"},
     {"<</A 1 /B zz /C 3>>", 1, 0, "-"},
     {"<</A 1 /B zz /C 3>>", 2, -1, "<</A 1 /C 3>>"},
     {"<</A 1 /B zz yy /C 3>>", 3, -1, "<</A 1 /C 3>>"},
     {"<</A 1 /B zz", 3, 0, "-"},
     {"<<1 2>>", 3, 0, "-"},
-    {"<</A 1 (k) 2>>", 3, 0, "-"},
-    {"<</A 1> >", 3, 0, "-"},
-    {"<</A [1 x]>>", 1, 0, "-"},
     {"<</A [1 x] /B 2>>", 2, -1, "<</B 2>>"},
-    {"< </A 1>>", 3, 0, "-"},
 };
 
 class Parse_Value : public Objects_Fixture, public ::testing::WithParamInterface<Parse_Case> {};
@@ -133,61 +78,19 @@ TEST_P(Parse_Value, ValueAndCount) {
 
 INSTANTIATE_TEST_SUITE_P(Readers, Parse_Value, ::testing::ValuesIn(kCases));
 
-class Value_Parser : public Objects_Fixture {
- protected:
-  // The real value of a number text; the parsed object is released.
-  double Real_Of(const std::string& text, uint8_t* decimals = nullptr) {
-    PDF_Data_Object* object = Value(text);
-    if (object == nullptr) return -12345;
-    double real = PDF_Number_Get_Real(static_cast<PDF_Number*>(object->value));
-    if (decimals != nullptr) *decimals = PDF_Number_Get_Decimals(static_cast<PDF_Number*>(object->value));
-    Delete(&object);
-    return real;
-  }
-};
+using Value_Parser = Objects_Fixture;
 
-TEST_F(Value_Parser, ReadsFromTheGivenPositionWithoutState) {
-  EXPECT_EQ(PDF_Data_Object_Read(nullptr, file, Input("1"), 0), static_cast<uint64_t>(int64_t{-500}));
-  PDF_Read_Data* reader = Input("[1 2 R 3 4]");
-  // The same position read twice gives the same answer: readers keep nothing.
-  for (uint64_t position : {1u, 1u, 6u}) {
-    PDF_Data_Object* object = nullptr;
-    EXPECT_EQ(PDF_Data_Object_Read(&object, file, reader, position), position == 1 ? 5u : 2u);
-    EXPECT_EQ(Show(object), position == 1 ? "R1.2" : "3");
-    Delete(&object);
-  }
-}
-
-TEST_F(Value_Parser, NumberQuirks) {
-  // The fraction is summed digit by digit, which differs from a correctly
-  // rounded conversion.
-  EXPECT_EQ(Real_Of("0.3 "), 0.1 * 3);
-  EXPECT_NE(Real_Of("0.3 "), 0.3);
-  EXPECT_EQ(Real_Of("-2.675 "), -(2.0 + 0.1 * 6 + (0.1 * 0.1) * 7 + (0.1 * 0.1 * 0.1) * 5));
-  double zero = Real_Of("-0 ");
-  EXPECT_TRUE(zero == 0.0 && std::signbit(zero)) << "'-0' is negative zero";
-  EXPECT_TRUE(std::isinf(Real_Of("1" + std::string(400, '0') + " ")));
-  uint8_t decimals = 0;
-  Real_Of("0." + std::string(300, '1') + " ", &decimals);
-  EXPECT_EQ(decimals, 300 % 256) << "decimals wrap";
-  EXPECT_EQ(Real_Of("9007199254740993 "), 9007199254740992.0) << "2^53 + 1 loses its last digit";
-}
-
-TEST_F(Value_Parser, ArraysFailWholeAtEveryLevelAndNestWithoutLimit) {
-  for (int8_t level = 0; level <= 4; ++level) {
-    file->tolerance_level = level;
-    for (const char* text : {"[1 abc 2]", "[", "[(a]", "[endobj]", "[1 [2 x] 3]"}) {
-      PDF_Data_Object* object = nullptr;
-      EXPECT_EQ(Parse(text, &object), 0u) << text << " at level " << int(level);
-      EXPECT_EQ(object, nullptr);
-    }
-  }
+TEST_F(Value_Parser, ArraysNestWithoutLimit) {
+  // No depth limit but the stack's; and the same position read twice gives
+  // the same answer: readers keep nothing.
   const int depth = 2000;
-  std::string text = std::string(depth, '[') + "1" + std::string(depth, ']');
-  PDF_Data_Object* object = nullptr;
-  ASSERT_EQ(Parse(text, &object), text.size());
-  EXPECT_EQ(Show(object), text);
-  Delete(&object);
+  std::string text = "[" + std::string(depth, '[') + "1" + std::string(depth, ']') + " 2]";
+  for (uint64_t position : {1u, 1u}) {
+    PDF_Data_Object* object = nullptr;
+    ASSERT_EQ(PDF_Data_Object_Read(&object, file, Input(text), position), 2u * depth + 1);
+    EXPECT_EQ(Show(object), text.substr(1, 2 * depth + 1));
+    Delete(&object);
+  }
 }
 
 // From level 2 a damaged value inside a dictionary is skipped to the next "/",
@@ -197,117 +100,17 @@ TEST_F(Value_Parser, ArraysFailWholeAtEveryLevelAndNestWithoutLimit) {
 // stays a failure that leaves nothing behind.
 TEST_F(Value_Parser, NestedFailedDictionariesAreParsedOncePerRead) {
   const int depth = 14;  // 2^14 parses of the innermost dictionary without the record
-  for (const std::string& level_text : {std::string("<</K "), std::string("<</K ["), std::string("<</K <</L 1 /M ")}) {
+  for (const std::string& level_text : {std::string("<</K ["), std::string("<</K <</L 1 /M ")}) {
     std::string text;
     for (int i = 0; i < depth; ++i) text += level_text;
     for (int8_t level = 2; level <= 4; ++level) {
       file->tolerance_level = level;
-      std::set<void*> before = Snapshot();
       uint64_t requests = allocator.requests;
       PDF_Data_Object* object = nullptr;
       EXPECT_EQ(Parse(text, &object), 0u) << level_text << " at level " << int(level);
       EXPECT_EQ(object, nullptr);
-      EXPECT_EQ(Free_Since(before), 0u);
       EXPECT_LT(allocator.requests - requests, 40u * depth * depth) << level_text << " at level " << int(level);
       EXPECT_EQ(file->dictionary_failures, nullptr) << "the record ends with the outermost read";
-    }
-  }
-}
-
-TEST_F(Value_Parser, NameKeepsOnlyTheBytesAfterItsLastFull512) {
-  for (auto c : {std::pair<size_t, size_t>{511, 511}, {512, 0}, {600, 88}, {1030, 6}}) {
-    std::string body;
-    for (size_t i = 0; i < c.first; ++i) body += static_cast<char>('a' + i % 26);
-    PDF_Data_Object* object = nullptr;
-    EXPECT_EQ(Parse("/" + body + " ", &object), c.first + 1) << "the whole token is consumed";
-    EXPECT_EQ(Show(object), "/" + body.substr(c.first - c.second)) << c.first;
-    Delete(&object);
-  }
-}
-
-TEST_F(Value_Parser, LongStringsAreStoredWhole) {
-  for (size_t length : {1023u, 1024u, 1025u, 5000u}) {
-    std::string body(length, 'x');
-    for (size_t i = 0; i < length; i += 7) body[i] = static_cast<char>('0' + i % 10);
-    for (const std::string& text : {"(" + body + ")", "<" + std::string(length, 'a') + ">"}) {
-      PDF_Data_Object* object = Value(text);
-      EXPECT_EQ(Show(object), text);
-      Delete(&object);
-    }
-  }
-}
-
-// Every reader asked in the fixed order, the first that accepts deciding: the
-// value parser as it was before it looked at the first byte.
-uint64_t Read_By_Every_Reader(PDF_Data_Object** out, PDF_File* file, PDF_Read_Data* reader) {
-  *out = nullptr;
-  auto wrap = [&](int32_t type, void* value, uint64_t count) -> uint64_t {
-    if (PDF_Data_Object_Create(out, file, type, value) == 0) return count;
-    *out = nullptr;
-    if (value != nullptr) PDF_Data_Object_Delete_Value(type, &value, file, PDF_DELETE_MODE_RELEASE);
-    return 0;
-  };
-  PDF_Array* array = nullptr;
-  uint64_t count = PDF_Array_Read(&array, file, reader, 0);
-  if (count != 0) return wrap(PDF_Data_Type_Array, array, count);
-  PDF_Stream* stream = nullptr;
-  PDF_Dictionary* dictionary = nullptr;
-  count = PDF_Stream_Read(&stream, &dictionary, file, reader, 0);
-  if (count != 0) {
-    if (stream != nullptr) return wrap(PDF_Data_Type_Stream, stream, count);
-    return dictionary != nullptr ? wrap(PDF_Data_Type_Dictionary, dictionary, count) : 0;
-  }
-  PDF_Object_Reference* reference = nullptr;
-  count = PDF_Object_Reference_Read(&reference, file, reader, 0);
-  if (count != 0) {
-    return reference == nullptr ? wrap(PDF_Data_Type_Null, nullptr, count)
-                                : wrap(PDF_Data_Type_Reference, reference, count);
-  }
-  PDF_Number* number = nullptr;
-  count = PDF_Number_Read(&number, file, reader, 0);
-  if (count != 0) return wrap(PDF_Data_Type_Number, number, count);
-  count = PDF_Null_Read(reader, 0);
-  if (count != 0) return wrap(PDF_Data_Type_Null, nullptr, count);
-  PDF_Boolean* boolean = nullptr;
-  count = PDF_Boolean_Read(&boolean, file, reader, 0);
-  if (count != 0) return wrap(PDF_Data_Type_Boolean, boolean, count);
-  PDF_Name* name = nullptr;
-  count = PDF_Name_Read(&name, file, reader, 0);
-  if (count != 0) return wrap(PDF_Data_Type_Name, name, count);
-  PDF_String* string = nullptr;
-  count = PDF_String_Read(&string, file, reader, 0);
-  if (count != 0) return wrap(PDF_Data_Type_String, string, count);
-  return 0;
-}
-
-TEST_F(Value_Parser, ReadersThatCantAcceptTheFirstByteAreSkippedWithoutChangingAnyAnswer) {
-  // The cases above, each behind white space and behind a comment, and
-  // random texts made of the syntax's bytes, at every level.
-  std::vector<std::string> texts;
-  for (const Parse_Case& c : kCases) {
-    texts.push_back(c.text);
-    texts.push_back(std::string(" \t\r\n") + c.text);
-    texts.push_back(std::string("%note\n") + c.text);
-    texts.push_back(std::string("%note\r ") + c.text);
-  }
-  const std::string alphabet = std::string("0123456789-+. \n\r%/()<>[]{}\\Rnultrefasx#") + std::string(1, '\0');
-  std::mt19937 generator(11);
-  for (int i = 0; i < 6000; ++i) {
-    std::string text;
-    for (size_t length = generator() % 14; length > 0; --length) text += alphabet[generator() % alphabet.size()];
-    texts.push_back(text);
-  }
-  for (int8_t level = 0; level <= 4; ++level) {
-    file->tolerance_level = level;
-    for (const std::string& text : texts) {
-      PDF_Data_Object* expected = nullptr;
-      PDF_Data_Object* actual = nullptr;
-      uint64_t expected_count = Read_By_Every_Reader(&expected, file, Input(text));
-      uint64_t actual_count = Parse(text, &actual);
-      EXPECT_EQ(actual_count, expected_count) << '"' << text << "\" at level " << int(level);
-      EXPECT_EQ(Show(actual), Show(expected)) << '"' << text << "\" at level " << int(level);
-      Delete(&expected);
-      Delete(&actual);
     }
   }
 }
