@@ -93,11 +93,3 @@ void Objects_Fixture::Delete(PDF_Data_Object** object, uint32_t mode) {
   }
   EXPECT_EQ(*object, nullptr);
 }
-
-size_t Objects_Fixture::Resource_Reports(const std::string& text) const {
-  size_t count = 0;
-  for (const Test_Message& entry : log.messages) {
-    if (entry.text == text && entry.code == PDF_RESULT_OUT_OF_MEMORY && entry.level == PDF_LEVEL_RESOURCE) count += 1;
-  }
-  return count;
-}

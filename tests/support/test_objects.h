@@ -60,8 +60,6 @@ class Objects_Fixture : public Memory_Fixture {
   // Gives the file an empty cross-reference table, for tests that add
   // numbered objects by hand; the fixture releases it.
   void Give_Empty_Table();
-  // The number of level-91 reports with the text.
-  size_t Resource_Reports(const std::string& text) const;
 
   Test_Message_Log log;
   PDF_Message* message = nullptr;
