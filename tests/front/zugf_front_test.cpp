@@ -1,14 +1,40 @@
 #include <dlfcn.h>
 #include <gtest/gtest.h>
 
+#include <climits>
 #include <cstdio>
+#include <set>
 #include <string>
 
+#include "front/public_header_c.h"
 #include "front/zugf_process.h"
 #include "invoice_extract.h"
 #include "support/pdf_builder.h"
 
 namespace {
+
+TEST(PublicHeader, EveryDocumentedCodeHasItsOwnMeaningInCAndCpp) {
+  const int32_t* codes = nullptr;
+  size_t count = Public_Header_C_Codes(&codes);
+  std::set<std::string> meanings = {"unknown result"};
+  for (size_t i = 0; i < count; ++i) {
+    EXPECT_EQ(std::string(Public_Header_C_Describe(codes[i])), ZUGF_Describe_Result(codes[i])) << codes[i];
+    meanings.insert(ZUGF_Describe_Result(codes[i]));
+  }
+  EXPECT_EQ(meanings.size(), count + 1) << "two codes share a meaning, or one is unknown";
+  // Neighbours of the exported codes, and internal codes that the exported
+  // calls translate, are unknown.
+  for (int32_t code : {1, -4, -9, -13, -21, -7, -105, -500, INT32_MIN}) {
+    EXPECT_STREQ(ZUGF_Describe_Result(code), "unknown result") << code;
+  }
+  int major = -1, minor = -1, patch = -1;
+  const char* text = nullptr;
+  Public_Header_C_Version(&major, &minor, &patch, &text);
+  EXPECT_EQ(text, std::to_string(major) + "." + std::to_string(minor) + "." + std::to_string(patch));
+  // The shared library built beside this header carries the same version.
+  const std::string library = INVOICE_EXTRACT_SHARED_LIBRARY;
+  EXPECT_EQ(library.substr(library.rfind(".so.") + 4), text) << library;
+}
 
 TEST(Exported, UnusableInputGivesMinusTenFromBothCalls) {
   const std::string written = Test_Temp_Path("exported.pdf");
