@@ -4,12 +4,9 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
-#include "objects/pdf_data_object.h"
-#include "objects/pdf_stream.h"
 #include "reader/pdf_file.h"
 #include "support/invoice_builder.h"
 #include "support/opened_document.h"
@@ -149,27 +146,6 @@ TEST(MetadataPacket, ReuseGivesTheAnswersOfAFreshParse) {
   EXPECT_EQ(Level_Query(tolerant.file()), "level 0 0 - 0");
   EXPECT_EQ(tolerant.file()->metadata_failure, PDF_RESULT_XMP_REJECTED);
   EXPECT_EQ(Property_Query(tolerant.file(), kUpper, "DocumentType", 32).substr(0, 16), "DocumentType 0 0");
-}
-
-TEST(MetadataPacket, BytesThatChangeAreParsedAgain) {
-  EXPECT_EQ(PDF_File_Release_Metadata_Cache(nullptr), PDF_RESULT_INVALID_ARGUMENT);
-  Opened_Document opened(Invoice_Build_Pdf(Invoice_Options()), 3);
-  EXPECT_EQ(Level_Query(opened.file()), "level 0 3 B " + std::to_string(PDF_PDFA_3B));
-  // The same length with other bytes: part 2, conformance U.
-  Invoice_Options two_u;
-  two_u.part = "2";
-  two_u.conformance = "U";
-  const std::string other = Invoice_Xmp_Packet(two_u);
-  auto* stream = static_cast<PDF_Stream*>(PDF_Data_Object_Get_Typed_Value(opened.value(3), PDF_Data_Type_Stream));
-  ASSERT_TRUE(stream != nullptr && stream->data != nullptr && stream->length == other.size());
-  memcpy(stream->data, other.data(), other.size());
-  EXPECT_EQ(Level_Query(opened.file()), "level 0 2 U " + std::to_string(PDF_PDFA_2U));
-  // The kept packet changes nothing for an empty conformance: each level
-  // query lets the exception through.
-  Invoice_Options empty;
-  empty.conformance = "";
-  Opened_Document throwing(Invoice_Build_Pdf(empty), 3);
-  for (int round = 0; round < 2; ++round) EXPECT_THROW(Level_Query(throwing.file()), std::out_of_range);
 }
 
 }  // namespace

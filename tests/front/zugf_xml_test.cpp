@@ -1,4 +1,3 @@
-#include <expat.h>
 #include <gtest/gtest.h>
 
 #include <cstdio>
@@ -101,48 +100,6 @@ TEST(InvoiceXml, CraftedDocuments) {
   EXPECT_EQ(ZUGF_Read_Invoice_Info(nullptr, 0, &info), PDF_RESULT_BAD_INVOICE_XML);
   EXPECT_EQ(ZUGF_Read_Invoice_Info(nullptr, 5, &info), PDF_RESULT_INVALID_ARGUMENT);
   EXPECT_EQ(ZUGF_Read_Invoice_Info(unclosed.data(), unclosed.size(), nullptr), PDF_RESULT_INVALID_ARGUMENT);
-}
-
-TEST(InvoiceXml, EndOfElementByState) {
-  const std::string rsm = kInvoiceNs + "\t", other = "urn:other\t";
-  const PDF_Result bad = PDF_RESULT_BAD_INVOICE_XML;
-  // Each starts at depth 4 with state 200 saved at depth 3; the last one has
-  // failed before.
-  const struct {
-    uint32_t state;
-    std::string name;
-    PDF_Result error;
-    uint32_t new_state, new_depth;
-    PDF_Result error_before = PDF_RESULT_OK;
-  } cases[] = {
-      {ZUGF_XML_CONTEXT, rsm + "SpecifiedExchangedDocumentContext", 0, ZUGF_XML_ROOT, 3},
-      {ZUGF_XML_CONTEXT, "SpecifiedExchangedDocumentContext", bad, ZUGF_XML_CONTEXT, 4},
-      {ZUGF_XML_HEADER, rsm + "SpecifiedExchangedDocumentContext", bad, ZUGF_XML_HEADER, 4},
-      {ZUGF_XML_GUIDELINE_ID, other + "IDX", bad, ZUGF_XML_GUIDELINE_ID, 4},
-      {ZUGF_XML_DOCUMENT_ID, other + "ID", 0, ZUGF_XML_HEADER, 3},
-      {ZUGF_XML_ISSUE_DATE, "DateTimeString", bad, ZUGF_XML_ISSUE_DATE, 4},
-      {ZUGF_XML_ISSUE_DATE_STRING, "DateTimeString", 0, ZUGF_XML_ISSUE_DATE, 3},
-      {ZUGF_XML_UNKNOWN, "anything", 0, ZUGF_XML_HEADER, 3},  // depth - 1 is the saved depth
-      {ZUGF_XML_DOCUMENT_ID, "IssueDateTime", bad, ZUGF_XML_DOCUMENT_ID, 4, bad},
-  };
-  for (const auto& c : cases) {
-    ZUGF_Invoice_Info info;
-    memset(&info, 0, sizeof(info));
-    ZUGF_Xml_State state = {
-        XML_ParserCreateNS(nullptr, '\t'), c.error_before, c.state, 4, ZUGF_XML_HEADER, 3, nullptr, 0, &info};
-    ZUGF_Handle_End_Element(&state, c.name.c_str());
-    EXPECT_EQ(state.error, c.error) << c.state << " " << c.name;
-    EXPECT_EQ(state.state, c.new_state) << c.state << " " << c.name;
-    EXPECT_EQ(state.depth, c.new_depth) << c.state << " " << c.name;
-    ZUGF_Handle_Character_Data(&state, "INV", 3);
-    ZUGF_Handle_Start_Element(&state, (rsm + "CrossIndustryDocument").c_str(), nullptr);
-    if (c.error_before != PDF_RESULT_OK) {
-      EXPECT_STREQ(info.document_id, "") << "a failed state takes no text";
-      EXPECT_EQ(state.depth, 4u) << "and no element";
-    }
-    ZUGF_Release_Xml_State(&state);
-    XML_ParserFree(state.parser);
-  }
 }
 
 // Values read by hand from the XML that each sample carries.

@@ -10,9 +10,6 @@
 
 namespace {
 
-const char* const DC = "http://purl.org/dc/elements/1.1/";
-const char* const EXAMPLE = "http://example.com/ns/invoice-test/";
-
 std::string Packet(const std::string& descriptions) {
   return "<x:xmpmeta xmlns:x='adobe:ns:meta/'><rdf:RDF xmlns:rdf='http://www.w3.org/1999/02/22-rdf-syntax-ns#'>" +
          descriptions + "</rdf:RDF></x:xmpmeta>";
@@ -82,41 +79,6 @@ TEST_F(XMP_Test, PdfaLevelComparesPartAndConformanceExactly) {
   EXPECT_EQ(xmp, nullptr) << "rejected";
   ASSERT_EQ(PDF_XMP_Create(&xmp, memory, (packet + "<<<").data(), static_cast<uint32_t>(packet.size())), PDF_RESULT_OK);
   EXPECT_EQ(PDF_XMP_Get_Pdfa_Level(xmp, nullptr, nullptr), PDF_PDFA_2U);
-  EXPECT_EQ(PDF_XMP_Delete(&xmp, memory), PDF_RESULT_OK);
-}
-
-TEST_F(XMP_Test, GetTextJoinsEveryPropertyShape) {
-  PDF_XMP* xmp = Create(Packet(
-      "<rdf:Description rdf:about='' xmlns:dc='http://purl.org/dc/elements/1.1/'>"
-      "<dc:title><rdf:Alt><rdf:li xml:lang='de'>Rechnung</rdf:li><rdf:li xml:lang='x-default'>Invoice 42</rdf:li>"
-      "</rdf:Alt></dc:title></rdf:Description><rdf:Description rdf:about='' xmlns:inv='" +
-      std::string(EXAMPLE) +
-      "' inv:DocumentType='INVOICE'><inv:Address rdf:parseType='Resource'><inv:Street>Main 1</inv:Street>"
-      "<inv:Items><rdf:Seq><rdf:li>i1</rdf:li><rdf:li></rdf:li><rdf:li>i2</rdf:li></rdf:Seq>"
-      "</inv:Items></inv:Address></rdf:Description>"));
-  const struct {
-    const char *name_space, *name, *expected;
-    bool found;
-  } cases[] = {
-      {EXAMPLE, "DocumentType", "INVOICE", true},
-      {DC, "title", "Invoice 42", true},  // the x-default item, not the first
-      // Leaf fields and items, each behind ", " once the text isn't empty;
-      // composite nodes are skipped.
-      {EXAMPLE, "Address", "Main 1, i1, , i2", true},
-      {DC, "description", "dc:", false},  // a known namespace leaves its prefix behind
-      {"http://example.com/ns/never-used/", "Address", "", false},
-  };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.name);
-    std::string text = "stale";
-    EXPECT_EQ(PDF_XMP_Get_Text(xmp, c.name_space, c.name, &text), c.found);
-    EXPECT_EQ(text, c.expected);
-    const char* value = nullptr;
-    uint64_t length = 99;
-    ASSERT_EQ(PDF_XMP_Get_Property(xmp, c.name_space, c.name, &value, &length), PDF_RESULT_OK);
-    EXPECT_EQ(std::string(value != nullptr ? value : "", length), c.found ? text : "");
-  }
-  EXPECT_EQ(PDF_XMP_Get_Property(xmp, DC, "title", nullptr, nullptr), PDF_RESULT_INVALID_ARGUMENT);
   EXPECT_EQ(PDF_XMP_Delete(&xmp, memory), PDF_RESULT_OK);
 }
 
