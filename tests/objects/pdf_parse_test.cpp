@@ -3,8 +3,16 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <random>
 #include <string>
 
+#include "objects/pdf_array.h"
+#include "objects/pdf_boolean.h"
+#include "objects/pdf_name.h"
+#include "objects/pdf_number.h"
+#include "objects/pdf_object_reference.h"
+#include "objects/pdf_stream.h"
+#include "objects/pdf_string.h"
 #include "support/test_objects.h"
 #include "support/test_show.h"
 
@@ -111,6 +119,81 @@ TEST_F(Value_Parser, NestedFailedDictionariesAreParsedOncePerRead) {
       EXPECT_EQ(object, nullptr);
       EXPECT_LT(allocator.requests - requests, 40u * depth * depth) << level_text << " at level " << int(level);
       EXPECT_EQ(file->dictionary_failures, nullptr) << "the record ends with the outermost read";
+    }
+  }
+}
+
+// Every reader asked in the fixed order, the first that accepts deciding: the
+// value parser as it was before it looked at the first byte.
+uint64_t Read_By_Every_Reader(PDF_Data_Object** out, PDF_File* file, PDF_Read_Data* reader) {
+  *out = nullptr;
+  auto wrap = [&](int32_t type, void* value, uint64_t count) -> uint64_t {
+    if (PDF_Data_Object_Create(out, file, type, value) == 0) return count;
+    *out = nullptr;
+    if (value != nullptr) PDF_Data_Object_Delete_Value(type, &value, file, PDF_DELETE_MODE_RELEASE);
+    return 0;
+  };
+  PDF_Array* array = nullptr;
+  uint64_t count = PDF_Array_Read(&array, file, reader, 0);
+  if (count != 0) return wrap(PDF_Data_Type_Array, array, count);
+  PDF_Stream* stream = nullptr;
+  PDF_Dictionary* dictionary = nullptr;
+  count = PDF_Stream_Read(&stream, &dictionary, file, reader, 0);
+  if (count != 0) {
+    if (stream != nullptr) return wrap(PDF_Data_Type_Stream, stream, count);
+    return dictionary != nullptr ? wrap(PDF_Data_Type_Dictionary, dictionary, count) : 0;
+  }
+  PDF_Object_Reference* reference = nullptr;
+  count = PDF_Object_Reference_Read(&reference, file, reader, 0);
+  if (count != 0) {
+    return reference == nullptr ? wrap(PDF_Data_Type_Null, nullptr, count)
+                                : wrap(PDF_Data_Type_Reference, reference, count);
+  }
+  PDF_Number* number = nullptr;
+  count = PDF_Number_Read(&number, file, reader, 0);
+  if (count != 0) return wrap(PDF_Data_Type_Number, number, count);
+  count = PDF_Null_Read(reader, 0);
+  if (count != 0) return wrap(PDF_Data_Type_Null, nullptr, count);
+  PDF_Boolean* boolean = nullptr;
+  count = PDF_Boolean_Read(&boolean, file, reader, 0);
+  if (count != 0) return wrap(PDF_Data_Type_Boolean, boolean, count);
+  PDF_Name* name = nullptr;
+  count = PDF_Name_Read(&name, file, reader, 0);
+  if (count != 0) return wrap(PDF_Data_Type_Name, name, count);
+  PDF_String* string = nullptr;
+  count = PDF_String_Read(&string, file, reader, 0);
+  if (count != 0) return wrap(PDF_Data_Type_String, string, count);
+  return 0;
+}
+
+TEST_F(Value_Parser, ReadersThatCantAcceptTheFirstByteAreSkippedWithoutChangingAnyAnswer) {
+  // The cases above, each behind white space and behind a comment, and
+  // random texts made of the syntax's bytes, at every level.
+  std::vector<std::string> texts;
+  for (const Parse_Case& c : kCases) {
+    texts.push_back(c.text);
+    texts.push_back(std::string(" \t\r\n") + c.text);
+    texts.push_back(std::string("%note\n") + c.text);
+    texts.push_back(std::string("%note\r ") + c.text);
+  }
+  const std::string alphabet = std::string("0123456789-+. \n\r%/()<>[]{}\\Rnultrefasx#") + std::string(1, '\0');
+  std::mt19937 generator(11);
+  for (int i = 0; i < 6000; ++i) {
+    std::string text;
+    for (size_t length = generator() % 14; length > 0; --length) text += alphabet[generator() % alphabet.size()];
+    texts.push_back(text);
+  }
+  for (int8_t level = 0; level <= 4; ++level) {
+    file->tolerance_level = level;
+    for (const std::string& text : texts) {
+      PDF_Data_Object* expected = nullptr;
+      PDF_Data_Object* actual = nullptr;
+      uint64_t expected_count = Read_By_Every_Reader(&expected, file, Input(text));
+      uint64_t actual_count = Parse(text, &actual);
+      EXPECT_EQ(actual_count, expected_count) << '"' << text << "\" at level " << int(level);
+      EXPECT_EQ(Show(actual), Show(expected)) << '"' << text << "\" at level " << int(level);
+      Delete(&expected);
+      Delete(&actual);
     }
   }
 }

@@ -11,6 +11,7 @@
 #include "support/pdf_builder.h"
 #include "support/pdf_xref_stream_builder.h"
 #include "support/test_objects.h"
+#include "support/test_show.h"
 
 namespace {
 
@@ -166,6 +167,74 @@ TEST_F(Object_Stream_Lookup, FailedLoadEndsTheLookup) {
   }
   EXPECT_EQ(PDF_Xref_Table_Get_Object(table, 60, 0), nullptr);
   EXPECT_EQ(table->first_section->head->type, 'c');
+}
+
+// What loading one member of container 10 gives: the value, or the code.
+std::string Member(Opened_Document* opened, uint32_t number) {
+  PDF_Xref_Entry* entry = opened->entry(number);
+  if (entry == nullptr) return "no entry";
+  PDF_Result result = PDF_Xref_Entry_Load_Compressed(entry);
+  if (result != 0) return "code " + std::to_string(result);
+  return Show(entry->object->value);
+}
+
+struct Pairs_Case {
+  std::string entries;                // N and First
+  std::string data;                   // the stream's bytes
+  uint32_t members;                   // objects 1 to members lie at indexes 0 to members - 1
+  std::vector<std::string> expected;  // each member's load, as the per-member reading gives it
+};
+
+TEST(Object_Stream, PairsReadOnceGiveEachMemberWhatReadingThemPerMemberGives) {
+  const std::string m93 = "code -93";
+  const Pairs_Case cases[] = {
+      {"/N 4 /First 16", "1 0 2 3 3 6 4 9 11 22 33 44", 4, {"11", "22", "33", "44"}},
+      // The third pair can't be read: it fails its own member and the one
+      // before, which needs it for its end; the first needs only the second.
+      {"/N 4 /First 16", "1 0 2 3 3 x 4 9 11 22 33 44", 4, {"11", m93, m93, m93}},
+      // Fewer pairs than N: the pairs run on into the bodies, and what they
+      // read there points past the data or can't be read at all.
+      {"/N 4 /First 8", "1 0 2 3 11 22", 4, {"11", m93, m93, m93}},
+      // An offset below the one before fails the member before it; a
+      // negative one is made good by First; the last runs to the end.
+      {"/N 4 /First 17", "1 0 2 5 3 2 4 -1 11 22 33 44", 4, {"11", m93, m93, "11"}},
+      // Pairs past N are never needed; a member at or past N fails.
+      {"/N 2 /First 16", "1 0 2 3 3 x 4 y 11 22 33 44", 4, {"11", "22", m93, m93}},
+      // Numbers that don't match their pair are taken from level 1 on.
+      {"/N 3 /First 12", "9 0 9 3 9 6 11 22 33", 3, {"11", "22", "33"}},
+      // The same offset twice: the empty body fails, the next one reads.
+      {"/N 3 /First 12", "1 0 2 0 3 3 11 22 33", 3, {m93, "11", "22"}},
+  };
+  for (const Pairs_Case& c : cases) {
+    Pdf_Builder b = Start({{20, "<< /Type /Catalog >>"}});
+    Pdf_Builder_Stream(&b, 10, "/Type /ObjStm " + c.entries, c.data);
+    Pdf_Packed_Objects packed;
+    for (uint32_t index = 0; index < c.members; ++index) packed[index + 1] = {10, index};
+    Pdf_Xref_Stream_Options options;
+    options.extra_entries = "/Root 20 0 R";
+    Pdf_Builder_Xref_Stream(&b, 21, Pdf_Xref_Stream_Rows(b, packed, 22), 22, options);
+    const std::string name = c.entries + " over " + c.data;
+    // Each member in a document of its own, as the first load there.
+    for (uint32_t number = 1; number <= c.members; ++number) {
+      Opened_Document alone(b.bytes, 3);
+      ASSERT_EQ(alone.result, 0) << name;
+      EXPECT_EQ(Member(&alone, number), c.expected[number - 1]) << name << ", member " << number;
+    }
+    // All members in one document, in several orders, each twice: the pairs
+    // read for one serve the others.
+    const std::vector<std::vector<uint32_t>> orders = {{1, 2, 3, 4}, {4, 3, 2, 1}, {2, 4, 1, 3}, {3, 1}};
+    for (const std::vector<uint32_t>& order : orders) {
+      Opened_Document shared(b.bytes, 3);
+      ASSERT_EQ(shared.result, 0) << name;
+      for (int round = 0; round < 2; ++round) {
+        for (uint32_t number : order) {
+          if (number > c.members) continue;
+          EXPECT_EQ(Member(&shared, number), c.expected[number - 1])
+              << name << ", member " << number << " in a shared document, round " << round;
+        }
+      }
+    }
+  }
 }
 
 }  // namespace
