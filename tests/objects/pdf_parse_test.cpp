@@ -68,6 +68,9 @@ const Parse_Case kCases[] = {
     {"<</A 1 /B zz /C 3>>", 1, 0, "-"},
     {"<</A 1 /B zz /C 3>>", 2, -1, "<</A 1 /C 3>>"},
     {"<</A 1 /B zz yy /C 3>>", 3, -1, "<</A 1 /C 3>>"},
+    // A stream's count ends behind the line end after its keyword: the data
+    // is passed over by the length alone.
+    {"<</Length 3>>stream\nabc\nendstream", 0, 20, "#9"},  // #9: a stream value
     {"<</A 1 /B zz", 3, 0, "-"},
     {"<<1 2>>", 3, 0, "-"},
     {"<</A [1 x] /B 2>>", 2, -1, "<</B 2>>"},
