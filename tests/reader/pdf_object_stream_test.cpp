@@ -186,7 +186,7 @@ struct Pairs_Case {
 };
 
 TEST(Object_Stream, PairsReadOnceGiveEachMemberWhatReadingThemPerMemberGives) {
-  const std::string m93 = "code -93";
+  const std::string m93 = "code " + std::to_string(PDF_RESULT_OBJECT_UNREADABLE);
   const Pairs_Case cases[] = {
       {"/N 4 /First 16", "1 0 2 3 3 6 4 9 11 22 33 44", 4, {"11", "22", "33", "44"}},
       // The third pair can't be read: it fails its own member and the one
