@@ -13,7 +13,9 @@
 #include <vector>
 
 #include "support/corpus.h"
+#include "support/invoice_builder.h"
 #include "support/json_reader.h"
+#include "support/pdf_builder.h"
 #include "support/program_runner.h"
 
 const std::string kTool = INVOICE_EXTRACT_TOOL;
@@ -60,5 +62,31 @@ inline std::string Xml_Name(const std::string& pdf) {
   std::string name = pdf.substr(pdf.rfind('/') + 1);
   return name.substr(0, name.size() - 4) + ".xml";
 }
+
+// A test with a temporary folder of its own, removed afterwards, and files
+// written into it.
+class Tool_Folder : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    folder_ = Make_Temp_Folder("tool");
+    ASSERT_FALSE(folder_.empty());
+  }
+  void TearDown() override { Remove_Tree(folder_); }
+
+  std::string Write(const std::string& name, const std::string& bytes) {
+    const std::string path = folder_ + "/" + name;
+    EXPECT_TRUE(Test_Write_File(path, bytes));
+    return path;
+  }
+
+  // The sample invoice, or one that embeds the given XML.
+  std::string Invoice(const std::string& name, const std::string& xml = "") {
+    Invoice_Options options;
+    options.xml = xml;
+    return Write(name, Invoice_Build_Pdf(options));
+  }
+
+  std::string folder_;
+};
 
 #endif

@@ -11,22 +11,7 @@
 
 namespace {
 
-class Tool_Containment : public ::testing::Test {
- protected:
-  void SetUp() override {
-    folder_ = Make_Temp_Folder("tool_containment");
-    ASSERT_FALSE(folder_.empty());
-  }
-  void TearDown() override { Remove_Tree(folder_); }
-
-  std::string Write(const std::string& name, const std::string& bytes) {
-    const std::string path = folder_ + "/" + name;
-    EXPECT_TRUE(Test_Write_File(path, bytes));
-    return path;
-  }
-
-  std::string folder_;
-};
+using Tool_Containment = Tool_Folder;
 
 struct Batch_Entry {
   const char* name;

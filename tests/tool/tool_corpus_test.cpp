@@ -12,17 +12,15 @@
 
 namespace {
 
-class Tool_Corpus : public ::testing::Test {
+class Tool_Corpus : public Tool_Folder {
  protected:
   void SetUp() override {
     expected_ = Read_Table(kCorpus + "expected.tsv");
     flavours_ = Read_Table(kCorpus + "flavours.tsv");
     ASSERT_GE(expected_.size(), 10u) << "expected.tsv not found under " << kCorpus;
     ASSERT_EQ(flavours_.size(), expected_.size());
-    folder_ = Make_Temp_Folder("tool_corpus");
-    ASSERT_FALSE(folder_.empty());
+    Tool_Folder::SetUp();
   }
-  void TearDown() override { Remove_Tree(folder_); }
 
   // An e-invoice of any flavour, as flavours.tsv describes it.
   bool Any_Flavour_Invoice(const std::vector<std::string>& row) const {
@@ -32,7 +30,6 @@ class Tool_Corpus : public ::testing::Test {
 
   std::map<std::string, std::vector<std::string>> expected_;
   std::map<std::string, std::vector<std::string>> flavours_;
-  std::string folder_;
 };
 
 TEST_F(Tool_Corpus, CheckGivesTheLibraryVerdictOfEverySampleInSortedOrder) {

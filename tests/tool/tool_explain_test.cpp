@@ -8,15 +8,7 @@
 
 namespace {
 
-class Tool_Explain : public ::testing::Test {
- protected:
-  void SetUp() override {
-    folder_ = Make_Temp_Folder("tool_explain");
-    ASSERT_FALSE(folder_.empty());
-  }
-  void TearDown() override { Remove_Tree(folder_); }
-  std::string folder_;
-};
+using Tool_Explain = Tool_Folder;
 
 struct Explain_Case {
   const char* name;
@@ -61,8 +53,7 @@ TEST_F(Tool_Explain, CraftedFilesNameTheirFirstFailedCheck) {
   for (const Explain_Case& test : cases) {
     Invoice_Options options;
     test.change(&options);
-    const std::string pdf = folder_ + "/" + test.name + ".pdf";
-    ASSERT_TRUE(Test_Write_File(pdf, Invoice_Build_Pdf(options)));
+    const std::string pdf = Write(std::string(test.name) + ".pdf", Invoice_Build_Pdf(options));
     for (const char* command : {"check", "inspect"}) {
       std::vector<std::string> arguments = {command, "--json", pdf};
       if (std::string(command) == "check") arguments.insert(arguments.begin() + 1, "--explain");
@@ -92,8 +83,7 @@ TEST_F(Tool_Explain, AnEncryptedFileIsShownAsSuchAndNotRead) {
   for (const Case& test : cases) {
     Invoice_Options options;
     options.trailer_extra = test.encryption;
-    const std::string pdf = folder_ + "/encrypted.pdf";
-    ASSERT_TRUE(Test_Write_File(pdf, Invoice_Build_Pdf(options)));
+    const std::string pdf = Write("encrypted.pdf", Invoice_Build_Pdf(options));
     std::vector<Json_Value> lines = Json_Lines(Run_Tool({"inspect", "--json", pdf}).out);
     ASSERT_EQ(lines.size(), 1u);
     EXPECT_EQ(Number_Of(lines[0], "result"), test.result) << test.encryption;
@@ -112,8 +102,7 @@ TEST_F(Tool_Explain, AnEncryptedFileIsShownAsSuchAndNotRead) {
 TEST_F(Tool_Explain, WithoutTheOptionCheckSaysOnlyTheVerdict) {
   Invoice_Options options;
   options.part = "2";
-  const std::string pdf = folder_ + "/part2.pdf";
-  ASSERT_TRUE(Test_Write_File(pdf, Invoice_Build_Pdf(options)));
+  const std::string pdf = Write("part2.pdf", Invoice_Build_Pdf(options));
   EXPECT_EQ(Run_Tool({"check", pdf}).out, pdf + ": " + ZUGF_Describe_Result(ZUGF_RESULT_NOT_PDFA3) + "\n");
   EXPECT_EQ(Run_Tool({"check", "-e", pdf}).out,
             pdf + ": " + ZUGF_Describe_Result(ZUGF_RESULT_NOT_PDFA3) + ": PDF/A part 2, not 3\n");
@@ -122,8 +111,7 @@ TEST_F(Tool_Explain, WithoutTheOptionCheckSaysOnlyTheVerdict) {
 TEST_F(Tool_Explain, AnUndecodableInvoiceNamesItsFilter) {
   Invoice_Options options;
   options.embedded_entries = " /Filter /RunLengthDecode";
-  const std::string pdf = folder_ + "/rle.pdf";
-  ASSERT_TRUE(Test_Write_File(pdf, Invoice_Build_Pdf(options)));
+  const std::string pdf = Write("rle.pdf", Invoice_Build_Pdf(options));
   // The check doesn't look into the stream; extraction does.
   EXPECT_EQ(Run_Tool({"check", pdf}).exit_status, 0);
   std::vector<Json_Value> lines = Json_Lines(Run_Tool({"extract", "--json", "-e", "-o", folder_ + "/out", pdf}).out);

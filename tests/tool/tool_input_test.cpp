@@ -14,27 +14,13 @@
 
 namespace {
 
-class Tool_Input : public ::testing::Test {
+class Tool_Input : public Tool_Folder {
  protected:
-  void SetUp() override {
-    folder_ = Make_Temp_Folder("tool_input");
-    ASSERT_FALSE(folder_.empty());
-  }
-  void TearDown() override { Remove_Tree(folder_); }
-
-  std::string Invoice(const std::string& name) {
-    const std::string path = folder_ + "/" + name;
-    EXPECT_TRUE(Test_Write_File(path, Invoice_Build_Pdf(Invoice_Options{})));
-    return path;
-  }
-
   std::vector<std::string> Files_Of(const Program_Run& run) {
     std::vector<std::string> files;
     for (const Json_Value& line : Json_Lines(run.out)) files.push_back(Text_Of(line, "file"));
     return files;
   }
-
-  std::string folder_;
 };
 
 TEST_F(Tool_Input, FoldersGiveTheirPdfFilesInAnyCaseSortedWithoutFollowingFolderLinks) {

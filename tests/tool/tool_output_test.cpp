@@ -14,28 +14,12 @@
 
 namespace {
 
-class Tool_Output : public ::testing::Test {
+class Tool_Output : public Tool_Folder {
  protected:
   void SetUp() override {
-    folder_ = Make_Temp_Folder("tool_output");
-    ASSERT_FALSE(folder_.empty());
+    Tool_Folder::SetUp();
     out_ = folder_ + "/out";
   }
-  void TearDown() override { Remove_Tree(folder_); }
-
-  std::string Write(const std::string& name, const std::string& bytes) {
-    const std::string path = folder_ + "/" + name;
-    EXPECT_TRUE(Test_Write_File(path, bytes));
-    return path;
-  }
-
-  std::string Invoice(const std::string& name, const std::string& xml = "") {
-    Invoice_Options options;
-    options.xml = xml;
-    return Write(name, Invoice_Build_Pdf(options));
-  }
-
-  std::string folder_;
   std::string out_;
 };
 
