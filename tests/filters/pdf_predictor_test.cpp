@@ -45,13 +45,7 @@ TEST(PdfPredictor, Decode) {
       {"no columns", 10, 1, 0, {0, 1, 2, 3}, 0, {}},
       {"png row size wraps", 10, 2, 0x80000000u, {0, 0, 0}, 0, {}},
       // The first row stays rewritten.
-      {"unknown tag in row 2",
-       10,
-       1,
-       3,
-       {1, 1, 2, 3, 5, 4, 5, 6},
-       PDF_RESULT_MALFORMED_FILTER,
-       {1, 3, 6, 3, 5, 4, 5, 6}},
+      {"bad tag in row 2", 10, 1, 3, {1, 1, 2, 3, 5, 4, 5, 6}, PDF_RESULT_MALFORMED_FILTER, {1, 3, 6, 3, 5, 4, 5, 6}},
       {"predictor 9", 9, 1, 4, {0, 1, 2, 3}, PDF_RESULT_MALFORMED_FILTER, {0, 1, 2, 3}},
       {"predictor 16", 16, 1, 4, {0, 1, 2, 3}, PDF_RESULT_MALFORMED_FILTER, {0, 1, 2, 3}},
   };

@@ -141,7 +141,7 @@ std::string Data(PDF_Data_Object* value) {
 
 const char kKey[] = "\x8e\x21\x7f\x03\xd2";
 
-TEST_F(Object_Table, MetadataWithoutFiltersIsTriedUntilOneIsFoundPlain) {
+TEST_F(Object_Table, MetadataTrialAndAnEncryptTypeSetBeforeLoadingUnderAKey) {
   // Loaded in this order: the trial ends at the first plain stream, and
   // every later one is deciphered once, plain or not.
   file->encrypted = 1;
@@ -166,13 +166,8 @@ TEST_F(Object_Table, MetadataWithoutFiltersIsTriedUntilOneIsFoundPlain) {
     EXPECT_EQ(Data(object->value), c.expected) << c.number;
     EXPECT_EQ(file->metadata_is_plain, c.plain_flag_after) << c.number;
   }
-}
-
-TEST_F(Object_Table, EncryptTypeSetBeforeLoadingDoesNotKeepTheBodyClear) {
   // The trailer's Encrypt entry marks an object that was loaded at open; one
   // marked while still pending is classified anew on load and decrypted.
-  file->encrypted = 1;
-  Test_Install_Key(file, kKey);
   PDF_Object* object = Add("3 0 obj <</Filter /Standard /O " + Hex(kKey, 3, 0, "owner") + ">>");
   ASSERT_EQ(PDF_Object_Set_Type(object, PDF_Object_Type_Encrypt), 0);
   ASSERT_EQ(PDF_Object_Load(object), 0);

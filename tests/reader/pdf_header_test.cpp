@@ -26,9 +26,8 @@ TEST_F(Header, LevelComesFromTheFirstNumberOfTheFile) {
       {"", -1},
   };
   for (const Header_Case& c : cases) {
-    const std::string text = c.input;
     PDF_Header* header = nullptr;
-    uint64_t count = PDF_Header_Read(&header, file, Input(text), 0);
+    uint64_t count = PDF_Header_Read(&header, file, Input(c.input), 0);
     if (c.level < 0) {
       EXPECT_EQ(count, 0u) << c.input;
       EXPECT_EQ(header, nullptr);

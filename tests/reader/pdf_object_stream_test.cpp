@@ -50,7 +50,7 @@ TEST(Text_Read_Integer, SignsSpacesDigitsAndLimits) {
 }
 
 // A header, the catalog unless told otherwise, and the plain objects; Finish
-// adds the cross-reference stream (number 20) with rows for the packed objects.
+// adds the cross-reference stream (number 20 unless told) with rows for the packed objects.
 Pdf_Builder Start(const Pdf_Object_List& plain = {{1, "<< /Type /Catalog >>"}}) {
   Pdf_Builder b;
   Pdf_Builder_Header(&b);
@@ -58,10 +58,11 @@ Pdf_Builder Start(const Pdf_Object_List& plain = {{1, "<< /Type /Catalog >>"}}) 
   return b;
 }
 
-std::string Finish(Pdf_Builder* b, const Pdf_Packed_Objects& packed, const std::string& extra = "/Root 1 0 R") {
+std::string Finish(Pdf_Builder* b, const Pdf_Packed_Objects& packed, const std::string& extra = "/Root 1 0 R",
+                   uint32_t number = 20) {
   Pdf_Xref_Stream_Options options;
   options.extra_entries = extra;
-  Pdf_Builder_Xref_Stream(b, 20, Pdf_Xref_Stream_Rows(*b, packed, 21), 21, options);
+  Pdf_Builder_Xref_Stream(b, number, Pdf_Xref_Stream_Rows(*b, packed, number + 1), number + 1, options);
   return b->bytes;
 }
 
@@ -210,13 +211,11 @@ TEST(Object_Stream, PairsReadOnceGiveEachMemberWhatReadingThemPerMemberGives) {
     Pdf_Builder_Stream(&b, 10, "/Type /ObjStm " + c.entries, c.data);
     Pdf_Packed_Objects packed;
     for (uint32_t index = 0; index < c.members; ++index) packed[index + 1] = {10, index};
-    Pdf_Xref_Stream_Options options;
-    options.extra_entries = "/Root 20 0 R";
-    Pdf_Builder_Xref_Stream(&b, 21, Pdf_Xref_Stream_Rows(b, packed, 22), 22, options);
+    const std::string bytes = Finish(&b, packed, "/Root 20 0 R", 21);
     const std::string name = c.entries + " over " + c.data;
     // Each member in a document of its own, as the first load there.
     for (uint32_t number = 1; number <= c.members; ++number) {
-      Opened_Document alone(b.bytes, 3);
+      Opened_Document alone(bytes, 3);
       ASSERT_EQ(alone.result, 0) << name;
       EXPECT_EQ(Member(&alone, number), c.expected[number - 1]) << name << ", member " << number;
     }
@@ -224,7 +223,7 @@ TEST(Object_Stream, PairsReadOnceGiveEachMemberWhatReadingThemPerMemberGives) {
     // read for one serve the others.
     const std::vector<std::vector<uint32_t>> orders = {{1, 2, 3, 4}, {4, 3, 2, 1}, {2, 4, 1, 3}, {3, 1}};
     for (const std::vector<uint32_t>& order : orders) {
-      Opened_Document shared(b.bytes, 3);
+      Opened_Document shared(bytes, 3);
       ASSERT_EQ(shared.result, 0) << name;
       for (int round = 0; round < 2; ++round) {
         for (uint32_t number : order) {

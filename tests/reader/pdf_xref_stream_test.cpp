@@ -102,7 +102,8 @@ TEST_F(Xref_Stream, RowsBecomeSectionsOfTheTable) {
   const std::string x = "/Type /XRef ";
   const std::vector<Row> six = {F(255), N(1), C(40000, 2), N(2), N(3), N(6)};
   const std::vector<Row> n1_6 = {N(1), N(2), N(3), N(4), N(5), N(6)};
-  const Row nowhere = {1, 1, 0};  // in use, but no object header there
+  const std::vector<Row> unreadable = {F(255), N(1), N(2), Row{1, 1, 0}, N(3)};  // 1 1 0: no object header there
+  const std::string png = "/Filter /FlateDecode /DecodeParms << /Predictor 12 /Columns 8 >>";
   const Read_Case cases[] = {
       {x + "/Size 5 /W [1 2 1]", {F(255), N(1), N(2), C(9, 0), N(3, 4)}, 0, "0+5: f255 n1 n2 c9.0 n3/4"},
       {x + "/Size 3 /W [0 2 0]", {N(1), N(2), N(3)}, 0, "0+3: n1 n2 n3", {0, 2, 0}},
@@ -110,12 +111,7 @@ TEST_F(Xref_Stream, RowsBecomeSectionsOfTheTable) {
       {x + "/Size 2 /W [2 2 1]", {Row{0x0301, Base().offsets.at(4), 0}, Row{0x0100, 0, 7}}, 0, "0+2: n4 f7", {2, 2, 1}},
       // An unknown type is stored free; generations are cut to 16 bits.
       {x + "/Size 3 /W [1 2 3]", {Row{7, 12, 0x010009}, N(1, 0x010005), F(0x020003)}, 0, "0+3: f9 n1/5 f3", {1, 2, 3}},
-      {x + "/Size 6 /W [2 4 2] /Filter /FlateDecode /DecodeParms << /Predictor 12 /Columns 8 >>",
-       six,
-       0,
-       "0+6: f255 n1 c40000.2 n2 n3 n6",
-       {2, 4, 2},
-       2},
+      {x + "/Size 6 /W [2 4 2] " + png, six, 0, "0+6: f255 n1 c40000.2 n2 n3 n6", {2, 4, 2}, 2},
       // A single row is never read.
       {x + "/Size 1 /W [1 2 1]", {N(1)}, 0, ""},
       {x + "/Size 20 /W [1 2 1] /Index [3 2 10 2 12 1]", n1_6, 0, "3+2: n1 n2 | 10+2: n3 n4 | 12+1: n5"},
@@ -130,10 +126,7 @@ TEST_F(Xref_Stream, RowsBecomeSectionsOfTheTable) {
       // A number met again keeps its first row; sections are kept in order of number.
       {x + "/Size 9 /W [1 2 1] /Index [0 2 1 2]", {N(1), N(2), N(3), N(4)}, 0, "0+2: n1 n2 | 2+1: n4"},
       {x + "/Size 20 /W [1 2 1] /Index [8 2 1 2]", {N(1), N(2), N(3), N(4), N(5)}, 0, "1+2: n3 n4 | 8+2: n1 n2"},
-      {x + "/Size 9 /W [1 2 1] /Index [0 2 4 2]",
-       {F(255), N(1), N(2), nowhere, N(3)},
-       PDF_RESULT_OBJECT_UNREADABLE,
-       "0+2: f255 n1"},
+      {x + "/Size 9 /W [1 2 1] /Index [0 2 4 2]", unreadable, PDF_RESULT_OBJECT_UNREADABLE, "0+2: f255 n1"},
       {x + "/W [1 2 1]", {N(1), N(2)}, PDF_RESULT_MALFORMED_XREF, ""},
       {x + "/Size 2 /W [1 2]", {N(1), N(2)}, PDF_RESULT_MALFORMED_XREF, ""},
       {x + "/Size 2 /W [-1 3 2]", {N(1), N(2)}, PDF_RESULT_MALFORMED_XREF, ""},

@@ -99,65 +99,47 @@ std::string File_With_Trailer(const std::string& trailer_entries, const std::str
   return b.bytes;
 }
 
-struct Encryption_Case {
-  std::string name;
-  std::string encrypt;  // direct value of Encrypt, or of object 2 when referenced
-  bool referenced;
-  PDF_Result result;
-  uint32_t mode;
-};
-
-TEST(OpenSequence, EncryptionIsClassified) {
-  const Encryption_Case cases[] = {
-      {"none", "", false, 0, 0},
-      {"V1 R2", "<< /Filter /Standard /V 1 /R 2 /P -44 >>", false, 0, 1},
-      {"V1 R3", "<< /Filter /Standard /V 1 /R 3 /P -44 >>", false, 0, 2},
-      {"V2 R3", "<< /Filter /Standard /V 2 /R 3 /P -44 >>", true, 0, 3},
-      {"V2 R2", "<< /Filter /Standard /V 2 /R 2 /P -44 >>", false, PDF_RESULT_UNSUPPORTED_REVISION, 0},
-      {"V3", "<< /Filter /Standard /V 3 /R 3 /P -44 >>", false, PDF_RESULT_BAD_ENCRYPTION, 0},
-      {"other handler", "<< /Filter /Other /V 1 /R 2 /P -44 >>", false, PDF_RESULT_BAD_ENCRYPTION, 0},
-      {"P missing", "<< /Filter /Standard /V 1 /R 2 >>", false, PDF_RESULT_INVALID_ARGUMENT, 0},
-      {"P zero", "<< /Filter /Standard /V 1 /R 2 /P 0 >>", false, PDF_RESULT_INVALID_ARGUMENT, 0},
-      {"encrypt is a number", "5", false, 0, 0},
-  };
-  for (const Encryption_Case& c : cases) {
-    std::string trailer = "/Root 1 0 R";
-    if (!c.encrypt.empty()) trailer += c.referenced ? " /Encrypt 2 0 R" : " /Encrypt " + c.encrypt;
-    Opened opened(File_With_Trailer(trailer, c.referenced ? c.encrypt : ""), 3);
-    EXPECT_EQ(opened.result, c.result) << c.name;
-    if (opened.result == 0) {
-      EXPECT_EQ(opened.file()->encryption_mode, c.mode) << c.name;
-      EXPECT_EQ(opened.file()->encrypted, c.mode != 0 ? 1 : 0) << c.name;
-      if (c.mode != 0) {
-        EXPECT_EQ(opened.file()->permissions, static_cast<uint32_t>(-44)) << c.name;
-      }
-      EXPECT_EQ(opened.file()->key, nullptr);
-    }
-  }
-}
-
-struct Root_Case {
+struct Open_Case {
   std::string name;
   std::string trailer;
   int8_t level;
   PDF_Result result;
-  int info;  // 0 absent afterwards, 1 direct dictionary kept?, 2 reference
+  uint32_t mode;            // the encryption mode found
+  int info;                 // 0 absent afterwards, 2 reference
+  std::string object = "";  // object 2, "" for null
 };
 
-TEST(OpenSequence, RootAndInfoChecks) {
-  const Root_Case cases[] = {
-      {"no root, strict", "", 1, PDF_RESULT_MISSING_ROOT_OR_SIZE, 0},
-      {"no root, catalog found", "", 2, 0, 0},
-      {"info reference", "/Root 1 0 R /Info 2 0 R", 0, 0, 2},
-      {"info number, level 0", "/Root 1 0 R /Info 5", 0, PDF_RESULT_BAD_INFO, 0},
-      {"info number, level 1", "/Root 1 0 R /Info 5", 1, 0, 0},
-      {"info dictionary, level 1", "/Root 1 0 R /Info << /Title (x) >>", 1, 0, 0},
-      {"info dictionary, level 2", "/Root 1 0 R /Info << /Title (x) >>", 2, 0, 2},
+TEST(OpenSequence, EncryptionIsClassifiedAndRootAndInfoChecked) {
+  const std::string standard = "/Root 1 0 R /Encrypt << /Filter /Standard ";
+  const Open_Case cases[] = {
+      {"no encryption", "/Root 1 0 R", 3, 0, 0, 0},
+      {"V1 R2", standard + "/V 1 /R 2 /P -44 >>", 3, 0, 1, 0},
+      {"V1 R3", standard + "/V 1 /R 3 /P -44 >>", 3, 0, 2, 0},
+      {"V2 R3, referenced", "/Root 1 0 R /Encrypt 2 0 R", 3, 0, 3, 0, "<< /Filter /Standard /V 2 /R 3 /P -44 >>"},
+      {"V2 R2", standard + "/V 2 /R 2 /P -44 >>", 3, PDF_RESULT_UNSUPPORTED_REVISION, 0, 0},
+      {"V3", standard + "/V 3 /R 3 /P -44 >>", 3, PDF_RESULT_BAD_ENCRYPTION, 0, 0},
+      {"other", "/Root 1 0 R /Encrypt << /Filter /Other /V 1 /R 2 /P -44 >>", 3, PDF_RESULT_BAD_ENCRYPTION, 0, 0},
+      {"P missing", standard + "/V 1 /R 2 >>", 3, PDF_RESULT_INVALID_ARGUMENT, 0, 0},
+      {"P zero", standard + "/V 1 /R 2 /P 0 >>", 3, PDF_RESULT_INVALID_ARGUMENT, 0, 0},
+      {"encrypt is a number", "/Root 1 0 R /Encrypt 5", 3, 0, 0, 0},
+      {"no root, strict", "", 1, PDF_RESULT_MISSING_ROOT_OR_SIZE, 0, 0},
+      {"no root, catalog found", "", 2, 0, 0, 0},
+      {"info reference", "/Root 1 0 R /Info 2 0 R", 0, 0, 0, 2},
+      {"info number, level 0", "/Root 1 0 R /Info 5", 0, PDF_RESULT_BAD_INFO, 0, 0},
+      {"info number, level 1", "/Root 1 0 R /Info 5", 1, 0, 0, 0},
+      {"info dictionary, level 1", "/Root 1 0 R /Info << /Title (x) >>", 1, 0, 0, 0},
+      {"info dictionary, level 2", "/Root 1 0 R /Info << /Title (x) >>", 2, 0, 0, 2},
   };
-  for (const Root_Case& c : cases) {
-    Opened opened(File_With_Trailer(c.trailer), c.level);
+  for (const Open_Case& c : cases) {
+    Opened opened(File_With_Trailer(c.trailer, c.object), c.level);
     EXPECT_EQ(opened.result, c.result) << c.name;
     if (opened.result != 0) continue;
+    EXPECT_EQ(opened.file()->encryption_mode, c.mode) << c.name;
+    EXPECT_EQ(opened.file()->encrypted, c.mode != 0 ? 1 : 0) << c.name;
+    if (c.mode != 0) {
+      EXPECT_EQ(opened.file()->permissions, static_cast<uint32_t>(-44)) << c.name;
+    }
+    EXPECT_EQ(opened.file()->key, nullptr);
     PDF_Dictionary* trailer = PDF_Trailer_Get_Dictionary(opened.file()->xref_table->trailer);
     PDF_Data_Object* root = PDF_Dictionary_Find_Value(trailer, "Root");
     ASSERT_NE(root, nullptr) << c.name;
