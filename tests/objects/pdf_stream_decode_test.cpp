@@ -56,6 +56,8 @@ TEST_F(Chain, DecodesInOrderAndStrikesWhatItDecoded) {
       {"/Filter /FlateDecode /DecodeParms <</Predictor 2 /Colors 2 /Columns 2>>",
        Deflate(std::string("\x01\x10\x01\x10", 4)), 0, std::string("\x01\x10\x02\x20", 4)},
       {"/Filter /FlateDecode /DecodeParms 5", Deflate(kText), 0, kText},  // parameters of no use dropped silently
+      // Bits other than 8 matter only to a predictor.
+      {"/Filter /FlateDecode /DecodeParms <</BitsPerComponent 1>>", Deflate(kText), 0, kText},
       // Parameters are not range-checked (266 is 10), and a reference in a
       // parameter array is not followed: the data stays predicted.
       {"/Filter /FlateDecode /DecodeParms <</Predictor 266 /Columns 4>>", Deflate(kPng_Rows), 0, kPng_Decoded},
