@@ -97,6 +97,7 @@ TEST(Invoice, ExportedResultsForBuiltInvoices) {
     int32_t extract;
     std::string lower = "";  // properties under the other spelling
     bool attributes = false;
+    bool over_existing = false;  // embeds "<x/>" and writes over an output that exists
   };
   const Case cases[] = {
       {"invoice", nullptr, "", ZUGF_RESULT_INVOICE, ZUGF_RESULT_INVOICE},
@@ -123,6 +124,11 @@ TEST(Invoice, ExportedResultsForBuiltInvoices) {
       {"file name only under the other spelling", &Invoice_Options::document_file_name, "x.xml",
        ZUGF_RESULT_NOT_INVOICE, ZUGF_RESULT_NOT_INVOICE,
        "<zz:DocumentFileName>ZUGFeRD-invoice.xml</zz:DocumentFileName>"},
+      // The output is opened, and an existing one truncated, only once every
+      // check has passed.
+      {"existing output kept on failure", &Invoice_Options::attachment_name, "other.xml", ZUGF_RESULT_NO_INVOICE_FILE,
+       ZUGF_RESULT_NO_INVOICE_FILE, "", false, true},
+      {"existing output replaced", nullptr, "", ZUGF_RESULT_INVOICE, ZUGF_RESULT_INVOICE, "", false, true},
   };
   const std::string pdf = Test_Temp_Path("invoice.pdf");
   const std::string xml = Test_Temp_Path("invoice.xml");
@@ -130,35 +136,25 @@ TEST(Invoice, ExportedResultsForBuiltInvoices) {
     Invoice_Options options;
     if (c.field != nullptr) options.*c.field = c.value;
     options.attribute_form = c.attributes;
+    if (c.over_existing) options.xml = "<x/>";
     if (!c.lower.empty()) {
       options.extra_rdf =
           "<rdf:Description rdf:about=\"\" xmlns:zz=\"" + kLower + "\">" + c.lower + "</rdf:Description>";
     }
     ASSERT_TRUE(Test_Write_File(pdf, Invoice_Build_Pdf(options)));
     remove(xml.c_str());
+    ASSERT_TRUE(!c.over_existing || Test_Write_File(xml, "keep me"));
     EXPECT_EQ(ZUGF_Check_Zugferd(pdf.c_str()), c.check) << c.name;
     EXPECT_EQ(ZUGF_Extract_Zugferd(pdf.c_str(), nullptr), c.check) << c.name;
     EXPECT_EQ(ZUGF_Extract_Zugferd(pdf.c_str(), xml.c_str()), c.extract) << c.name;
+    const bool success = c.extract == ZUGF_RESULT_INVOICE;
     std::string written;
-    EXPECT_EQ(Test_Read_File(xml, &written), c.extract == ZUGF_RESULT_INVOICE) << c.name << ": output only on success";
-    if (c.extract == ZUGF_RESULT_INVOICE) {
-      EXPECT_EQ(written, Invoice_Sample_Xml()) << c.name;
+    EXPECT_EQ(Test_Read_File(xml, &written), success || c.over_existing) << c.name << ": output only on success";
+    if (success || c.over_existing) {
+      EXPECT_EQ(written, !success ? "keep me" : c.over_existing ? "<x/>" : Invoice_Sample_Xml()) << c.name;
     }
   }
-  // The output is opened, and an existing one truncated, only once every
-  // check has passed.
-  Invoice_Options tiny;
-  tiny.xml = "<x/>";
-  tiny.attachment_name = "other.xml";
-  ASSERT_TRUE(Test_Write_File(pdf, Invoice_Build_Pdf(tiny)));
-  ASSERT_TRUE(Test_Write_File(xml, "keep me"));
-  EXPECT_EQ(ZUGF_Extract_Zugferd(pdf.c_str(), xml.c_str()), ZUGF_RESULT_NO_INVOICE_FILE);
-  std::string content;
-  EXPECT_TRUE(Test_Read_File(xml, &content) && content == "keep me") << content;
-  tiny.attachment_name = "ZUGFeRD-invoice.xml";
-  ASSERT_TRUE(Test_Write_File(pdf, Invoice_Build_Pdf(tiny)));
-  EXPECT_EQ(ZUGF_Extract_Zugferd(pdf.c_str(), xml.c_str()), ZUGF_RESULT_INVOICE);
-  EXPECT_TRUE(Test_Read_File(xml, &content) && content == "<x/>") << content;
+  // The last invoice written out is whole: only the output can fail.
   EXPECT_EQ(ZUGF_Extract_Zugferd(pdf.c_str(), ""), ZUGF_RESULT_EXTRACT_FAILED);
   EXPECT_EQ(ZUGF_Extract_Zugferd(pdf.c_str(), "/nonexistent/folder/out.xml"), ZUGF_RESULT_EXTRACT_FAILED);
   remove(pdf.c_str());

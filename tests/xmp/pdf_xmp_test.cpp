@@ -22,9 +22,7 @@ std::string Packet(const std::string& descriptions) {
 std::string Pdfaid(const char* part, const char* conformance) {
   std::string attributes = std::string(" pdfaid:part='") + part + "'";
   if (conformance != nullptr) attributes += std::string(" pdfaid:conformance='") + conformance + "'";
-  return "<x:xmpmeta xmlns:x='adobe:ns:meta/'><rdf:RDF xmlns:rdf='http://www.w3.org/1999/02/22-rdf-syntax-ns#'>"
-         "<rdf:Description rdf:about='' xmlns:pdfaid='http://www.aiim.org/pdfa/ns/id/'" +
-         attributes + "/></rdf:RDF></x:xmpmeta>";
+  return Packet("<rdf:Description rdf:about='' xmlns:pdfaid='http://www.aiim.org/pdfa/ns/id/'" + attributes + "/>");
 }
 
 class XMP_Test : public Memory_Fixture {

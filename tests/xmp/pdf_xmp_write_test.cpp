@@ -146,22 +146,17 @@ TEST_F(XMP_Write_Test, DocumentIdIsMadeOnceFromTheTimeSeed) {
   EXPECT_EQ(id.size(), 41u) << id;
 }
 
-PDF_Pdf_Date Date(int32_t year, int32_t month, int32_t day, int32_t hour, int32_t minute, int32_t second,
-                  int32_t zone_kind, int32_t zone_hour = 0, int32_t zone_minute = 0) {
-  return PDF_Pdf_Date{year, month, day, hour, minute, second, zone_kind, zone_hour, zone_minute};
-}
-
 TEST(XMP_Date_Format, WritesEachFieldOnlyAfterTheOneBefore) {
   const struct {
     PDF_Pdf_Date date;
     const char* text;  // null: refused
   } cases[] = {
-      {Date(2024, 12, 31, 23, 59, 59, 2, 5, 30), "2024-12-31T23:59:59+05:30"},
-      {Date(1999, 1, 1, 0, 0, -1, 3, 3, 30), "1999-01-01T00:00-03:30"},
-      {Date(2024, 0, 5, 14, 7, 9, 2, 1, 0), "2024"},
-      {Date(2024, 3, 5, -1, 30, -1, 1, 99, -7), "2024-03-05T00:30Z"},  // one negative field of the two is 00
-      {Date(2024, 1, 1, 0, 0, 0, 3, -1, 0), nullptr},
-      {Date(2024, 0, 0, 5, -1, -1, 0), nullptr},  // no zone with a time, checked before a month of 0
+      {{2024, 12, 31, 23, 59, 59, 2, 5, 30}, "2024-12-31T23:59:59+05:30"},
+      {{1999, 1, 1, 0, 0, -1, 3, 3, 30}, "1999-01-01T00:00-03:30"},
+      {{2024, 0, 5, 14, 7, 9, 2, 1, 0}, "2024"},
+      {{2024, 3, 5, -1, 30, -1, 1, 99, -7}, "2024-03-05T00:30Z"},  // one negative field of the two is 00
+      {{2024, 1, 1, 0, 0, 0, 3, -1, 0}, nullptr},
+      {{2024, 0, 0, 5, -1, -1, 0, 0, 0}, nullptr},  // no zone with a time, checked before a month of 0
   };
   for (const auto& c : cases) {
     std::string text = "stale";
@@ -173,13 +168,13 @@ TEST(XMP_Date_Format, WritesEachFieldOnlyAfterTheOneBefore) {
 TEST_F(XMP_Write_Test, DatesRoundTripAndTheirRefusals) {
   PDF_XMP* xmp = Make();
   // Without a zone the toolkit's sign is 0, which reads as UTC.
-  const PDF_Pdf_Date written = Date(2024, 3, 5, -1, -1, -1, 0), read = Date(2024, 3, 5, 0, 0, 0, 1);
+  const PDF_Pdf_Date written = {2024, 3, 5, -1, -1, -1, 0, 0, 0}, read = {2024, 3, 5, 0, 0, 0, 1, 0, 0};
   ASSERT_EQ(PDF_XMP_Set_Create_Date(xmp, &written), PDF_RESULT_OK);
   PDF_Pdf_Date* created = PDF_XMP_Get_Create_Date(Make("", xmp));
   ASSERT_NE(created, nullptr);
   EXPECT_EQ(memcmp(created, &read, sizeof(read)), 0);
   // Out of range changes nothing; a toolkit refusal is -500; null removes.
-  const PDF_Pdf_Date bad = Date(2024, 13, 1, 0, 0, 0, 1);
+  const PDF_Pdf_Date bad = {2024, 13, 1, 0, 0, 0, 1, 0, 0};
   EXPECT_EQ(PDF_XMP_Set_Create_Date(xmp, &bad), PDF_RESULT_DATE_OUT_OF_RANGE);
   EXPECT_NE(PDF_XMP_Get_Create_Date(xmp), nullptr);
   EXPECT_EQ(PDF_XMP_Set_Date(xmp, UNREGISTERED, "Date", &read), PDF_RESULT_INVALID_ARGUMENT);
