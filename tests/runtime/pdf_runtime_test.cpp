@@ -30,6 +30,7 @@ TEST(PdfMemory, ContractOfCreateAllocFreeDelete) {
   uint64_t frees = allocator.frees;
   EXPECT_EQ(PDF_Memory_Free(memory, &block), PDF_RESULT_NOTHING_TO_FREE);
   EXPECT_EQ(PDF_Memory_Free(nullptr, &block), PDF_RESULT_NOTHING_TO_FREE);
+  EXPECT_EQ(PDF_Memory_Free(memory, nullptr), PDF_RESULT_NOTHING_TO_FREE);
   EXPECT_EQ(allocator.frees, frees);
   EXPECT_EQ(PDF_Memory_Delete(&memory), 0);
   EXPECT_EQ(memory, nullptr);
