@@ -156,7 +156,8 @@ TEST(XMP_Date_Format, WritesEachFieldOnlyAfterTheOneBefore) {
       {{2024, 0, 5, 14, 7, 9, 2, 1, 0}, "2024"},
       {{2024, 3, 5, -1, 30, -1, 1, 99, -7}, "2024-03-05T00:30Z"},  // one negative field of the two is 00
       {{2024, 1, 1, 0, 0, 0, 3, -1, 0}, nullptr},
-      {{2024, 0, 0, 5, -1, -1, 0, 0, 0}, nullptr},  // no zone with a time, checked before a month of 0
+      {{2024, 0, 0, 0, -1, -1, 0, 0, 0}, nullptr},  // no zone with an hour, checked before a month of 0
+      {{2024, 1, 1, -1, 0, -1, 0, 0, 0}, nullptr},  // no zone with a minute
   };
   for (const auto& c : cases) {
     std::string text = "stale";
