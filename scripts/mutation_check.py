@@ -30,13 +30,14 @@ again instead of a new sample (for a change to the tests over the same src/):
 every one of them must still be caught. With --recheck and --outcome survived,
 the mutants it lists as survivors are tested instead (for tests added since).
 
-The working tree is restored after every mutant (also on Ctrl-C). Expect about
+The working tree is restored after every mutant (also on Ctrl-C or SIGTERM). Expect about
 ten seconds per mutant on two cores.
 """
 import argparse
 import os
 import random
 import re
+import signal
 import subprocess
 import sys
 import time
@@ -238,6 +239,8 @@ def main():
     parser.add_argument("--attribute", action="store_true",
                         help="run every test for every mutant and report which tests catch it")
     arguments = parser.parse_args()
+    # A stop by SIGTERM unwinds like Ctrl-C, so that the mutated file is put back.
+    signal.signal(signal.SIGTERM, lambda number, frame: sys.exit(f"stopped by signal {number}"))
 
     build = os.path.join(ROOT, arguments.build)
     jobs = str(os.cpu_count() or 2)
