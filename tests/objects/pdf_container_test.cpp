@@ -4,6 +4,7 @@
 
 #include <string>
 
+#include "objects/pdf_array.h"
 #include "objects/pdf_dictionary.h"
 #include "objects/pdf_name.h"
 #include "objects/pdf_object.h"
@@ -34,6 +35,16 @@ TEST_F(Containers, DictionarySetReplacesAndMovesToTheEnd) {
   Delete(&value);
   EXPECT_EQ(PDF_Object_Get_Reference_Count(object), 0u);
   EXPECT_EQ(PDF_Object_Delete(&object, file, 0), 0);
+}
+
+TEST_F(Containers, ArrayAppendsBuiltValues) {
+  PDF_Data_Object* object = Value("[1]");
+  auto* array = static_cast<PDF_Array*>(object->value);
+  ASSERT_EQ(PDF_Array_Append_Number(array, file, 2.5, 1), PDF_RESULT_OK);
+  ASSERT_EQ(PDF_Array_Append_Name(array, file, "N"), PDF_RESULT_OK);
+  EXPECT_EQ(PDF_Array_Append_Name(array, file, "a b"), PDF_RESULT_BAD_NAME_TEXT);
+  EXPECT_EQ(Show(object), "[1 2.5d1 /N]");
+  Delete(&object);
 }
 
 }  // namespace

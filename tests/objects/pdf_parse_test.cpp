@@ -91,6 +91,28 @@ INSTANTIATE_TEST_SUITE_P(Readers, Parse_Value, ::testing::ValuesIn(kCases));
 
 using Value_Parser = Objects_Fixture;
 
+TEST_F(Value_Parser, AnAllocationThatFailsFailsTheValue) {
+  // Each request of the parse refused in turn: the value fails whole and
+  // consumes nothing, until the parse needs no more than it was given.
+  for (const char* text : {"(abc)", "<</A [1 (b) <41>]>>"}) {
+    bool reached = true;
+    for (uint64_t n = 1; reached; ++n) {
+      PDF_Data_Object* object = nullptr;
+      allocator.fail_at = allocator.requests + n;
+      const uint64_t count = Parse(text, &object);
+      reached = allocator.requests >= allocator.fail_at;
+      allocator.fail_at = 0;
+      if (reached) {
+        EXPECT_EQ(count, 0u) << text << ", request " << n;
+        EXPECT_EQ(object, nullptr) << text << ", request " << n;
+      } else {
+        EXPECT_EQ(count, strlen(text)) << text;
+      }
+      Delete(&object);
+    }
+  }
+}
+
 TEST_F(Value_Parser, ArraysNestWithoutLimit) {
   // No depth limit but the stack's; and the same position read twice gives
   // the same answer: readers keep nothing.

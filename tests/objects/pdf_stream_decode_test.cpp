@@ -133,6 +133,8 @@ TEST_F(Chain, AfterMinus25TheLeftoverFilterRunsOnDecodedBytes) {
   // The indirect array is shortened in its own object.
   PDF_Data_Object* object = Stream("/Filter 20 0 R", Deflate(Deflate(kText)));
   PDF_Stream* stream = Of(object);
+  EXPECT_EQ(PDF_Stream_Get_Dictionary(stream), stream->dictionary);
+  EXPECT_EQ(PDF_Stream_Get_Dictionary(nullptr), nullptr);
   ASSERT_EQ(PDF_Stream_Decode(stream, true), PDF_RESULT_INDEX_OUT_OF_RANGE);
   ASSERT_EQ(Data(stream), kText) << "fully decoded all the same";
   EXPECT_EQ(Show(PDF_Object_Get_Value(PDF_Xref_Table_Get_Object(file->xref_table->table, 20, 0))), "[/FlateDecode]");
