@@ -22,12 +22,15 @@ fi
 cmake -S . -B "$build" "${options[@]}"
 cmake --build "$build" -j"$(nproc)"
 
-# The shared library must export the two entry points and nothing else, both
-# under the symbol version INVOICE_EXTRACT_1.0 (whose node name nm lists as an
-# absolute symbol of its own), and carry the SONAME of major version 1.
+# The shared library must export the entry points and nothing else: the two
+# path calls under the symbol version INVOICE_EXTRACT_1.0, the buffer calls and
+# ZUGF_Free under INVOICE_EXTRACT_1.1 (nm lists each node name as an absolute
+# symbol of its own), and carry the SONAME of major version 1.
 exports=$(nm -D --defined-only --with-symbol-versions "$build/libinvoice_extract.so" | awk '{print $3}' | sort |
   tr '\n' ' ')
-expected="INVOICE_EXTRACT_1.0 ZUGF_Check_Zugferd@@INVOICE_EXTRACT_1.0 ZUGF_Extract_Zugferd@@INVOICE_EXTRACT_1.0 "
+expected="INVOICE_EXTRACT_1.0 INVOICE_EXTRACT_1.1 ZUGF_Check_Zugferd@@INVOICE_EXTRACT_1.0 \
+ZUGF_Check_Zugferd_Buffer@@INVOICE_EXTRACT_1.1 ZUGF_Extract_Zugferd@@INVOICE_EXTRACT_1.0 \
+ZUGF_Extract_Zugferd_Buffer@@INVOICE_EXTRACT_1.1 ZUGF_Free@@INVOICE_EXTRACT_1.1 "
 if [ "$exports" != "$expected" ]; then
   echo "unexpected exports: $exports" >&2
   exit 1
