@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Installs what is missing, configures, builds and runs every test.
-#   bash scripts/test.sh            the ordinary build, in build/
+#   bash scripts/test.sh            the ordinary build, in build/, then the Python and
+#                                   Node packages over it (scripts/bindings_check.sh)
 #   bash scripts/test.sh --sanitize AddressSanitizer and UndefinedBehaviorSanitizer, in build-sanitize/
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -41,5 +42,11 @@ if [[ "$dynamic" != *"Library soname: [libinvoice_extract.so.1]"* ]]; then
   exit 1
 fi
 
-cd "$build"
-ctest --output-on-failure -j"$(nproc)" --timeout 600
+(cd "$build" && ctest --output-on-failure -j"$(nproc)" --timeout 600)
+
+# The Python and Node packages and the Dask batch, over the library installed
+# into a temporary prefix. Not under the sanitizers: the interpreters would
+# have to preload their runtimes.
+if [ "$build" = build ]; then
+  bash scripts/bindings_check.sh "$build"
+fi
