@@ -60,8 +60,8 @@ cp -r bindings/node/package.json bindings/node/package-lock.json bindings/node/i
 # node-addon-api (headers only) from npm's cache, or the registry the first time.
 (cd "$work/node-source" && npm ci --ignore-scripts --prefer-offline --no-audit --no-fund --loglevel=error >/dev/null)
 tarball=$(cd "$work/node-source" && npm pack --silent --pack-destination "$work")
-tar -tzf "$work/$tarball" | grep -q 'package/node_modules/node-addon-api/napi.h' ||
-  fail "$tarball does not bundle node-addon-api"
+listing=$(tar -tzf "$work/$tarball")
+[[ "$listing" == *package/node_modules/node-addon-api/napi.h* ]] || fail "$tarball does not bundle node-addon-api"
 step "packed $tarball"
 (cd "$work/app" && echo '{"name":"app","private":true}' >package.json &&
   PKG_CONFIG_PATH=$prefix/$libdir/pkgconfig npm install --offline --no-audit --no-fund --loglevel=error \
