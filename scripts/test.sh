@@ -27,7 +27,7 @@ cmake --build "$build" -j"$(nproc)"
 # path calls under the symbol version INVOICE_EXTRACT_1.0, the buffer calls and
 # ZUGF_Free under INVOICE_EXTRACT_1.1 (nm lists each node name as an absolute
 # symbol of its own), and carry the SONAME of major version 1.
-exports=$(nm -D --defined-only --with-symbol-versions "$build/libinvoice_extract.so" | awk '{print $3}' | sort |
+exports=$(nm -D --defined-only --with-symbol-versions "$build/libinvoice_extract.so" | awk '{print $3}' | LC_ALL=C sort |
   tr '\n' ' ')
 expected="INVOICE_EXTRACT_1.0 INVOICE_EXTRACT_1.1 ZUGF_Check_Zugferd@@INVOICE_EXTRACT_1.0 \
 ZUGF_Check_Zugferd_Buffer@@INVOICE_EXTRACT_1.1 ZUGF_Extract_Zugferd@@INVOICE_EXTRACT_1.0 \
