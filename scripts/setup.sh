@@ -7,8 +7,10 @@ set -euo pipefail
 # runtime dependencies with them (scripts/consumer_check.sh builds it).
 # python3-minimal: the layer check (scripts/check_layers.py).
 # nlohmann-json3-dev: the tests read the tool's JSON lines with it.
+# libcpp-httplib-dev: the HTTP server of invoice-extract serve.
+# chromium, chromium-driver, python3-selenium: the test of its web page in a real browser.
 packages=(g++ cmake make pkg-config zlib1g-dev libexempi-dev libexpat1-dev nettle-dev libgtest-dev
-  nlohmann-json3-dev dpkg-dev file python3-minimal)
+  nlohmann-json3-dev dpkg-dev file python3-minimal libcpp-httplib-dev chromium chromium-driver python3-selenium)
 # Other scripts name the tools of their own that they need instead:
 #   bash scripts/setup.sh clang-format
 if [ "$#" -gt 0 ]; then packages=("$@"); fi

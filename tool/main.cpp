@@ -18,6 +18,7 @@
 #include "output_files.h"
 #include "paths.h"
 #include "pool.h"
+#include "serve.h"
 
 namespace tool {
 
@@ -235,6 +236,9 @@ int main(int argc, char** argv) {
       return 2;
     case Parse_Outcome::Run:
       break;
+  }
+  if (parsed.options.command == Command::Serve) {
+    return Serve(parsed.options, parsed.options.jobs > 0 ? parsed.options.jobs : Processor_Count());
   }
   Run run(parsed.options);
   return run.Execute();

@@ -1,16 +1,24 @@
 #include "pool.h"
 
+#include <dirent.h>
 #include <fcntl.h>
 #include <poll.h>
+#include <sys/eventfd.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cerrno>
 #include <chrono>
 #include <cmath>
+#include <condition_variable>
+#include <cstdlib>
 #include <cstring>
 #include <deque>
+#include <map>
+#include <mutex>
 #include <string>
+#include <thread>
 
 #include "worker.h"
 
@@ -19,10 +27,6 @@ namespace tool {
 namespace {
 
 typedef std::chrono::steady_clock Clock;
-
-// Jobs handed to one worker ahead of time, so that it never waits for the
-// parent between two files. Only the first of them runs.
-const size_t kJobs_Ahead = 2;
 
 struct Worker {
   pid_t pid = -1;
@@ -84,28 +88,62 @@ std::string Seconds_Text(double seconds) {
   return text;
 }
 
+// A child forked from a process with threads (the service) inherits its
+// sockets and files: the worker keeps only its two pipes and the standard
+// descriptors, so that no connection stays open because a worker holds it.
+void Close_Inherited(int keep_job, int keep_result) {
+  DIR* folder = opendir("/proc/self/fd");
+  if (folder == nullptr) return;
+  std::vector<int> descriptors;
+  while (dirent* entry = readdir(folder)) {
+    if (entry->d_name[0] < '0' || entry->d_name[0] > '9') continue;
+    const int descriptor = atoi(entry->d_name);
+    if (descriptor > 2 && descriptor != keep_job && descriptor != keep_result && descriptor != dirfd(folder)) {
+      descriptors.push_back(descriptor);
+    }
+  }
+  closedir(folder);
+  for (int descriptor : descriptors) close(descriptor);
+}
+
+typedef std::function<Job(size_t index)> Job_Source;
+
 class Pool {
  public:
-  Pool(const std::vector<Job>& jobs, const Pool_Settings& settings, const Job_Prepare& prepare, const Job_Done& on_done)
-      : jobs_(jobs), settings_(settings), prepare_(prepare), on_done_(on_done) {
-    size_t count = settings.workers < 1 ? 1 : settings.workers;
-    if (count > jobs.size()) count = jobs.size();
-    workers_.resize(count);
-    for (size_t i = 0; i < jobs.size(); ++i) pending_.push_back(i);
+  Pool(const Job_Source& job_at, size_t workers, const Pool_Settings& settings, const Job_Prepare& prepare,
+       const Job_Done& on_done)
+      : job_at_(job_at), settings_(settings), prepare_(prepare), on_done_(on_done) {
+    workers_.resize(workers < 1 ? 1 : workers);
   }
 
   ~Pool() { Stop(); }
 
-  bool Run(const std::function<void()>& on_tick) {
+  // Queues a job; it runs after those queued before it.
+  void Add(size_t index) { pending_.push_back(index); }
+
+  // Runs until total jobs have their reports; false when interrupted first.
+  bool Run_Batch(size_t total, const std::function<void()>& on_tick) {
     Clock::time_point next_tick = Clock::now();
-    while (finished_ < jobs_.size()) {
+    while (finished_ < total) {
       if (Interrupted()) return false;
       Hand_Out();
-      if (finished_ == jobs_.size()) break;
-      Wait(&next_tick, on_tick);
+      if (finished_ == total) break;
+      Wait(&next_tick, on_tick, -1);
       Enforce_Deadlines();
     }
     return true;
+  }
+
+  // Runs until stopping is set, taking new jobs with take_new whenever the
+  // wake descriptor (an eventfd) is signalled.
+  void Serve(int wake_descriptor, const std::function<void()>& take_new, const std::atomic<bool>& stopping) {
+    Clock::time_point next_tick = Clock::now();
+    while (!stopping) {
+      take_new();
+      Hand_Out();
+      Wait(&next_tick, nullptr, wake_descriptor);
+      Enforce_Deadlines();
+    }
   }
 
  private:
@@ -138,6 +176,10 @@ class Pool {
       }
       close(to_worker[1]);
       close(from_worker[0]);
+      Close_Inherited(to_worker[0], from_worker[1]);
+      sigset_t all;
+      sigfillset(&all);
+      pthread_sigmask(SIG_UNBLOCK, &all, nullptr);
       // No input; stray output goes to standard error, never among the results.
       int null_device = open("/dev/null", O_RDONLY);
       if (null_device >= 0) {
@@ -168,7 +210,7 @@ class Pool {
 
   void Hand_Out() {
     for (Worker& worker : workers_) {
-      while (!pending_.empty() && worker.jobs.size() < kJobs_Ahead) {
+      while (!pending_.empty() && worker.jobs.size() < std::max<size_t>(1, settings_.jobs_ahead)) {
         std::string error;
         if (worker.pid < 0 && !Spawn(&worker, &error)) {
           // With no worker at all nothing can run: the file gets the reason.
@@ -177,7 +219,7 @@ class Pool {
         }
         size_t index = pending_.front();
         pending_.pop_front();
-        Job job = jobs_[index];
+        Job job = job_at_(index);
         const std::string refusal = prepare_ ? prepare_(index, &job) : "";
         if (!refusal.empty()) {
           File_Report report;
@@ -235,10 +277,14 @@ class Pool {
     return std::chrono::duration<double>(Clock::now() - worker.started).count();
   }
 
-  void Wait(Clock::time_point* next_tick, const std::function<void()>& on_tick) {
+  void Wait(Clock::time_point* next_tick, const std::function<void()>& on_tick, int wake_descriptor) {
     std::vector<pollfd> watched;
     std::vector<Worker*> owners;
     long wait_ms = -1;
+    if (wake_descriptor >= 0) {
+      watched.push_back(pollfd{wake_descriptor, POLLIN, 0});
+      owners.push_back(nullptr);
+    }
     Clock::time_point now = Clock::now();
     for (Worker& worker : workers_) {
       if (worker.pid < 0) continue;
@@ -259,7 +305,14 @@ class Pool {
     int ready = poll(watched.data(), watched.size(), static_cast<int>(wait_ms));
     if (ready > 0) {
       for (size_t i = 0; i < watched.size(); ++i) {
-        if (watched[i].revents != 0) Read_From(owners[i]);
+        if (watched[i].revents == 0) continue;
+        if (owners[i] == nullptr) {
+          uint64_t count = 0;
+          ssize_t ignored = read(wake_descriptor, &count, sizeof(count));
+          (void)ignored;
+        } else {
+          Read_From(owners[i]);
+        }
       }
     }
     if (settings_.tick_milliseconds > 0 && Clock::now() >= *next_tick) {
@@ -365,6 +418,7 @@ class Pool {
     int status = 0;
     while (waitpid(worker->pid, &status, 0) < 0 && errno == EINTR) {
     }
+    if (settings_.on_worker_end) settings_.on_worker_end();
     bool retired = false;
     if (cause != End::Garbled) {
       // The process is gone: everything it wrote is in the pipe.
@@ -417,7 +471,7 @@ class Pool {
     }
   }
 
-  const std::vector<Job>& jobs_;
+  Job_Source job_at_;
   Pool_Settings settings_;
   Job_Prepare prepare_;
   Job_Done on_done_;
@@ -432,8 +486,101 @@ class Pool {
 bool Run_Jobs(const std::vector<Job>& jobs, const Pool_Settings& settings, const Job_Prepare& prepare,
               const Job_Done& on_done, const std::function<void()>& on_tick) {
   if (jobs.empty()) return true;
-  Pool pool(jobs, settings, prepare, on_done);
-  return pool.Run(on_tick);
+  const size_t workers = std::min<size_t>(settings.workers < 1 ? 1 : settings.workers, jobs.size());
+  Pool pool([&jobs](size_t index) { return jobs[index]; }, workers, settings, prepare, on_done);
+  for (size_t i = 0; i < jobs.size(); ++i) pool.Add(i);
+  return pool.Run_Batch(jobs.size(), on_tick);
 }
+
+struct Job_Service::State {
+  struct Entry {
+    Job job;
+    bool done = false;
+    File_Report report;
+    double seconds = 0;
+  };
+  Pool_Settings settings;
+  std::mutex mutex;
+  std::condition_variable finished;
+  std::deque<size_t> inbox;         // submitted, not yet taken by the pool's thread
+  std::map<size_t, Entry> entries;  // submitted, not yet collected by their caller
+  size_t next_index = 0;
+  std::atomic<size_t> in_flight{0};
+  std::atomic<size_t> worker_ends{0};
+  std::atomic<bool> stopping{false};
+  int wake = -1;
+  std::thread thread;
+};
+
+Job_Service::Job_Service(const Pool_Settings& settings) : state_(new State) {
+  State* state = state_.get();
+  state->settings = settings;
+  state->settings.interrupted = nullptr;
+  state->settings.tick_milliseconds = 0;
+  state->settings.on_worker_end = [state] { ++state->worker_ends; };
+  state->wake = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+  state->thread = std::thread([state] {
+    auto job_at = [state](size_t index) {
+      std::lock_guard<std::mutex> lock(state->mutex);
+      return state->entries.at(index).job;
+    };
+    auto done = [state](size_t index, File_Report& report, double seconds) {
+      std::lock_guard<std::mutex> lock(state->mutex);
+      State::Entry& entry = state->entries.at(index);
+      entry.report = std::move(report);
+      entry.seconds = seconds;
+      entry.done = true;
+      state->finished.notify_all();
+    };
+    Pool pool(job_at, state->settings.workers, state->settings, nullptr, done);
+    auto take_new = [state, &pool] {
+      std::lock_guard<std::mutex> lock(state->mutex);
+      while (!state->inbox.empty()) {
+        pool.Add(state->inbox.front());
+        state->inbox.pop_front();
+      }
+    };
+    pool.Serve(state->wake, take_new, state->stopping);
+  });
+}
+
+Job_Service::~Job_Service() {
+  State* state = state_.get();
+  state->stopping = true;
+  const uint64_t one = 1;
+  ssize_t ignored = write(state->wake, &one, sizeof(one));
+  (void)ignored;
+  state->thread.join();
+  close(state->wake);
+  // Nobody waits any more once the service goes: its callers have returned.
+}
+
+bool Job_Service::Run(const Job& job, size_t queue_limit, File_Report* report, double* seconds) {
+  State* state = state_.get();
+  size_t index = 0;
+  {
+    std::lock_guard<std::mutex> lock(state->mutex);
+    if (state->in_flight >= state->settings.workers + queue_limit) return false;
+    index = state->next_index++;
+    state->entries[index].job = job;
+    state->inbox.push_back(index);
+    ++state->in_flight;
+  }
+  const uint64_t one = 1;
+  ssize_t ignored = write(state->wake, &one, sizeof(one));
+  (void)ignored;
+  std::unique_lock<std::mutex> lock(state->mutex);
+  state->finished.wait(lock, [state, index] { return state->entries.at(index).done; });
+  State::Entry& entry = state->entries.at(index);
+  *report = std::move(entry.report);
+  *seconds = entry.seconds;
+  state->entries.erase(index);
+  --state->in_flight;
+  return true;
+}
+
+size_t Job_Service::In_Flight() const { return state_->in_flight; }
+
+size_t Job_Service::Worker_Ends() const { return state_->worker_ends; }
 
 }  // namespace tool

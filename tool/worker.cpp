@@ -158,6 +158,8 @@ void Run_Job(const Job& job, File_Report* report, const std::function<void(const
       }
       break;
     }
+    case Command::Serve:
+      break;
     case Command::Inspect: {
       Run_Inspection(job, report, nullptr);
       publish(*report);

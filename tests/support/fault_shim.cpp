@@ -13,6 +13,10 @@
 //   retire-*  as oom-*, but only once the parent sits in the preparation of
 //             the next job (see below)
 //
+// A file whose content starts with "%fault-shim: " and one of these words
+// (say "%fault-shim: hang") acts the same whatever its name: the service
+// names its uploads itself.
+//
 // Any other file is opened as usual, as are files opened for writing.
 //
 // The retiring race: a worker that retires writes its last answer and
@@ -110,8 +114,22 @@ void Retire_Once_The_Parent_Waits() {
 // Acts on a file opened for reading; returns only for files without a marker.
 // (The exported calls open their input with fopen; the tool's inspection
 // opens it with open, which is left alone.)
+// The marker in the first bytes of the file, as a name prefix ("hang-"), or
+// the file's name.
+std::string Marked_Name(const char* path) {
+  const int descriptor = open(path, O_RDONLY | O_CLOEXEC);
+  if (descriptor < 0) return Base_Name(path);
+  char head[40] = {};
+  const ssize_t got = read(descriptor, head, sizeof(head) - 1);
+  close(descriptor);
+  const char kMarker[] = "%fault-shim: ";
+  if (got <= 0 || strncmp(head, kMarker, sizeof(kMarker) - 1) != 0) return Base_Name(path);
+  std::string word = head + sizeof(kMarker) - 1;
+  return word.substr(0, word.find_first_of("\r\n ")) + "-";
+}
+
 void Act_On(const char* path) {
-  const std::string name = Base_Name(path);
+  const std::string name = Marked_Name(path);
   if (Starts_With(name, "hang-")) {
     for (;;) pause();
   }
