@@ -495,13 +495,13 @@ bool Run_Jobs(const std::vector<Job>& jobs, const Pool_Settings& settings, const
 struct Job_Service::State {
   struct Entry {
     Job job;
+    std::condition_variable ready;  // one a caller: a report wakes only its own
     bool done = false;
     File_Report report;
     double seconds = 0;
   };
   Pool_Settings settings;
   std::mutex mutex;
-  std::condition_variable finished;
   std::deque<size_t> inbox;         // submitted, not yet taken by the pool's thread
   std::map<size_t, Entry> entries;  // submitted, not yet collected by their caller
   size_t next_index = 0;
@@ -530,7 +530,7 @@ Job_Service::Job_Service(const Pool_Settings& settings) : state_(new State) {
       entry.report = std::move(report);
       entry.seconds = seconds;
       entry.done = true;
-      state->finished.notify_all();
+      entry.ready.notify_one();
     };
     Pool pool(job_at, state->settings.workers, state->settings, nullptr, done);
     auto take_new = [state, &pool] {
@@ -570,8 +570,8 @@ bool Job_Service::Run(const Job& job, size_t queue_limit, File_Report* report, d
   ssize_t ignored = write(state->wake, &one, sizeof(one));
   (void)ignored;
   std::unique_lock<std::mutex> lock(state->mutex);
-  state->finished.wait(lock, [state, index] { return state->entries.at(index).done; });
   State::Entry& entry = state->entries.at(index);
+  entry.ready.wait(lock, [&entry] { return entry.done; });
   *report = std::move(entry.report);
   *seconds = entry.seconds;
   state->entries.erase(index);

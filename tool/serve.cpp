@@ -2,6 +2,8 @@
 
 #include <dirent.h>
 #include <httplib.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
 #include <pthread.h>
 #include <signal.h>
 #include <sys/socket.h>
@@ -296,9 +298,14 @@ class Service {
     const std::string endpoint = req.path.substr(4);
     Job job;
     job.command = endpoint == "check" ? Command::Check : endpoint == "extract" ? Command::Extract : Command::Inspect;
-    job.explain = true;
-    const std::string flavour = req.get_param_value("any-flavour");
-    job.any_flavour = flavour == "1" || flavour == "true" || flavour == "yes";
+    // ?any-flavour=1 and ?explain=1 do what the tool's options do (inspect
+    // always explains).
+    auto flag = [&req](const char* name) {
+      const std::string value = req.get_param_value(name);
+      return value == "1" || value == "true" || value == "yes";
+    };
+    job.any_flavour = flag("any-flavour");
+    job.explain = flag("explain");
 
     Temporary_File upload;
     if (!upload.Make(folder_, "upload")) {
@@ -510,6 +517,9 @@ int Serve(const Options& options, unsigned workers) {
     server.set_socket_options([&listening](int socket) {
       int yes = 1;
       setsockopt(socket, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof(yes));
+      // Accepted connections inherit it: the head and the body of an answer
+      // go out at once instead of waiting for the client's delayed ACK.
+      setsockopt(socket, IPPROTO_TCP, TCP_NODELAY, &yes, sizeof(yes));
       listening = socket;
     });
     const int bound = port == 0 ? server.bind_to_any_port(host) : (server.bind_to_port(host, port) ? port : -1);

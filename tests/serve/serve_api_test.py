@@ -47,8 +47,9 @@ class Endpoints(unittest.TestCase):
         rows = [
             ("check, raw body", "/v1/check", self.sample, None, 200, {"file": "-", "result": 0, "accepted": True}),
             ("check, multipart", "/v1/check", self.sample, "a b.pdf", 200, {"file": "a b.pdf", "status": "ok"}),
-            ("check, refused", "/v1/check", refused, None, 200,
-             {"result": -1, "accepted": False, "explanation": "no PDF/A identification in the XMP metadata"}),
+            ("check, refused", "/v1/check", refused, None, 200, {"result": -1, "accepted": False, "explanation": None}),
+            ("check, explained", "/v1/check?explain=1", refused, None, 200,
+             {"result": -1, "explanation": "no PDF/A identification in the XMP metadata"}),
             ("check, other flavour refused", "/v1/check", factur_x, None, 200, {"result": -2, "accepted": False}),
             ("check, any flavour", "/v1/check?any-flavour=1", factur_x, None, 200,
              {"result": -2, "accepted": True, "flavour": "Factur-X invoice (EN 16931)"}),
