@@ -119,7 +119,7 @@ See what a file carries:
 $ invoice-extract inspect suspicious.pdf
 Serve on port 8080 of this machine, and check a file through it:
 $ invoice-extract serve --jobs 4 &
-$ curl --data-binary @invoice.pdf -H 'Content-Type: application/pdf' http://127.0.0.1:8080/v1/check
+$ curl -F file=@invoice.pdf http://127.0.0.1:8080/v1/check
 
 # SEE ALSO
 The library's header invoice_extract.h, which explains each result code and the hazards kept on hostile input.

@@ -208,38 +208,45 @@ class Pool {
     return false;
   }
 
+  // Every worker gets a job before any gets a second one ahead.
   void Hand_Out() {
-    for (Worker& worker : workers_) {
-      while (!pending_.empty() && worker.jobs.size() < std::max<size_t>(1, settings_.jobs_ahead)) {
-        std::string error;
-        if (worker.pid < 0 && !Spawn(&worker, &error)) {
-          // With no worker at all nothing can run: the file gets the reason.
-          if (!Live_Worker()) Fail_Pending("cannot start a worker process: " + error);
-          break;
-        }
-        size_t index = pending_.front();
-        pending_.pop_front();
-        Job job = job_at_(index);
-        const std::string refusal = prepare_ ? prepare_(index, &job) : "";
-        if (!refusal.empty()) {
-          File_Report report;
-          report.status = Status::Error;
-          report.reason = refusal;
-          Complete(index, report, 0);
-          continue;
-        }
-        if (!Write_Frame(worker.job_descriptor, Frame_Type::Job, Encode_Job(job))) {
-          // The worker was gone before it saw the job: not this file's doing.
-          // Its answers still in the pipe are read before it is judged.
-          pending_.push_front(index);
-          if (!End_Worker(&worker, End::Unreachable) && ++lost_workers_ > 3 * workers_.size() + 3) {
-            Fail_Pending("worker processes keep dying between files");
-          }
-          break;
-        }
-        worker.jobs.push_back(index);
-        if (worker.jobs.size() == 1) Start_Next(&worker);
+    const size_t ahead = std::max<size_t>(1, settings_.jobs_ahead);
+    for (size_t depth = 1; depth <= ahead; ++depth) {
+      for (Worker& worker : workers_) Hand_Out_To(&worker, depth);
+    }
+  }
+
+  void Hand_Out_To(Worker* worker_pointer, size_t depth) {
+    Worker& worker = *worker_pointer;
+    while (!pending_.empty() && worker.jobs.size() < depth) {
+      std::string error;
+      if (worker.pid < 0 && !Spawn(&worker, &error)) {
+        // With no worker at all nothing can run: the file gets the reason.
+        if (!Live_Worker()) Fail_Pending("cannot start a worker process: " + error);
+        break;
       }
+      size_t index = pending_.front();
+      pending_.pop_front();
+      Job job = job_at_(index);
+      const std::string refusal = prepare_ ? prepare_(index, &job) : "";
+      if (!refusal.empty()) {
+        File_Report report;
+        report.status = Status::Error;
+        report.reason = refusal;
+        Complete(index, report, 0);
+        continue;
+      }
+      if (!Write_Frame(worker.job_descriptor, Frame_Type::Job, Encode_Job(job))) {
+        // The worker was gone before it saw the job: not this file's doing.
+        // Its answers still in the pipe are read before it is judged.
+        pending_.push_front(index);
+        if (!End_Worker(&worker, End::Unreachable) && ++lost_workers_ > 3 * workers_.size() + 3) {
+          Fail_Pending("worker processes keep dying between files");
+        }
+        break;
+      }
+      worker.jobs.push_back(index);
+      if (worker.jobs.size() == 1) Start_Next(&worker);
     }
   }
 

@@ -257,9 +257,10 @@ class Service {
     settings.workers = workers;
     settings.timeout_seconds = options.timeout_seconds;
     settings.memory_limit = options.memory_limit;
-    // One job a worker: a request never waits behind a file that hangs while
-    // another worker is free.
-    settings.jobs_ahead = 1;
+    // A second job waits in a worker's pipe only when every worker has one
+    // (so that no worker waits for the parent between two files); such a job
+    // can wait behind a file that hangs until its deadline.
+    settings.jobs_ahead = 2;
     return settings;
   }
 
