@@ -497,6 +497,7 @@ int Serve(const Options& options, unsigned workers) {
   sigemptyset(&stop_signals);
   sigaddset(&stop_signals, SIGTERM);
   sigaddset(&stop_signals, SIGINT);
+  sigaddset(&stop_signals, SIGUSR1);  // wakes that thread when the server ends on its own
   pthread_sigmask(SIG_BLOCK, &stop_signals, nullptr);
   signal(SIGPIPE, SIG_IGN);
 
@@ -538,7 +539,9 @@ int Serve(const Options& options, unsigned workers) {
       std::atomic<bool> signalled(false);
       std::thread stopper([&] {
         int number = 0;
-        sigwait(&stop_signals, &number);
+        do {
+          sigwait(&stop_signals, &number);
+        } while (number == SIGUSR1 && !done);
         signalled = !done;
         // The server may not be listening yet: ask until it has stopped.
         while (!done) {
@@ -549,7 +552,7 @@ int Serve(const Options& options, unsigned workers) {
       // Returns once stopped, after the requests under way are answered.
       if (!server.listen_after_bind() && !signalled) status = 3;
       done = true;
-      pthread_kill(stopper.native_handle(), SIGTERM);
+      pthread_kill(stopper.native_handle(), SIGUSR1);
       stopper.join();
     }
   }
