@@ -8,8 +8,8 @@
 //   exit-*    leaves at once with _exit(7)
 //   throw-*   throws std::runtime_error out of fopen, through the library
 //   oom-*     allocates until an allocation fails under the worker's memory
-//             limit, frees it all and throws std::bad_alloc; the worker
-//             answers out-of-memory and retires
+//             limit, frees it all and throws std::bad_alloc, as operator new
+//             would; the worker answers out-of-memory and retires
 //   retire-*  as oom-*, but only once the parent sits in the preparation of
 //             the next job (see below)
 //
@@ -85,18 +85,12 @@ char Process_State(const std::string& pid) {
   struct rlimit space;
   std::vector<void*> blocks;
   if (getrlimit(RLIMIT_AS, &space) == 0 && space.rlim_cur != RLIM_INFINITY) {
-    // Through operator new, so that the worker's new handler sees it fail.
-    for (;;) {
-      void* block = nullptr;
-      try {
-        block = ::operator new(16u << 20);
-      } catch (const std::bad_alloc&) {
-      }
-      if (block == nullptr) break;
-      blocks.push_back(block);
-    }
+    // With malloc, which gives null under the limit also in a build with
+    // AddressSanitizer (allocator_may_return_null=1); its operator new
+    // reports and dies instead.
+    while (void* block = malloc(16u << 20)) blocks.push_back(block);
   }
-  for (void* block : blocks) ::operator delete(block);
+  for (void* block : blocks) free(block);
   throw std::bad_alloc();
 }
 
