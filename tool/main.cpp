@@ -7,6 +7,7 @@
 
 #include <chrono>
 #include <cstdio>
+#include <cstdlib>
 #include <map>
 #include <string>
 #include <vector>
@@ -19,6 +20,7 @@
 #include "paths.h"
 #include "pool.h"
 #include "serve.h"
+#include "worker.h"
 
 namespace tool {
 
@@ -218,6 +220,9 @@ class Run {
 
 int main(int argc, char** argv) {
   using namespace tool;
+  if (argc == 5 && std::string(argv[1]) == kWorker_Argument) {
+    Worker_Main(atoi(argv[2]), atoi(argv[3]), strtoull(argv[4], nullptr, 10));
+  }
   const std::vector<std::string> arguments(argv + 1, argv + argc);
   const Parsed_Arguments parsed = Parse_Arguments(arguments);
   switch (parsed.outcome) {

@@ -1,6 +1,5 @@
 #include "pool.h"
 
-#include <dirent.h>
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/eventfd.h>
@@ -88,24 +87,6 @@ std::string Seconds_Text(double seconds) {
   return text;
 }
 
-// A child forked from a process with threads (the service) inherits its
-// sockets and files: the worker keeps only its two pipes and the standard
-// descriptors, so that no connection stays open because a worker holds it.
-void Close_Inherited(int keep_job, int keep_result) {
-  DIR* folder = opendir("/proc/self/fd");
-  if (folder == nullptr) return;
-  std::vector<int> descriptors;
-  while (dirent* entry = readdir(folder)) {
-    if (entry->d_name[0] < '0' || entry->d_name[0] > '9') continue;
-    const int descriptor = atoi(entry->d_name);
-    if (descriptor > 2 && descriptor != keep_job && descriptor != keep_result && descriptor != dirfd(folder)) {
-      descriptors.push_back(descriptor);
-    }
-  }
-  closedir(folder);
-  for (int descriptor : descriptors) close(descriptor);
-}
-
 typedef std::function<Job(size_t index)> Job_Source;
 
 class Pool {
@@ -162,6 +143,15 @@ class Pool {
       close(to_worker[1]);
       return false;
     }
+    // With worker_program the child runs it at once (a process with threads
+    // may fork safely only to exec): everything it needs is made now.
+    const std::string job_text = std::to_string(to_worker[0]);
+    const std::string result_text = std::to_string(from_worker[1]);
+    const std::string limit_text = std::to_string(settings_.memory_limit);
+    const char* program = settings_.worker_program.empty() ? nullptr : settings_.worker_program.c_str();
+    char* const worker_arguments[] = {const_cast<char*>("invoice-extract"),  const_cast<char*>(kWorker_Argument),
+                                      const_cast<char*>(job_text.c_str()),   const_cast<char*>(result_text.c_str()),
+                                      const_cast<char*>(limit_text.c_str()), nullptr};
     pid_t pid = fork();
     if (pid < 0) {
       *error = strerror(errno);
@@ -169,17 +159,11 @@ class Pool {
       return false;
     }
     if (pid == 0) {
-      // The other workers' pipes must close when the parent closes them.
-      for (const Worker& other : workers_) {
-        if (other.job_descriptor >= 0) close(other.job_descriptor);
-        if (other.result_descriptor >= 0) close(other.result_descriptor);
-      }
-      close(to_worker[1]);
-      close(from_worker[0]);
-      Close_Inherited(to_worker[0], from_worker[1]);
+      // Only calls that are safe after a fork in a process with threads.
       sigset_t all;
       sigfillset(&all);
       pthread_sigmask(SIG_UNBLOCK, &all, nullptr);
+      signal(SIGTERM, SIG_DFL);
       // No input; stray output goes to standard error, never among the results.
       int null_device = open("/dev/null", O_RDONLY);
       if (null_device >= 0) {
@@ -187,7 +171,12 @@ class Pool {
         close(null_device);
       }
       dup2(2, 1);
-      signal(SIGTERM, SIG_DFL);
+      if (program != nullptr) {
+        fcntl(to_worker[0], F_SETFD, 0);
+        fcntl(from_worker[1], F_SETFD, 0);
+        execv(program, worker_arguments);
+        _exit(127);
+      }
       Worker_Main(to_worker[0], from_worker[1], settings_.memory_limit);
     }
     close(to_worker[0]);
@@ -525,6 +514,8 @@ Job_Service::Job_Service(const Pool_Settings& settings) : state_(new State) {
   state->settings.interrupted = nullptr;
   state->settings.tick_milliseconds = 0;
   state->settings.on_worker_end = [state] { ++state->worker_ends; };
+  // Workers start from a fresh image of the program: the service has threads.
+  if (state->settings.worker_program.empty()) state->settings.worker_program = "/proc/self/exe";
   state->wake = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
   state->thread = std::thread([state] {
     auto job_at = [state](size_t index) {

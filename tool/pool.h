@@ -34,6 +34,10 @@ struct Pool_Settings {
   size_t jobs_ahead = 2;
   // Called whenever a worker process has ended (retired, died or killed).
   std::function<void()> on_worker_end;
+  // Empty: a worker is the forked parent itself. Otherwise the program that
+  // a forked worker runs (with kWorker_Argument, see Worker_Main), as a
+  // process with threads must do.
+  std::string worker_program;
 };
 
 // Called once for each job, in the order in which jobs finish, with the

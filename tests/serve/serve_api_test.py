@@ -211,8 +211,10 @@ class Queue_And_Stop(unittest.TestCase):
         answers = []
         slow = threading.Thread(target=lambda: answers.append(server.post_file("/v1/check", fault_file("hang"))))
         slow.start()
-        time.sleep(0.5)
-        self.assertEqual(os.listdir(folder) != [], True, "the upload is in the folder while it is checked")
+        deadline = time.time() + 10
+        while time.time() < deadline and not os.listdir(folder):
+            time.sleep(0.02)
+        self.assertNotEqual(os.listdir(folder), [], "the upload is in the folder while it is checked")
         status = server.stop()
         slow.join()
         self.assertEqual(status, 0)
