@@ -2,6 +2,7 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <new>
 
 #include "document/pdf_document.h"
 #include "document/pdf_embedded_file.h"
@@ -93,29 +94,67 @@ PDF_Result ZUGF_Write_Invoice_File(const char* xml_path, ZUGF_Context* context) 
   return PDF_RESULT_OK;
 }
 
-int32_t ZUGF_Process_File(const char* pdf_path, const char* xml_path) {
-  ZUGF_Context context;
-  memset(&context, 0, sizeof(context));
+namespace {
+
+// The stages of a call, for the code that an exception at each one gives.
+enum Stage { STAGE_OPEN, STAGE_LEVEL, STAGE_IDENTIFY, STAGE_EXTRACT };
+
+int32_t Run_Steps(const char* pdf_path, const char* xml_path, ZUGF_Context* context, Stage* stage) {
   uint32_t part = 0;
   char conformance = 0;
-  if (pdf_path == nullptr) return ZUGF_INPUT_UNUSABLE;
-
-  int32_t result = ZUGF_OK;
-  PDF_Result library_result = ZUGF_Open_Document(pdf_path, &context);
-  if (library_result != PDF_RESULT_OK) {
-    result = ZUGF_Map_Open_Result(library_result);
-  } else if (PDF_Document_Get_Pdfa_Level(context.document, &part, &conformance, nullptr) != PDF_RESULT_OK) {
+  *stage = STAGE_OPEN;
+  PDF_Result library_result = ZUGF_Open_Document(pdf_path, context);
+  if (library_result != PDF_RESULT_OK) return ZUGF_Map_Open_Result(library_result);
+  *stage = STAGE_LEVEL;
+  if (PDF_Document_Get_Pdfa_Level(context->document, &part, &conformance, nullptr) != PDF_RESULT_OK) {
     // Kept: any failure of the level query is -1, whatever its code, even
     // -7; it never goes through the tables, so a caller sees "not PDF/A-3"
     // and never -10, -11 or -12 from this step.
-    result = ZUGF_NOT_PDFA3;
-  } else {
-    result = ZUGF_Identify_Invoice(&context, &part);
-    if (result == ZUGF_OK && xml_path != nullptr) {
-      library_result = PDF_Document_Decode_Embedded_File(context.document, context.invoice_object_id);
-      if (library_result == PDF_RESULT_OK) library_result = ZUGF_Write_Invoice_File(xml_path, &context);
-      result = ZUGF_Map_Extract_Result(library_result);
-    }
+    return ZUGF_NOT_PDFA3;
+  }
+  *stage = STAGE_IDENTIFY;
+  int32_t result = ZUGF_Identify_Invoice(context, &part);
+  if (result != ZUGF_OK || xml_path == nullptr) return result;
+  *stage = STAGE_EXTRACT;
+  library_result = PDF_Document_Decode_Embedded_File(context->document, context->invoice_object_id);
+  if (library_result == PDF_RESULT_OK) library_result = ZUGF_Write_Invoice_File(xml_path, context);
+  return ZUGF_Map_Extract_Result(library_result);
+}
+
+// What an exception that a stage let through gives: out of memory as such,
+// anything else as that stage's failure.
+int32_t Exception_Result(Stage stage, bool out_of_memory) {
+  if (out_of_memory && (stage == STAGE_OPEN || stage == STAGE_EXTRACT)) return ZUGF_OUT_OF_MEMORY;
+  switch (stage) {
+    case STAGE_OPEN:
+      return ZUGF_INPUT_UNUSABLE;
+    case STAGE_LEVEL:
+      return ZUGF_NOT_PDFA3;
+    case STAGE_IDENTIFY:
+      return ZUGF_NOT_INVOICE;
+    default:
+      return ZUGF_EXTRACTION_FAILED;
+  }
+}
+
+}  // namespace
+
+int32_t ZUGF_Process_File(const char* pdf_path, const char* xml_path) {
+  ZUGF_Context context;
+  memset(&context, 0, sizeof(context));
+  if (pdf_path == nullptr) return ZUGF_INPUT_UNUSABLE;
+
+  // No C++ exception leaves an exported call: one that got through the
+  // library is the failure of the stage where it arose, and the clean-up
+  // below runs all the same.
+  Stage stage = STAGE_OPEN;
+  int32_t result = ZUGF_OK;
+  try {
+    result = Run_Steps(pdf_path, xml_path, &context, &stage);
+  } catch (const std::bad_alloc&) {
+    result = Exception_Result(stage, true);
+  } catch (...) {
+    result = Exception_Result(stage, false);
   }
 
   // The document goes first; the output is flushed and closed only after it.
@@ -138,8 +177,18 @@ int32_t ZUGF_Process_File(const char* pdf_path, const char* xml_path) {
   return result;
 }
 
-extern "C" int32_t ZUGF_Check_Zugferd(const char* pdf_path) { return ZUGF_Process_File(pdf_path, nullptr); }
+extern "C" int32_t ZUGF_Check_Zugferd(const char* pdf_path) {
+  try {
+    return ZUGF_Process_File(pdf_path, nullptr);
+  } catch (...) {
+    return ZUGF_INPUT_UNUSABLE;  // not reached: the call catches its own
+  }
+}
 
 extern "C" int32_t ZUGF_Extract_Zugferd(const char* pdf_path, const char* xml_path) {
-  return ZUGF_Process_File(pdf_path, xml_path);
+  try {
+    return ZUGF_Process_File(pdf_path, xml_path);
+  } catch (...) {
+    return ZUGF_EXTRACTION_FAILED;  // not reached: the call catches its own
+  }
 }
