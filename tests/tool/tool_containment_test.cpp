@@ -1,6 +1,6 @@
-// The hazards that the library keeps, met by the tool's worker processes:
-// each hazard file is reported as what it did, and the rest of the batch is
-// right.
+// Hostile files in the tool's worker processes: the library bounds them
+// itself, so each gets a plain verdict, and the rest of the batch is right;
+// the workers' limits stay as a defence in depth (the Flate bomb below).
 #include <gtest/gtest.h>
 
 #include "invoice_extract.h"
@@ -32,23 +32,22 @@ std::string Deep_Nesting() { return Hazard_Deep_Nesting_Pdf(); }
 std::string Empty_Conformance() { return Hazard_Empty_Conformance_Pdf(); }
 std::string Kids_Cycle() { return Hazard_Kids_Cycle_Pdf(); }
 
-TEST_F(Tool_Containment, OneWorkerSurvivesEveryHazardAndTheRestOfTheBatchIsRight) {
-  // One worker: every hazard costs it its process, and each following file
-  // needs the replacement.
+TEST_F(Tool_Containment, OneWorkerGivesHostileFilesPlainVerdictsAndTheRestOfTheBatchIsRight) {
+  // One worker for the whole batch.
   const Batch_Entry batch[] = {
       {"good-1.pdf", Good, "ok", ZUGF_RESULT_INVOICE, ""},
-      {"prev-cycle.pdf", Prev_Cycle, "timeout", 0, "no answer within 2 s"},
+      {"prev-cycle.pdf", Prev_Cycle, "ok", ZUGF_RESULT_NOT_PDFA3, ""},
       {"good-2.pdf", Good, "ok", ZUGF_RESULT_INVOICE, ""},
-      {"deep-nesting.pdf", Deep_Nesting, "crashed", 0, "killed by SIG"},
+      {"deep-nesting.pdf", Deep_Nesting, "ok", ZUGF_RESULT_NOT_PDFA3, ""},
       {"factur-x.pdf", Factur_X, "ok", ZUGF_RESULT_NOT_INVOICE, ""},
-      {"empty-conformance.pdf", Empty_Conformance, "crashed", 0, "std::out_of_range"},
-      {"kids-cycle.pdf", Kids_Cycle, "crashed", 0, "killed by SIG"},
+      {"empty-conformance.pdf", Empty_Conformance, "ok", ZUGF_RESULT_NOT_PDFA3, ""},
+      {"kids-cycle.pdf", Kids_Cycle, "ok", ZUGF_RESULT_NO_INVOICE_FILE, ""},
       {"good-3.pdf", Good, "ok", ZUGF_RESULT_INVOICE, ""},
   };
   std::vector<std::string> arguments = {"check", "--json", "--jobs", "1", "--timeout", "2"};
   for (const Batch_Entry& entry : batch) arguments.push_back(Write(entry.name, entry.make()));
   Program_Run run = Run_Tool(arguments);
-  EXPECT_EQ(run.exit_status, 3) << run.err;
+  EXPECT_EQ(run.exit_status, 1) << run.err;
   std::vector<Json_Value> lines = Json_Lines(run.out);
   ASSERT_EQ(lines.size(), sizeof(batch) / sizeof(batch[0])) << run.err;
   for (size_t i = 0; i < lines.size(); ++i) {
@@ -63,37 +62,35 @@ TEST_F(Tool_Containment, OneWorkerSurvivesEveryHazardAndTheRestOfTheBatchIsRight
           << entry.name << ": " << Text_Of(lines[i], "reason");
     }
   }
-  EXPECT_GE(lines[1].Find("seconds")->number, 2.0);
 }
 
-TEST_F(Tool_Containment, HumanLinesNameEachHazard) {
+TEST_F(Tool_Containment, HumanLinesGiveHostileFilesTheirVerdicts) {
   const std::string prev = Write("prev.pdf", Prev_Cycle());
   const std::string empty = Write("empty.pdf", Empty_Conformance());
   const std::string good = Write("good.pdf", Good());
   Program_Run run = Run_Tool({"check", "--timeout", "1", "--jobs", "2", prev, empty, good});
-  EXPECT_EQ(run.exit_status, 3);
+  EXPECT_EQ(run.exit_status, 1);
   std::vector<std::string> lines;
   std::istringstream text(run.out);
   for (std::string line; std::getline(text, line);) lines.push_back(line);
   ASSERT_EQ(lines.size(), 3u) << run.out;
-  EXPECT_EQ(lines[0], prev + ": timeout (no answer within 1 s; the worker was killed)");
-  EXPECT_EQ(lines[1].find(empty + ": crashed (std::out_of_range thrown through the library's entry point"), 0u)
-      << lines[1];
+  EXPECT_EQ(lines[0], prev + ": " + ZUGF_Describe_Result(ZUGF_RESULT_NOT_PDFA3));
+  EXPECT_EQ(lines[1], empty + ": " + ZUGF_Describe_Result(ZUGF_RESULT_NOT_PDFA3));
   EXPECT_EQ(lines[2], good + ": " + ZUGF_Describe_Result(ZUGF_RESULT_INVOICE));
-  EXPECT_NE(run.err.find("1 timeout"), std::string::npos) << run.err;
-  EXPECT_NE(run.err.find("1 crashed"), std::string::npos) << run.err;
+  EXPECT_EQ(run.err.find("timeout"), std::string::npos) << run.err;
+  EXPECT_EQ(run.err.find("crashed"), std::string::npos) << run.err;
 }
 
-TEST_F(Tool_Containment, InspectKeepsWhatItFoundBeforeTheVerdictCrashed) {
-  // The inspection walks the Kids cycle once; the library's search recurses
-  // for ever.
+TEST_F(Tool_Containment, InspectOfAKidsCycleFindsNoAttachment) {
+  // The inspection walks the Kids cycle once, and so does the library's
+  // search: no attachment of that name.
   Program_Run run = Run_Tool({"inspect", "--json", Write("kids.pdf", Kids_Cycle())});
-  EXPECT_EQ(run.exit_status, 3);
+  EXPECT_EQ(run.exit_status, 1);
   std::vector<Json_Value> lines = Json_Lines(run.out);
   ASSERT_EQ(lines.size(), 1u) << run.err;
   const Json_Value& line = lines[0];
-  EXPECT_EQ(Text_Of(line, "status"), "crashed");
-  EXPECT_EQ(Text_Of(line, "result"), "<null>");
+  EXPECT_EQ(Text_Of(line, "status"), "ok");
+  EXPECT_EQ(Number_Of(line, "result"), ZUGF_RESULT_NO_INVOICE_FILE);
   const Json_Value* pdfa = line.Find("pdfa");
   ASSERT_TRUE(pdfa != nullptr && pdfa->kind == Json_Value::Object);
   EXPECT_EQ(Text_Of(*pdfa, "part"), "3");
@@ -104,11 +101,12 @@ TEST_F(Tool_Containment, InspectKeepsWhatItFoundBeforeTheVerdictCrashed) {
   EXPECT_NE(Text_Of(line, "attachments_note").find("cycle"), std::string::npos) << Text_Of(line, "attachments_note");
 }
 
-TEST_F(Tool_Containment, InspectShowsAnEmptyConformanceThatTheLibraryThrowsOn) {
+TEST_F(Tool_Containment, InspectShowsAnEmptyConformanceAsAnUnknownLevel) {
   Program_Run run = Run_Tool({"inspect", "--json", Write("empty.pdf", Empty_Conformance())});
   std::vector<Json_Value> lines = Json_Lines(run.out);
   ASSERT_EQ(lines.size(), 1u) << run.err;
-  EXPECT_EQ(Text_Of(lines[0], "status"), "crashed");
+  EXPECT_EQ(Text_Of(lines[0], "status"), "ok");
+  EXPECT_EQ(Number_Of(lines[0], "result"), ZUGF_RESULT_NOT_PDFA3);
   const Json_Value* pdfa = lines[0].Find("pdfa");
   ASSERT_TRUE(pdfa != nullptr && pdfa->kind == Json_Value::Object);
   EXPECT_EQ(Text_Of(*pdfa, "conformance"), "");
