@@ -88,11 +88,12 @@ static PDF_Object* Find_In_Node(PDF_Dictionary* node, const char* name, uint64_t
   PDF_Array* pairs = static_cast<PDF_Array*>(
       PDF_Data_Object_Get_Typed_Value(PDF_Dictionary_Find_Value(node, "Names"), PDF_Data_Type_Array));
   if (pairs == nullptr) return nullptr;
-  for (PDF_Array_Element* key = pairs->first;; key = key->next->next) {
-    if (key == nullptr || PDF_Data_Object_Get_Direct_Value(key->value, PDF_Data_Type_String) == nullptr) {
-      return nullptr;
-    }
-    PDF_Data_Object* value = key->next != nullptr ? key->next->value : nullptr;
+  for (PDF_Array_Element* key = pairs->first; key != nullptr;) {
+    // A key that is no string, or a key without a value, ends the walk.
+    if (PDF_Data_Object_Get_Direct_Value(key->value, PDF_Data_Type_String) == nullptr) return nullptr;
+    PDF_Array_Element* value_element = key->next;
+    if (value_element == nullptr) return nullptr;
+    PDF_Data_Object* value = value_element->value;
     PDF_Object_Reference* reference =
         static_cast<PDF_Object_Reference*>(PDF_Data_Object_Get_Direct_Value(value, PDF_Data_Type_Reference));
     if (reference == nullptr) return nullptr;
@@ -108,7 +109,9 @@ static PDF_Object* Find_In_Node(PDF_Dictionary* node, const char* name, uint64_t
     if (PDF_String_Compare(file_name, reinterpret_cast<const uint8_t*>(name), 1, length) == 0) {
       return PDF_Object_Reference_Get_Object(reference);
     }
+    key = value_element->next;
   }
+  return nullptr;
 }
 
 PDF_Object* PDF_Name_Tree_Find(PDF_Dictionary* node, const char* name) {

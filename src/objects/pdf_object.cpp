@@ -141,7 +141,8 @@ struct PDF_Object_Walk {
 static PDF_Result Walk_Push(PDF_Object_Walk* walk, PDF_Object* object) {
   if (walk->count == walk->capacity) {
     uint64_t capacity = walk->capacity == 0 ? 64 : 2 * walk->capacity;
-    void* grown = realloc(walk->objects, capacity * sizeof(PDF_Object*));
+    // NOLINTNEXTLINE(bugprone-sizeof-expression): an array of pointers
+    void* grown = realloc(walk->objects, capacity * sizeof(*walk->objects));
     if (grown == nullptr) return PDF_RESULT_OUT_OF_MEMORY;
     walk->objects = static_cast<PDF_Object**>(grown);
     walk->capacity = capacity;
