@@ -3,8 +3,8 @@
 // counting allocator and a counting reader, the way the calls drive it: the
 // row then must leave nothing allocated, and its work stays under bounds that
 // do not depend on the machine (allocation requests, bytes read).
-#include <gtest/gtest.h>
 #include <fcntl.h>
+#include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
 #include <unistd.h>
@@ -39,8 +39,7 @@ struct Counted_File {
   char block[1 << 16];
 };
 
-uint64_t Counted_File_Read(void* buffer, uint32_t mode, uint64_t position, uint64_t count, const char*,
-                           void* context) {
+uint64_t Counted_File_Read(void* buffer, uint32_t mode, uint64_t position, uint64_t count, const char*, void* context) {
   Counted_File* file = static_cast<Counted_File*>(context);
   if (mode != 1 || buffer == nullptr) return 0;
   if (position < file->block_start || position >= file->block_start + file->block_length) {
@@ -80,8 +79,8 @@ Work Library_Path(const std::string& path) {
   file.block_start = 0;
   file.block_length = 0;
   PDF_Document* document = nullptr;
-  if (PDF_Document_Create(&document, Test_Alloc, &allocator, Test_Free, &allocator, Counted_File_Read, &file,
-                          nullptr, nullptr, PDF_TOLERANCE_SHORT_STREAMS) == PDF_RESULT_OK) {
+  if (PDF_Document_Create(&document, Test_Alloc, &allocator, Test_Free, &allocator, Counted_File_Read, &file, nullptr,
+                          nullptr, PDF_TOLERANCE_SHORT_STREAMS) == PDF_RESULT_OK) {
     uint32_t part = 0;
     char conformance = 0;
     if (PDF_Document_Get_Pdfa_Level(document, &part, &conformance, nullptr) == PDF_RESULT_OK) {
@@ -130,20 +129,19 @@ const std::vector<Hostile_Row>& Rows() {
       {"a stream section in the loop, objects compressed in each other, object streams extending each other",
        Hazard_Xref_Stream_Loop_Pdf, kInvoice, kInvoice, 2000, 40000},
       {"a Kids node that names itself", Hazard_Kids_Cycle_Pdf, kNoFile, kNoFile, 2000, 20000},
-      {"a Kids loop back to the root beside the invoice's leaf", Hazard_Kids_Cycle_Beside_Leaf_Pdf, kInvoice,
-       kInvoice, 2000, 40000},
+      {"a Kids loop back to the root beside the invoice's leaf", Hazard_Kids_Cycle_Beside_Leaf_Pdf, kInvoice, kInvoice,
+       2000, 40000},
       {"a stream whose Length refers to the stream itself", Hazard_Self_Length_Pdf, kInvoice, kFailed, 2000, 40000},
-      {"chains of 20000 objects, each leading to the next", [] { return Hazard_Long_Chains_Pdf(20000); },
-       kInvoice, kInvoice, 600000, 8u << 20},
+      {"chains of 20000 objects, each leading to the next", [] { return Hazard_Long_Chains_Pdf(20000); }, kInvoice,
+       kInvoice, 600000, 8u << 20},
       // Nesting.
-      {"1000000 unclosed arrays in the catalog", [] { return Hazard_Deep_Nesting_Pdf(1000000); }, kNotPdfa3,
-       kNotPdfa3, 1000, 2u << 20},
-      {"1000000 nested arrays in an object the extraction loads", [] { return Hazard_Deep_Value_Invoice_Pdf(1000000, false); },
-       kInvoice, kFailed, 1000, 64u << 10},
+      {"1000000 unclosed arrays in the catalog", [] { return Hazard_Deep_Nesting_Pdf(1000000); }, kNotPdfa3, kNotPdfa3,
+       1000, 2u << 20},
+      {"1000000 nested arrays in an object the extraction loads",
+       [] { return Hazard_Deep_Value_Invoice_Pdf(1000000, false); }, kInvoice, kFailed, 1000, 64u << 10},
       {"100000 nested dictionaries in an object the extraction loads",
        [] { return Hazard_Deep_Value_Invoice_Pdf(100000, true); }, kInvoice, kInvoice, 300000, 4u << 20},
-      {"a name tree 1000 nodes deep", [] { return Hazard_Deep_Name_Tree_Pdf(1000); }, kNoFile, kNoFile, 20000,
-       400000},
+      {"a name tree 1000 nodes deep", [] { return Hazard_Deep_Name_Tree_Pdf(1000); }, kNoFile, kNoFile, 20000, 400000},
       {"a name tree as deep as the limit allows", [] { return Hazard_Deep_Name_Tree_Pdf(255); }, kInvoice, kInvoice,
        20000, 400000},
       // Metadata.
@@ -154,8 +152,8 @@ const std::vector<Hostile_Row>& Rows() {
       {"a pdfaid:conformance one letter too long", [] { return Hazard_Empty_Conformance_Pdf("BB"); }, kNotPdfa3,
        kNotPdfa3, 200, 20000},
       // Lengths.
-      {"a Length of 2000000000 in a small file", [] { return Hazard_Long_Length_Pdf(2000000000); }, kInvoice,
-       kMemory, 2000, 40000},
+      {"a Length of 2000000000 in a small file", [] { return Hazard_Long_Length_Pdf(2000000000); }, kInvoice, kMemory,
+       2000, 40000},
   };
   return rows;
 }
