@@ -128,6 +128,8 @@ const std::vector<Hostile_Row>& Rows() {
        kInvoice, kInvoice, 2000, 40000},
       {"a stream section in the loop, objects compressed in each other, object streams extending each other",
        Hazard_Xref_Stream_Loop_Pdf, kInvoice, kInvoice, 2000, 40000},
+      {"a table that announces two billion entries", [] { return Hazard_Xref_Count_Past_End_Pdf(2000000000); },
+       ZUGF_RESULT_BAD_INPUT, ZUGF_RESULT_BAD_INPUT, 1000, 100000},
       {"a Kids node that names itself", Hazard_Kids_Cycle_Pdf, kNoFile, kNoFile, 2000, 20000},
       {"a Kids loop back to the root beside the invoice's leaf", Hazard_Kids_Cycle_Beside_Leaf_Pdf, kInvoice, kInvoice,
        2000, 40000},

@@ -85,6 +85,16 @@ std::string Hazard_Xref_Stream_Loop_Pdf() {
   return builder.bytes;
 }
 
+std::string Hazard_Xref_Count_Past_End_Pdf(uint64_t count) {
+  std::string bytes = Invoice_Build_Pdf(Invoice_Options{});
+  // The subsection's count ends the line behind "xref"; the table stays
+  // where startxref points, so only the bytes behind it move.
+  const size_t line = bytes.find('\n', Startxref_Of(bytes)) + 1;
+  const size_t end = bytes.find('\n', line);
+  bytes.replace(line, end - line, "0 " + std::to_string(count));
+  return bytes;
+}
+
 std::string Hazard_Deep_Nesting_Pdf(uint32_t depth) {
   Pdf_Builder builder;
   Pdf_Builder_Header(&builder, "1.7");

@@ -19,6 +19,8 @@ std::string Hazard_Prev_Loop_Through_Invoice_Pdf();
 // names two objects that are compressed in each other's object stream, and
 // two object streams that extend each other (reached through Info).
 std::string Hazard_Xref_Stream_Loop_Pdf();
+// An invoice whose one table announces `count` entries where it has 8 lines.
+std::string Hazard_Xref_Count_Past_End_Pdf(uint64_t count);
 // The catalog holds `depth` unclosed nested arrays.
 std::string Hazard_Deep_Nesting_Pdf(uint32_t depth = 1000000);
 // An invoice whose trailer names object 7 (Deep), holding `depth` nested
