@@ -15,6 +15,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "filters/pdf_decode_limit.h"
 #include "runtime/pdf_memory.h"
 
 struct Fuzz_Block {
@@ -26,6 +27,7 @@ struct Fuzz_Block {
 
 struct Fuzz_Allocator {
   uint64_t live_bytes = 0;
+  uint64_t peak_bytes = 0;  // the most live_bytes has been
   uint64_t live_blocks = 0;
   uint64_t byte_ceiling = UINT64_MAX;  // live bytes refused beyond this; set by the decoder targets
   Fuzz_Block* blocks = nullptr;        // every live block
@@ -46,6 +48,7 @@ inline void* Fuzz_Alloc(uint64_t size, void* data) {
   if (allocator->blocks != nullptr) allocator->blocks->previous = block;
   allocator->blocks = block;
   allocator->live_bytes += size;
+  if (allocator->live_bytes > allocator->peak_bytes) allocator->peak_bytes = allocator->live_bytes;
   allocator->live_blocks += 1;
   return block + 1;
 }

@@ -18,6 +18,7 @@
 
 #include "document/pdf_document.h"
 #include "document/pdf_embedded_file.h"
+#include "filters/pdf_decode_limit.h"
 #include "front/zugf_identify.h"
 #include "front/zugf_process.h"
 #include "invoice_extract.h"
@@ -66,7 +67,8 @@ uint64_t Counted_File_Read(void* buffer, uint32_t mode, uint64_t position, uint6
 struct Work {
   uint64_t requests;  // allocation requests
   uint64_t bytes_read;
-  int64_t left;  // blocks still allocated after the release
+  int64_t left;      // blocks still allocated after the release
+  uint64_t largest;  // the largest block asked for
 };
 
 // The library's path of an extraction (open, level, identification, decode,
@@ -99,7 +101,9 @@ Work Library_Path(const std::string& path) {
     PDF_Document_Release(&document);
   }
   close(file.descriptor);
-  Work work{allocator.requests, file.bytes_read, allocator.live};
+  uint64_t largest = 0;
+  for (uint64_t size : allocator.sizes) largest = size > largest ? size : largest;
+  Work work{allocator.requests, file.bytes_read, allocator.live, largest};
   Test_Allocator_Reclaim(&allocator);
   return work;
 }
@@ -153,6 +157,9 @@ const std::vector<Hostile_Row>& Rows() {
        200, 20000},
       {"a pdfaid:conformance one letter too long", [] { return Hazard_Empty_Conformance_Pdf("BB"); }, kNotPdfa3,
        kNotPdfa3, 200, 20000},
+      // Decoding.
+      {"a Flate bomb of 1 GiB in 1 MB", [] { return Hazard_Flate_Bomb_Pdf(1ull << 30); }, kInvoice, kFailed, 2000,
+       4u << 20},
       // Lengths.
       {"a Length of 2000000000 in a small file", [] { return Hazard_Long_Length_Pdf(2000000000); }, kInvoice, kMemory,
        2000, 40000},
@@ -181,6 +188,7 @@ TEST_F(Hostile_Input, EveryRowGetsItsResultsWithBoundedWorkAndNothingLeft) {
     EXPECT_EQ(work.left, 0) << "blocks left allocated";
     EXPECT_LE(work.requests, row.max_requests);
     EXPECT_LE(work.bytes_read, row.max_bytes_read);
+    EXPECT_LE(work.largest, 2 * PDF_DECODED_SIZE_LIMIT) << "no block beyond what one decode may hold";
     remove(pdf.c_str());
   }
 }

@@ -46,8 +46,12 @@ std::string Hazard_Empty_Conformance_Pdf(const std::string& conformance = "");
 // An invoice whose embedded file states a Length far past the end of the file.
 std::string Hazard_Long_Length_Pdf(uint64_t length);
 // An invoice whose embedded file is Flate data that decodes to
-// `decoded_bytes` zero bytes: checking is cheap, extracting decodes it.
+// `decoded_bytes` zero bytes: checking decodes nothing, extracting decodes up
+// to the ceiling on a stream's decoded size.
 std::string Hazard_Flate_Bomb_Pdf(uint64_t decoded_bytes);
+// A zlib stream of `decoded_bytes` zero bytes, about a thousandth of that
+// long (1 GiB in about 1 MB), made at once from one compressed block repeated.
+std::string Hazard_Flate_Zeros(uint64_t decoded_bytes);
 // The invoice's bytes with every offset moved `shift` bytes on, to be written
 // at that offset behind the head below; the head is what goes at offset 0.
 std::string Hazard_Shifted_Invoice_Pdf(uint64_t shift);
