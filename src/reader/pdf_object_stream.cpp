@@ -10,6 +10,7 @@
 #include "reader/pdf_file.h"
 #include "reader/pdf_read_data.h"
 #include "reader/pdf_xref_table.h"
+#include "runtime/pdf_limits.h"
 
 namespace {
 
@@ -196,9 +197,13 @@ PDF_Result PDF_Xref_Entry_Load_Compressed(PDF_Xref_Entry* entry) {
   PDF_File* file = entry->file;
   if (file == nullptr || entry->object == nullptr) return PDF_RESULT_INVALID_ARGUMENT;
   // While it loads the entry reads as free, so that a chain of containers
-  // that leads back to it finds nothing instead of recursing for ever.
+  // that leads back to it finds nothing instead of recursing for ever. A
+  // chain of containers each held in the next one counts as nesting.
+  if (file->nesting_depth >= PDF_NESTING_LIMIT) return PDF_RESULT_OBJECT_UNREADABLE;
   entry->type = 'f';
+  file->nesting_depth += 1;
   PDF_Result result = Load_From_Container(entry, file);
+  file->nesting_depth -= 1;
   if (result != PDF_RESULT_OK) {
     entry->type = 'c';
     return result;
