@@ -2,6 +2,7 @@
 #include "runtime/pdf_limits.h"
 #include "runtime/pdf_memory.h"
 #include "runtime/pdf_message.h"
+#include "runtime/pdf_seen_set.h"
 
 #include <cstdlib>
 
@@ -330,23 +331,12 @@ uint64_t PDF_Dictionary_Read_End(PDF_Read_Data* reader, uint64_t position) {
 // is simply not kept.
 struct PDF_Dictionary_Failures {
   PDF_Read_Data* reader;  // the reader of the outermost read
-  uint64_t* slots;        // open addressing, position + 1, 0 for free
-  uint64_t capacity;      // a power of two
-  uint64_t count;
+  PDF_Seen_Set positions;
 };
-
-static uint64_t Failure_Slot(const PDF_Dictionary_Failures* failures, uint64_t position) {
-  uint64_t slot = (position * 0x9E3779B97F4A7C15ULL) & (failures->capacity - 1);
-  while (failures->slots[slot] != 0 && failures->slots[slot] != position + 1) {
-    slot = (slot + 1) & (failures->capacity - 1);
-  }
-  return slot;
-}
 
 static bool Failed_Before(const PDF_File* file, PDF_Read_Data* reader, uint64_t position) {
   const PDF_Dictionary_Failures* failures = file->dictionary_failures;
-  if (failures == nullptr || failures->count == 0 || failures->reader != reader) return false;
-  return failures->slots[Failure_Slot(failures, position)] != 0;
+  return failures != nullptr && failures->reader == reader && PDF_Seen_Set_Has(&failures->positions, position);
 }
 
 static void Record_Failure(PDF_File* file, PDF_Read_Data* reader, uint64_t position) {
@@ -355,26 +345,8 @@ static void Record_Failure(PDF_File* file, PDF_Read_Data* reader, uint64_t posit
     if (file->dictionary_failures == nullptr) return;
     file->dictionary_failures->reader = reader;
   }
-  PDF_Dictionary_Failures* failures = file->dictionary_failures;
-  if (failures->reader != reader) return;
-  if (2 * (failures->count + 1) > failures->capacity) {
-    uint64_t capacity = failures->capacity == 0 ? 64 : 2 * failures->capacity;
-    uint64_t* slots = static_cast<uint64_t*>(std::calloc(capacity, sizeof(uint64_t)));
-    if (slots == nullptr) return;
-    uint64_t* old_slots = failures->slots;
-    uint64_t old_capacity = failures->capacity;
-    failures->slots = slots;
-    failures->capacity = capacity;
-    for (uint64_t i = 0; i < old_capacity; ++i) {
-      if (old_slots[i] != 0) slots[Failure_Slot(failures, old_slots[i] - 1)] = old_slots[i];
-    }
-    std::free(old_slots);
-  }
-  uint64_t slot = Failure_Slot(failures, position);
-  if (failures->slots[slot] == 0) {
-    failures->slots[slot] = position + 1;
-    ++failures->count;
-  }
+  if (file->dictionary_failures->reader != reader) return;
+  PDF_Seen_Set_Add(&file->dictionary_failures->positions, position);
 }
 
 static uint64_t Read_Dictionary(PDF_Dictionary** out_dictionary, PDF_File* file, PDF_Read_Data* reader,
@@ -394,7 +366,7 @@ uint64_t PDF_Dictionary_Read(PDF_Dictionary** out_dictionary, PDF_File* file, PD
     Record_Failure(file, reader, position);
   }
   if (file->dictionary_depth == 0 && file->dictionary_failures != nullptr) {
-    std::free(file->dictionary_failures->slots);
+    PDF_Seen_Set_Release(&file->dictionary_failures->positions);
     std::free(file->dictionary_failures);
     file->dictionary_failures = nullptr;
   }
