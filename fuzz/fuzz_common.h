@@ -15,7 +15,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "filters/pdf_decode_limit.h"
+#include "runtime/pdf_limits.h"
 #include "runtime/pdf_memory.h"
 
 struct Fuzz_Block {

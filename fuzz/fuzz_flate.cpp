@@ -4,7 +4,7 @@
 // two output buffers during a growth) and zlib's state.
 #include <cstdint>
 
-#include "filters/pdf_decode_limit.h"
+#include "runtime/pdf_limits.h"
 #include "filters/pdf_flate.h"
 #include "fuzz_common.h"
 #include "runtime/pdf_result.h"

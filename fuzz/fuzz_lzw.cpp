@@ -6,7 +6,7 @@
 #include <cstring>
 #include <vector>
 
-#include "filters/pdf_decode_limit.h"
+#include "runtime/pdf_limits.h"
 #include "filters/pdf_lzw.h"
 #include "fuzz_common.h"
 #include "runtime/pdf_result.h"

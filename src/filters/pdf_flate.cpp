@@ -1,5 +1,5 @@
 #include "filters/pdf_flate.h"
-#include "filters/pdf_decode_limit.h"
+#include "runtime/pdf_limits.h"
 #include "runtime/pdf_memory.h"
 
 #include <zlib.h>

@@ -1,6 +1,6 @@
 // The Flate decoder: zlib's inflate over a whole buffer, in one pass that
 // carries on into a larger output buffer while the output doesn't fit, up to
-// the ceiling of pdf_decode_limit.h.
+// the ceiling of runtime/pdf_limits.h.
 #ifndef INVOICE_EXTRACT_PDF_FLATE_H
 #define INVOICE_EXTRACT_PDF_FLATE_H
 

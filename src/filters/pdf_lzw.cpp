@@ -1,5 +1,5 @@
 #include "filters/pdf_lzw.h"
-#include "filters/pdf_decode_limit.h"
+#include "runtime/pdf_limits.h"
 #include "runtime/pdf_memory.h"
 
 #include <cstdint>

@@ -1,6 +1,6 @@
 // The LZW decoder: one pass over the codes, which carries on into a larger
 // output buffer whenever the present one is too small, up to the ceiling of
-// pdf_decode_limit.h.
+// runtime/pdf_limits.h.
 //
 // Codes are 9 to 12 bits wide, most significant bit first; 256 clears the
 // table and 257 ends the data. The width always grows one code early (after

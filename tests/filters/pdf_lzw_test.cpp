@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "filters/pdf_decode_limit.h"
+#include "runtime/pdf_limits.h"
 #include "filters/pdf_lzw.h"
 #include "support/filter_test_support.h"
 #include "support/lzw_encoder.h"

@@ -18,7 +18,7 @@
 
 #include "document/pdf_document.h"
 #include "document/pdf_embedded_file.h"
-#include "filters/pdf_decode_limit.h"
+#include "runtime/pdf_limits.h"
 #include "front/zugf_identify.h"
 #include "front/zugf_process.h"
 #include "invoice_extract.h"
