@@ -63,8 +63,8 @@ class Endpoints(unittest.TestCase):
              {"status": "timeout", "result": None, "accepted": False}),
             ("crashes", "/v1/check", fault_file("crash"), None, 200, {"status": "crashed", "result": None}),
             ("runs out of memory", "/v1/extract", fault_file("oom"), None, 422,
-             {"status": "out-of-memory", "result": None}),
-            ("throws", "/v1/inspect", fault_file("throw"), None, 200, {"status": "crashed"}),
+             {"status": "out-of-memory", "result": -12}),
+            ("throws", "/v1/inspect", fault_file("throw"), None, 200, {"status": "ok", "result": -10}),
             ("still serving", "/v1/check", self.sample, None, 200, {"result": 0, "status": "ok"}),
         ]
         for name, path, data, file_name, status, members in rows:

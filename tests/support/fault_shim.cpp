@@ -6,7 +6,8 @@
 //   hang-*    never returns
 //   crash-*   aborts (SIGABRT)
 //   exit-*    leaves at once with _exit(7)
-//   throw-*   throws std::runtime_error out of fopen, through the library
+//   throw-*   throws std::runtime_error out of fopen, inside the library, whose
+//             entry point catches it: the file gets an ordinary result
 //   oom-*     allocates until an allocation fails under the worker's memory
 //             limit, frees it all and throws std::bad_alloc, as operator new
 //             would; the worker answers out-of-memory and retires
