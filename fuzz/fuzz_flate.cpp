@@ -4,9 +4,9 @@
 // two output buffers during a growth) and zlib's state.
 #include <cstdint>
 
-#include "runtime/pdf_limits.h"
 #include "filters/pdf_flate.h"
 #include "fuzz_common.h"
+#include "runtime/pdf_limits.h"
 #include "runtime/pdf_result.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {

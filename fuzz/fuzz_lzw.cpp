@@ -6,9 +6,9 @@
 #include <cstring>
 #include <vector>
 
-#include "runtime/pdf_limits.h"
 #include "filters/pdf_lzw.h"
 #include "fuzz_common.h"
+#include "runtime/pdf_limits.h"
 #include "runtime/pdf_result.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {

@@ -4,8 +4,8 @@
 #include <string>
 #include <vector>
 
-#include "runtime/pdf_limits.h"
 #include "filters/pdf_flate.h"
+#include "runtime/pdf_limits.h"
 #include "support/filter_test_support.h"
 #include "support/hazard_pdfs.h"
 

@@ -18,10 +18,10 @@
 
 #include "document/pdf_document.h"
 #include "document/pdf_embedded_file.h"
-#include "runtime/pdf_limits.h"
 #include "front/zugf_identify.h"
 #include "front/zugf_process.h"
 #include "invoice_extract.h"
+#include "runtime/pdf_limits.h"
 #include "support/hazard_pdfs.h"
 #include "support/invoice_builder.h"
 #include "support/pdf_builder.h"
