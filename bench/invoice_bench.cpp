@@ -606,8 +606,8 @@ bool Corpus_Section(const std::string& folder, int rounds) {
            reference_peak.peak_kib);
     if (library_peak.result != 0 || reference_peak.result != 0) ok = false;
     if (reference_peak.peak_kib > 0) {
-      g_goals.corpus_peak_ratio = std::max(
-          g_goals.corpus_peak_ratio, static_cast<double>(library_peak.peak_kib) / reference_peak.peak_kib);
+      g_goals.corpus_peak_ratio =
+          std::max(g_goals.corpus_peak_ratio, static_cast<double>(library_peak.peak_kib) / reference_peak.peak_kib);
     }
   }
   remove(library_xml.c_str());
@@ -668,8 +668,8 @@ bool Scale_Section(uint32_t max_pages, int rounds) {
                library_peak.peak_kib);
       }
       if (reference_peak.peak_kib > 0) {
-        g_goals.scale_peak_ratio = std::max(g_goals.scale_peak_ratio,
-                                            static_cast<double>(library_peak.peak_kib) / reference_peak.peak_kib);
+        g_goals.scale_peak_ratio =
+            std::max(g_goals.scale_peak_ratio, static_cast<double>(library_peak.peak_kib) / reference_peak.peak_kib);
       }
       if (pages == 16000) {
         time_16000 = library;
@@ -718,10 +718,11 @@ void Goals_Section() {
   Goal_Line("object streams, library 64000 / 16000 time", g_goals.growth[kStreams], 4.5);
   Goal_Line("corpus, largest library / reference peak memory", g_goals.corpus_peak_ratio, 1.0);
   Goal_Line("scale series, largest library / reference peak memory", g_goals.scale_peak_ratio, 1.0);
-  printf("\nFiles per second: library %.0f, reference %.0f. Reference 64000 / 16000 time: classic %.2f, object "
-         "streams %.2f.\n",
-         g_goals.invoice_files_per_second, g_goals.reference_files_per_second, g_goals.reference_growth[kClassic],
-         g_goals.reference_growth[kStreams]);
+  printf(
+      "\nFiles per second: library %.0f, reference %.0f. Reference 64000 / 16000 time: classic %.2f, object "
+      "streams %.2f.\n",
+      g_goals.invoice_files_per_second, g_goals.reference_files_per_second, g_goals.reference_growth[kClassic],
+      g_goals.reference_growth[kStreams]);
 }
 
 }  // namespace
