@@ -380,12 +380,24 @@ PDF_Result PDF_Xref_Table_Add_Entry(PDF_Xref_Table* table, PDF_File* file, PDF_O
   return Add_Numbered(table, file, object, static_cast<uint32_t>(own_number), offset, own_generation, 'n');
 }
 
+// Whether a lookup by id stops at the entry. Entries live as long as their
+// table, so a remembered one may be tested at any time.
+static bool Holds_Id(const PDF_Xref_Entry* entry, uint32_t id) {
+  return entry != nullptr && entry->type == 'n' && entry->object != nullptr && entry->object->id == id;
+}
+
 PDF_Object* PDF_Xref_Table_Get_Object(PDF_Xref_Table* table, uint32_t number, uint32_t id) {
   if (table == nullptr || (number == 0 && id == 0)) return nullptr;
   if (number == 0) {
+    // Ids are unique within the file, so the entry that answered last time
+    // is the answer again as long as it still holds the object.
+    if (Holds_Id(table->id_hit, id)) return table->id_hit->object;
     for (PDF_Xref_Section* section = table->first_section; section != nullptr; section = section->next) {
       for (PDF_Xref_Entry* entry = section->head; entry != nullptr; entry = entry->next) {
-        if (entry->type == 'n' && entry->object != nullptr && entry->object->id == id) return entry->object;
+        if (Holds_Id(entry, id)) {
+          table->id_hit = entry;
+          return entry->object;
+        }
       }
     }
     return nullptr;
@@ -478,6 +490,13 @@ static PDF_Body* Oldest(PDF_Body* body) {
 }
 
 PDF_Object* PDF_Body_Find_Object(PDF_Body* body, uint32_t number, uint32_t id) {
+  if (number == 0 && id != 0) {
+    // An object is held by one entry of one table: a table that remembers
+    // the id answers for the whole chain.
+    for (PDF_Body* at = Oldest(body); at != nullptr; at = at->next) {
+      if (at->table != nullptr && Holds_Id(at->table->id_hit, id)) return at->table->id_hit->object;
+    }
+  }
   for (PDF_Body* at = Oldest(body); at != nullptr; at = at->next) {
     PDF_Object* object = PDF_Xref_Table_Get_Object(at->table, number, id);
     if (object != nullptr) return object;

@@ -44,6 +44,7 @@ struct PDF_Xref_Table {
   PDF_Xref_Section* last_section;
   PDF_Xref_Section* last_hit_section;  // last section that answered a lookup
   PDF_Xref_Table_Index* index;         // which section covers which numbers; owned, may be null
+  PDF_Xref_Entry* id_hit;              // the entry that answered the last lookup by id; a hint, may be stale
 };
 
 // Lookup aids. A lookup by number used to walk every section and, inside the

@@ -40,6 +40,17 @@ PDF_Object* Walk_Lookup(PDF_Xref_Table* table, uint32_t number) {
   return nullptr;
 }
 
+// A lookup by id as it was made before the table remembered its last answer.
+PDF_Object* Walk_Id(PDF_Xref_Table* table, uint32_t id) {
+  for (PDF_Xref_Section* section = table->first_section; section != nullptr; section = section->next) {
+    for (PDF_Xref_Entry* entry = section->head; entry != nullptr; entry = entry->next) {
+      if (entry->type == 'n' && entry->object != nullptr && PDF_Object_Get_Id(entry->object) == id)
+        return entry->object;
+    }
+  }
+  return nullptr;
+}
+
 bool Walk_Has(const PDF_Xref_Table* table, uint32_t number) {
   for (PDF_Xref_Section* section = table->first_section; section != nullptr; section = section->next) {
     uint32_t first = static_cast<uint32_t>(PDF_Number_Get_Long(section->first_number));
@@ -98,6 +109,16 @@ void Expect_Same_Answers(Opened_Document* indexed, Opened_Document* walked, uint
   }
   EXPECT_EQ(Types(a), Types(b)) << name;
   EXPECT_EQ(PDF_Xref_Table_Get_Object(a, 0, 0), nullptr);
+  // Ids, each asked twice and in a zigzag, so that the remembered entry is
+  // both the answer and a stale one.
+  const uint32_t ids = indexed->file()->next_object_id + 1;
+  for (uint32_t step = 0; step < 2 * ids; ++step) {
+    uint32_t id = step % 2 == 0 ? step / 2 : ids - step / 2;
+    EXPECT_EQ(Found(a, PDF_Body_Find_Object(indexed->body(), 0, id)), Found(b, Walk_Id(b, id)))
+        << name << ": id " << id;
+    EXPECT_EQ(Found(a, PDF_Body_Find_Object(indexed->body(), 0, id)), Found(b, Walk_Id(b, id)))
+        << name << ": id " << id;
+  }
 }
 
 struct Table_Case {
