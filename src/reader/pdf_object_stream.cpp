@@ -194,7 +194,12 @@ PDF_Result PDF_Xref_Entry_Load_Compressed(PDF_Xref_Entry* entry) {
   if (entry == nullptr) return PDF_RESULT_INVALID_ARGUMENT;
   if (entry->type != 'c') return PDF_RESULT_OK;
   PDF_File* file = entry->file;
-  if (file == nullptr || entry->object == nullptr) return PDF_RESULT_INVALID_ARGUMENT;
+  if (file == nullptr) return PDF_RESULT_INVALID_ARGUMENT;
+  if (entry->object == nullptr) {
+    // Made on first load, of the entry's number and generation 0.
+    PDF_Result result = PDF_Object_Create(&entry->object, file, nullptr, entry->number, 0, PDF_Object_Type_Unknown);
+    if (result != PDF_RESULT_OK) return result;
+  }
   // While it loads the entry reads as free, so that a chain of containers
   // that leads back to it finds nothing instead of recursing for ever.
   entry->type = 'f';

@@ -85,9 +85,9 @@ PDF_Result Make_Entry(PDF_Xref_Entry** out_entry, PDF_File* file, PDF_Read_Data*
   } else if (type == 'c') {
     offset = third;
     container = static_cast<uint32_t>(second);
-    // The body is parsed out of the object stream on first lookup.
-    PDF_Result result = PDF_Object_Create(&object, file, nullptr, number, 0, PDF_Object_Type_Unknown);
-    if (result != PDF_RESULT_OK) return result;
+    // The object is made, and its body parsed out of the object stream, on
+    // first lookup: most compressed objects (pages, fonts) are never asked
+    // for, and an object for each would cost memory in proportion to the file.
   } else {
     type = 'f';
     generation = static_cast<uint16_t>(third);
@@ -99,6 +99,7 @@ PDF_Result Make_Entry(PDF_Xref_Entry** out_entry, PDF_File* file, PDF_Read_Data*
     return result;
   }
   entry->container = container;
+  if (type == 'c') entry->number = number;
   *out_entry = entry;
   return PDF_RESULT_OK;
 }

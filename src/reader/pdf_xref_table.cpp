@@ -415,8 +415,10 @@ PDF_Object* PDF_Xref_Table_Get_Object(PDF_Xref_Table* table, uint32_t number, ui
   for (PDF_Xref_Section* section = only != nullptr ? only : table->first_section; section != nullptr;
        section = only != nullptr ? nullptr : section->next) {
     PDF_Xref_Entry* entry = Section_Entry(section, number);
-    if (entry == nullptr || entry->type == 'f' || entry->object == nullptr) continue;
-    if (entry->object == section->hidden_object) continue;
+    if (entry == nullptr || entry->type == 'f') continue;
+    // A compressed entry gets its object on its first load, below.
+    if (entry->object == nullptr && entry->type != 'c') continue;
+    if (entry->object != nullptr && entry->object == section->hidden_object) continue;
     // Kept: a compressed object is parsed out of its object stream first;
     // when that fails the lookup finds nothing, and no later section is
     // asked (the index must answer the same, so it stops here as well).

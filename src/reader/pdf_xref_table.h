@@ -17,6 +17,7 @@ struct PDF_Xref_Entry {
   uint16_t generation;
   uint32_t container;  // the object stream's number for a compressed entry
   uint8_t type;        // 'n', 'f' or 'c'
+  uint32_t number;     // a compressed entry's object number: its object is made on first load
   PDF_File* file;      // the owning file
   PDF_Object* object;  // owned; null for a free entry
   PDF_Xref_Entry* previous;

@@ -31,8 +31,8 @@ PDF_Object* Walk_Lookup(PDF_Xref_Table* table, uint32_t number) {
   if (number == 0) return nullptr;
   for (PDF_Xref_Section* section = table->first_section; section != nullptr; section = section->next) {
     PDF_Xref_Entry* entry = Walk_Entry(section, number);
-    if (entry == nullptr || entry->type == 'f' || entry->object == nullptr) continue;
-    if (entry->object == section->hidden_object) continue;
+    if (entry == nullptr || entry->type == 'f' || (entry->object == nullptr && entry->type != 'c')) continue;
+    if (entry->object != nullptr && entry->object == section->hidden_object) continue;
     if (entry->type == 'c' && PDF_Xref_Entry_Load_Compressed(entry) != 0) return nullptr;
     table->last_hit_section = section;
     return entry->object;

@@ -52,8 +52,9 @@ std::string Describe(const PDF_Xref_Table* table) {
       } else if (entry->type == 'f') {
         text += "f" + std::to_string(entry->generation) + (entry->object != nullptr || entry->offset != 0 ? "!" : "");
       } else if (entry->type == 'c') {
+        // The object is made on first load, of the entry's number.
         text += "c" + std::to_string(entry->container) + "." + std::to_string(entry->offset);
-        if (entry->object == nullptr || entry->object->value != nullptr || PDF_Object_Is_From_File(entry->object)) {
+        if (entry->object != nullptr || entry->number != PDF_Number_Get_Long(section->first_number) + linked - 1) {
           text += "!";
         }
       } else {
