@@ -187,11 +187,12 @@ class Pool {
           continue;
         }
         if (!Write_Frame(worker.job_descriptor, Frame_Type::Job, Encode_Job(job))) {
-          // The worker was gone before it saw the job: not the file's doing.
+          // The worker was gone before it saw the job: not this file's doing.
+          // Its answers still in the pipe are read before it is judged.
           pending_.push_front(index);
-          kill(worker.pid, SIGKILL);
-          Reap(&worker, false);
-          if (++lost_workers_ > 3 * workers_.size() + 3) Fail_Pending("worker processes keep dying between files");
+          if (!End_Worker(&worker, End::Unreachable) && ++lost_workers_ > 3 * workers_.size() + 3) {
+            Fail_Pending("worker processes keep dying between files");
+          }
           break;
         }
         worker.jobs.push_back(index);
@@ -267,9 +268,10 @@ class Pool {
     }
   }
 
-  void Read_From(Worker* worker) {
+  // Reads what the worker has sent so far, without waiting. False once the
+  // worker's end of the pipe is closed.
+  bool Receive(Worker* worker) {
     char buffer[65536];
-    bool ended = false;
     for (;;) {
       ssize_t got = read(worker->result_descriptor, buffer, sizeof(buffer));
       if (got > 0) {
@@ -277,57 +279,59 @@ class Pool {
         continue;
       }
       if (got < 0 && errno == EINTR) continue;
-      if (got < 0 && (errno == EAGAIN || errno == EWOULDBLOCK)) break;
-      ended = true;
-      break;
+      return got < 0 && (errno == EAGAIN || errno == EWOULDBLOCK);
     }
+  }
+
+  enum class Taken { Working, Retired, Garbled };
+
+  // Acts on every whole frame received: the reports of finished files go out.
+  Taken Take_Frames(Worker* worker) {
     Frame_Type type = Frame_Type::Final;
     std::string payload;
     bool malformed = false;
-    while (!malformed && Take_Frame(&worker->received, &type, &payload, &malformed)) {
+    while (Take_Frame(&worker->received, &type, &payload, &malformed)) {
       File_Report report;
       switch (type) {
         case Frame_Type::Allocation_Failed:
           worker->allocation_failed = true;
           break;
         case Frame_Type::Partial:
-          if (worker->jobs.empty() || !Decode_Report(payload, &report)) {
-            malformed = true;
-          } else {
-            worker->partial = std::move(report);
-            worker->has_partial = true;
-          }
+          if (worker->jobs.empty() || !Decode_Report(payload, &report)) return Taken::Garbled;
+          worker->partial = std::move(report);
+          worker->has_partial = true;
           break;
         case Frame_Type::Final:
-        case Frame_Type::Final_Retiring:
-          if (worker->jobs.empty() || !Decode_Report(payload, &report)) {
-            malformed = true;
-          } else {
-            size_t index = worker->jobs.front();
-            worker->jobs.pop_front();
-            Complete(index, report, Elapsed(*worker));
-            if (type == Frame_Type::Final_Retiring) {
-              // The worker leaves: what it was given beyond this file goes
-              // to another.
-              Give_Back_Waiting(worker);
-              if (!worker->jobs.empty()) pending_.push_front(worker->jobs.front());
-              worker->jobs.clear();
-              ended = true;
-            } else if (!worker->jobs.empty()) {
-              Start_Next(worker);
-            }
+        case Frame_Type::Final_Retiring: {
+          if (worker->jobs.empty() || !Decode_Report(payload, &report)) return Taken::Garbled;
+          size_t index = worker->jobs.front();
+          worker->jobs.pop_front();
+          Complete(index, report, Elapsed(*worker));
+          if (type == Frame_Type::Final_Retiring) {
+            // The worker leaves: what it was given beyond this file goes to
+            // another.
+            Give_Back_Waiting(worker);
+            if (!worker->jobs.empty()) pending_.push_front(worker->jobs.front());
+            worker->jobs.clear();
+            return Taken::Retired;
           }
+          if (!worker->jobs.empty()) Start_Next(worker);
           break;
+        }
         case Frame_Type::Job:
-          malformed = true;
-          break;
+          return Taken::Garbled;
       }
     }
-    if (malformed) {
-      kill(worker->pid, SIGKILL);
-      Reap(worker, false, "the worker sent a garbled answer");
-    } else if (ended) {
-      Reap(worker, false);
+    return malformed ? Taken::Garbled : Taken::Working;
+  }
+
+  void Read_From(Worker* worker) {
+    const bool open = Receive(worker);
+    const Taken taken = Take_Frames(worker);
+    if (taken == Taken::Garbled) {
+      End_Worker(worker, End::Garbled);
+    } else if (taken == Taken::Retired || !open) {
+      End_Worker(worker, End::Left);
     }
   }
 
@@ -335,29 +339,57 @@ class Pool {
     if (settings_.timeout_seconds <= 0) return;
     for (Worker& worker : workers_) {
       if (worker.pid < 0 || worker.jobs.empty() || Elapsed(worker) < settings_.timeout_seconds) continue;
-      kill(worker.pid, SIGKILL);
-      Reap(&worker, true);
+      End_Worker(&worker, End::Overdue);
     }
   }
 
-  // Closes the pipes and waits for the process. The running file gets its
-  // report: what the worker had sent so far, and how it ended; the files
-  // waiting behind it go to another worker.
-  void Reap(Worker* worker, bool killed_for_time, const std::string& reason = "") {
-    Give_Back_Waiting(worker);
-    close(worker->job_descriptor);
-    close(worker->result_descriptor);
-    worker->job_descriptor = worker->result_descriptor = -1;
+  // Why a worker is being ended.
+  enum class End {
+    Left,         // it closed its end of the pipe, or said it retires
+    Garbled,      // it sent bytes that no worker writes
+    Overdue,      // its file ran past the deadline
+    Unreachable,  // a job could not be written to it
+  };
+
+  // Ends the worker and waits for the process. Whatever it wrote before its
+  // end is read first, so that a file it answered keeps its answer even when
+  // the worker is gone by the time the parent looks (a worker that retires
+  // after an answer can be gone before the parent reads it). Only then is
+  // the file it was running judged by how it ended; files waiting behind it
+  // go to another worker. Returns whether the end was explained: the worker
+  // retired, or a file was running.
+  bool End_Worker(Worker* worker, End cause) {
+    const bool had_job = !worker->jobs.empty();
+    const size_t running = had_job ? worker->jobs.front() : 0;
+    if (cause != End::Left) kill(worker->pid, SIGKILL);
     int status = 0;
     while (waitpid(worker->pid, &status, 0) < 0 && errno == EINTR) {
     }
+    bool retired = false;
+    if (cause != End::Garbled) {
+      // The process is gone: everything it wrote is in the pipe.
+      Receive(worker);
+      const Taken taken = Take_Frames(worker);
+      if (taken == Taken::Garbled) cause = End::Garbled;
+      retired = taken == Taken::Retired;
+    }
+    close(worker->job_descriptor);
+    close(worker->result_descriptor);
+    worker->job_descriptor = worker->result_descriptor = -1;
     worker->pid = -1;
     worker->received.clear();
-    if (worker->jobs.empty()) return;
+    Give_Back_Waiting(worker);
+    if (worker->jobs.empty()) return retired;
     size_t index = worker->jobs.front();
     worker->jobs.clear();
+    if (cause == End::Overdue && !(had_job && index == running)) {
+      // The overdue file answered in time after all; the next one had barely
+      // started and is not to blame.
+      pending_.push_front(index);
+      return true;
+    }
     File_Report report = worker->has_partial ? worker->partial : File_Report();
-    if (killed_for_time) {
+    if (cause == End::Overdue) {
       report.status = Status::Timeout;
       report.reason = "no answer within " + Seconds_Text(settings_.timeout_seconds) + " s; the worker was killed";
     } else if (worker->allocation_failed) {
@@ -365,9 +397,10 @@ class Pool {
       report.reason = "an allocation failed under the memory limit, then " + Describe_End(status);
     } else {
       report.status = Status::Crashed;
-      report.reason = reason.empty() ? Describe_End(status) : reason;
+      report.reason = cause == End::Garbled ? "the worker sent a garbled answer" : Describe_End(status);
     }
     Complete(index, report, Elapsed(*worker));
+    return true;
   }
 
   // Idle workers leave at the end of their input; busy ones are killed.

@@ -16,8 +16,21 @@
 
 extern char** environ;
 
-Program_Run Run_Program(const std::string& program, const std::vector<std::string>& arguments,
-                        const std::string& input) {
+std::vector<std::string> Environment_With(const std::vector<std::string>& entries) {
+  std::vector<std::string> result;
+  for (char** entry = environ; *entry != nullptr; ++entry) {
+    const std::string text = *entry;
+    const std::string name = text.substr(0, text.find('='));
+    bool replaced = false;
+    for (const std::string& added : entries) replaced = replaced || added.compare(0, name.size() + 1, name + "=") == 0;
+    if (!replaced) result.push_back(text);
+  }
+  result.insert(result.end(), entries.begin(), entries.end());
+  return result;
+}
+
+Program_Run Run_Program(const std::string& program, const std::vector<std::string>& arguments, const std::string& input,
+                        const std::vector<std::string>& environment) {
   Program_Run run;
   int in_pipe[2], out_pipe[2], err_pipe[2];
   if (pipe2(in_pipe, O_CLOEXEC) != 0) return run;
@@ -32,8 +45,12 @@ Program_Run Run_Program(const std::string& program, const std::vector<std::strin
   argv.push_back(const_cast<char*>(program.c_str()));
   for (const std::string& argument : arguments) argv.push_back(const_cast<char*>(argument.c_str()));
   argv.push_back(nullptr);
+  const std::vector<std::string> variables = Environment_With(environment);
+  std::vector<char*> envp;
+  for (const std::string& variable : variables) envp.push_back(const_cast<char*>(variable.c_str()));
+  envp.push_back(nullptr);
   pid_t pid = 0;
-  int spawned = posix_spawn(&pid, program.c_str(), &actions, nullptr, argv.data(), environ);
+  int spawned = posix_spawn(&pid, program.c_str(), &actions, nullptr, argv.data(), envp.data());
   posix_spawn_file_actions_destroy(&actions);
   close(in_pipe[0]);
   close(out_pipe[1]);

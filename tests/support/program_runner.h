@@ -14,9 +14,15 @@ struct Program_Run {
 };
 
 // Runs program with arguments (argv[0] is the program path), feeding input
-// on its standard input, in the current working directory.
+// on its standard input, in the current working directory. environment
+// holds "NAME=value" entries that are added to this process's environment
+// (replacing an entry of the same name).
 Program_Run Run_Program(const std::string& program, const std::vector<std::string>& arguments,
-                        const std::string& input = "");
+                        const std::string& input = "", const std::vector<std::string>& environment = {});
+
+// This process's environment with the given "NAME=value" entries added or
+// replacing those of the same name.
+std::vector<std::string> Environment_With(const std::vector<std::string>& entries);
 
 // A new empty folder below the temporary folder; removed (with everything
 // in it) by Remove_Tree.

@@ -24,6 +24,21 @@ inline Program_Run Run_Tool(const std::vector<std::string>& arguments, const std
   return Run_Program(kTool, arguments, input);
 }
 
+// The environment that loads the fault shim (tests/support/fault_shim.cpp)
+// into the tool, meeting in folder; AddressSanitizer must accept a library
+// loaded ahead of its runtime.
+inline std::vector<std::string> Fault_Environment(const std::string& folder) {
+  const char* asan = getenv("ASAN_OPTIONS");
+  return {std::string("LD_PRELOAD=") + INVOICE_EXTRACT_FAULT_SHIM, "FAULT_SHIM_FOLDER=" + folder,
+          "ASAN_OPTIONS=" + std::string(asan != nullptr ? asan : "") + ":verify_asan_link_order=0"};
+}
+
+// The tool with the fault shim: files named hang-*, crash-*, exit-*,
+// throw-*, oom-* and retire-* misbehave in the worker.
+inline Program_Run Run_Tool_With_Faults(const std::vector<std::string>& arguments, const std::string& folder) {
+  return Run_Program(kTool, arguments, "", Fault_Environment(folder));
+}
+
 // Every line of the output as a JSON value; a line that doesn't parse fails
 // the test.
 inline std::vector<Json_Value> Json_Lines(const std::string& output) {

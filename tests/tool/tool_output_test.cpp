@@ -7,7 +7,6 @@
 #include <map>
 
 #include "invoice_extract.h"
-#include "support/hazard_pdfs.h"
 #include "support/invoice_builder.h"
 #include "support/pdf_builder.h"
 #include "support/tool_fixture.h"
@@ -71,14 +70,15 @@ TEST_F(Tool_Output, NoPartialOrTemporaryFileSurvivesAFailureOrAKilledWorker) {
   undecodable.embedded_entries = " /Filter /RunLengthDecode";
   const std::vector<std::string> files = {
       Write("undecodable.pdf", Invoice_Build_Pdf(undecodable)),
-      Write("prev.pdf", Hazard_Prev_Cycle_Pdf()),
-      Write("deep.pdf", Hazard_Deep_Nesting_Pdf()),
-      Write("empty.pdf", Hazard_Empty_Conformance_Pdf()),
+      // Invoices that the fault shim keeps from being written.
+      Write("hang-1.pdf", Invoice_Build_Pdf(Invoice_Options{})),
+      Write("crash-2.pdf", Invoice_Build_Pdf(Invoice_Options{})),
+      Write("throw-3.pdf", Invoice_Build_Pdf(Invoice_Options{})),
   };
-  // (A worker that runs out of memory half way: Tool_Containment's Flate bomb.)
+  // (A worker that runs out of memory half way: Tool_Containment.)
   std::vector<std::string> arguments = {"extract", "--json", "--timeout", "1", "-o", out_};
   arguments.insert(arguments.end(), files.begin(), files.end());
-  Program_Run run = Run_Tool(arguments);
+  Program_Run run = Run_Tool_With_Faults(arguments, folder_);
   EXPECT_EQ(run.exit_status, 3);
   std::vector<Json_Value> lines = Json_Lines(run.out);
   ASSERT_EQ(lines.size(), files.size()) << run.err;
@@ -208,7 +208,7 @@ TEST_F(Tool_Output, ExitStatusTellsTheWorstOfTheBatch) {
   Invoice_Options part2;
   part2.part = "2";
   const std::string refused = Write("part2.pdf", Invoice_Build_Pdf(part2));
-  const std::string hazard = Write("empty.pdf", Hazard_Empty_Conformance_Pdf());
+  const std::string hazard = Write("crash-1.pdf", Invoice_Build_Pdf(Invoice_Options{}));
   struct Case {
     std::vector<std::string> arguments;
     int status;
@@ -228,7 +228,7 @@ TEST_F(Tool_Output, ExitStatusTellsTheWorstOfTheBatch) {
       {{"extract", "-o", out_ + "/3", refused}, 1},
   };
   for (const Case& test : cases) {
-    Program_Run run = Run_Tool(test.arguments);
+    Program_Run run = Run_Tool_With_Faults(test.arguments, folder_);
     std::string shown;
     for (const std::string& argument : test.arguments) shown += argument + " ";
     EXPECT_EQ(run.exit_status, test.status) << shown << "\n" << run.out << run.err;
