@@ -8,6 +8,7 @@
 #include "objects/pdf_object.h"
 #include "reader/pdf_file.h"
 #include "reader/pdf_object_stream.h"
+#include "reader/pdf_read_data.h"
 #include "reader/pdf_trailer.h"
 #include "runtime/pdf_memory.h"
 
@@ -380,6 +381,21 @@ PDF_Result PDF_Xref_Table_Add_Entry(PDF_Xref_Table* table, PDF_File* file, PDF_O
   return Add_Numbered(table, file, object, static_cast<uint32_t>(own_number), offset, own_generation, 'n');
 }
 
+PDF_Object* PDF_Xref_Entry_Get_Object(PDF_Xref_Table* table, PDF_Xref_Entry* entry) {
+  if (entry == nullptr) return nullptr;
+  if (!entry->deferred) return entry->object;
+  if (table == nullptr || entry->file == nullptr) return nullptr;
+  PDF_Object* object = nullptr;
+  uint64_t count = PDF_Object_Read(&object, entry->file, table->reader, entry->offset);
+  if (count == 0 || count == PDF_READ_INVALID_ARGUMENT) {
+    if (object != nullptr) PDF_Object_Delete(&object, entry->file, PDF_DELETE_MODE_RELEASE);
+    return nullptr;
+  }
+  entry->object = object;
+  entry->deferred = 0;
+  return object;
+}
+
 // Whether a lookup by id stops at the entry. Entries live as long as their
 // table, so a remembered one may be tested at any time.
 static bool Holds_Id(const PDF_Xref_Entry* entry, uint32_t id) {
@@ -416,7 +432,9 @@ PDF_Object* PDF_Xref_Table_Get_Object(PDF_Xref_Table* table, uint32_t number, ui
        section = only != nullptr ? nullptr : section->next) {
     PDF_Xref_Entry* entry = Section_Entry(section, number);
     if (entry == nullptr || entry->type == 'f') continue;
-    // A compressed entry gets its object on its first load, below.
+    // A deferred entry gets its object now, as it would have had it from the
+    // open; a compressed entry gets its object on its first load, below.
+    if (entry->deferred && PDF_Xref_Entry_Get_Object(table, entry) == nullptr) return nullptr;
     if (entry->object == nullptr && entry->type != 'c') continue;
     if (entry->object != nullptr && entry->object == section->hidden_object) continue;
     // Kept: a compressed object is parsed out of its object stream first;

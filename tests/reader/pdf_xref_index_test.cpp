@@ -31,7 +31,9 @@ PDF_Object* Walk_Lookup(PDF_Xref_Table* table, uint32_t number) {
   if (number == 0) return nullptr;
   for (PDF_Xref_Section* section = table->first_section; section != nullptr; section = section->next) {
     PDF_Xref_Entry* entry = Walk_Entry(section, number);
-    if (entry == nullptr || entry->type == 'f' || (entry->object == nullptr && entry->type != 'c')) continue;
+    if (entry == nullptr || entry->type == 'f') continue;
+    if (entry->deferred && PDF_Xref_Entry_Get_Object(table, entry) == nullptr) return nullptr;
+    if (entry->object == nullptr && entry->type != 'c') continue;
     if (entry->object != nullptr && entry->object == section->hidden_object) continue;
     if (entry->type == 'c' && PDF_Xref_Entry_Load_Compressed(entry) != 0) return nullptr;
     table->last_hit_section = section;
@@ -273,6 +275,35 @@ TEST(Xref_Index, AnswersAsTheWalkOverCraftedTables) {
     ASSERT_EQ(indexed.result, 0) << c.name;
     ASSERT_EQ(walked.result, 0) << c.name;
     Expect_Same_Answers(&indexed, &walked, c.highest, c.name);
+  }
+}
+
+// An in-use entry's object is made on first lookup from its header; it is
+// the object that reading the header at the open made: same number,
+// generation and body position, and a body that loads alike.
+TEST(Xref_Index, DeferredObjectsAreThoseTheOpenMade) {
+  for (const std::string& bytes : {Prev_Chain(), Stream_Over_Table(true), Damaged_Lines()}) {
+    Opened_Document opened(bytes, 3);
+    ASSERT_EQ(opened.result, 0);
+    PDF_Xref_Table* table = opened.body()->table;
+    int deferred = 0;
+    for (PDF_Xref_Section* section = table->first_section; section != nullptr; section = section->next) {
+      for (PDF_Xref_Entry* entry = section->head; entry != nullptr; entry = entry->next) {
+        if (!entry->deferred) continue;
+        deferred += 1;
+        PDF_Object* at_open = nullptr;
+        ASSERT_NE(PDF_Object_Read(&at_open, opened.file(), table->reader, entry->offset), 0u);
+        PDF_Object* made = PDF_Xref_Entry_Get_Object(table, entry);
+        ASSERT_NE(made, nullptr);
+        EXPECT_EQ(entry->object, made);
+        EXPECT_EQ(PDF_Object_Get_Number(made), PDF_Object_Get_Number(at_open));
+        EXPECT_EQ(PDF_Object_Get_Generation(made), PDF_Object_Get_Generation(at_open));
+        EXPECT_EQ(made->source_position, at_open->source_position);
+        EXPECT_EQ(Show(PDF_Object_Get_Value(made)), Show(PDF_Object_Get_Value(at_open)));
+        EXPECT_EQ(PDF_Object_Delete(&at_open, opened.file(), PDF_DELETE_MODE_RELEASE), 0);
+      }
+    }
+    EXPECT_GT(deferred, 0);
   }
 }
 

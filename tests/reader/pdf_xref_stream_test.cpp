@@ -47,7 +47,10 @@ std::string Describe(const PDF_Xref_Table* table) {
       linked += 1;
       text += entry->previous != previous ? "! " : " ";
       if (entry->type == 'n') {
-        text += "n" + std::to_string(PDF_Object_Get_Number(entry->object));
+        // A deferred object is made here, from its header.
+        PDF_Object* object =
+            PDF_Xref_Entry_Get_Object(const_cast<PDF_Xref_Table*>(table), const_cast<PDF_Xref_Entry*>(entry));
+        text += "n" + std::to_string(PDF_Object_Get_Number(object));
         if (entry->generation != 0) text += "/" + std::to_string(entry->generation);
       } else if (entry->type == 'f') {
         text += "f" + std::to_string(entry->generation) + (entry->object != nullptr || entry->offset != 0 ? "!" : "");
