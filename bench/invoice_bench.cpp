@@ -8,7 +8,7 @@
 //      file with a classic cross-reference table and one with object streams
 //      and a cross-reference stream per size): time per call and the peak
 //      resident size of a process that runs one call, for both jobs;
-//   3. Flate and LZW decoding speed;
+//   3. Flate and LZW decoding speed, and a compression bomb for each;
 //   4. the goals, each figure against its bound.
 //
 // Not a test: it reports numbers. Other work on the machine disturbs single
@@ -39,6 +39,7 @@
 #include "filters/pdf_lzw.h"
 #include "invoice_extract.h"
 #include "runtime/pdf_memory.h"
+#include "support/hazard_pdfs.h"
 #include "support/invoice_builder.h"
 #include "support/lzw_encoder.h"
 #include "support/pdf_builder.h"
@@ -383,20 +384,33 @@ Scale_File Build_Scale_File(uint32_t pages, Shape shape) {
 }
 
 // ---------------------------------------------------------------------------
-// Decoding speed of Flate and LZW over one large stream each.
+// Decoding speed of Flate and LZW over one large stream each, and the cost
+// of a compression bomb for each.
 
 struct Decode_Counter {
   uint64_t requests;
+  uint64_t live_bytes;
+  uint64_t peak_bytes;
 };
 
+// Each block carries its size in front, so that release can keep the count
+// of live bytes.
 void* Decode_Alloc(uint64_t size, void* data) {
-  static_cast<Decode_Counter*>(data)->requests += 1;
-  return malloc(size);
+  Decode_Counter* counter = static_cast<Decode_Counter*>(data);
+  counter->requests += 1;
+  uint64_t* block = static_cast<uint64_t*>(malloc(size + 16));
+  if (block == nullptr) return nullptr;
+  block[0] = size;
+  counter->live_bytes += size;
+  counter->peak_bytes = std::max(counter->peak_bytes, counter->live_bytes);
+  return block + 2;
 }
 
-int32_t Decode_Free(void* block, void*) {
+int32_t Decode_Free(void* block, void* data) {
   if (block == nullptr) return -8;
-  free(block);
+  uint64_t* start = static_cast<uint64_t*>(block) - 2;
+  static_cast<Decode_Counter*>(data)->live_bytes -= start[0];
+  free(start);
   return 0;
 }
 
@@ -438,8 +452,8 @@ typedef PDF_Result (*Decoder)(PDF_Memory*, const uint8_t*, uint64_t, uint8_t**, 
 // checked decode.
 bool Decode_Run(const char* name, Decoder decoder, const std::string& encoded, const std::string& original,
                 int rounds) {
-  Decode_Counter counter = {0};
-  PDF_Memory memory = {Decode_Alloc, &counter, Decode_Free, nullptr, 0};
+  Decode_Counter counter = {0, 0, 0};
+  PDF_Memory memory = {Decode_Alloc, &counter, Decode_Free, &counter, 0};
   const uint8_t* input = reinterpret_cast<const uint8_t*>(encoded.data());
   uint8_t* buffer = nullptr;
   uint64_t length = 0;
@@ -448,10 +462,11 @@ bool Decode_Run(const char* name, Decoder decoder, const std::string& encoded, c
       result == 0 && length == original.size() && memcmp(buffer, original.data(), static_cast<size_t>(length)) == 0;
   PDF_Memory_Free(&memory, &buffer);
   if (!same) {
-    printf("| %s | decoding failed (result %d) | | |\n", name, result);
+    printf("| %s | decoding failed (result %d) | | | | |\n", name, result);
     return false;
   }
   uint64_t allocations = counter.requests;
+  uint64_t peak = counter.peak_bytes;
   std::vector<double> speeds;
   for (int round = 0; round < rounds; ++round) {
     Clock::time_point start = Clock::now();
@@ -460,9 +475,32 @@ bool Decode_Run(const char* name, Decoder decoder, const std::string& encoded, c
     PDF_Memory_Free(&memory, &buffer);
     speeds.push_back(static_cast<double>(original.size()) / (1024.0 * 1024.0) / (ms / 1000.0));
   }
-  printf("| %s | %zu | %zu | %llu | %.1f |\n", name, encoded.size(), original.size(),
-         static_cast<unsigned long long>(allocations), Median(speeds));
+  printf("| %s | %zu | %zu | %llu | %.1f | %.1f |\n", name, encoded.size(), original.size(),
+         static_cast<unsigned long long>(allocations), static_cast<double>(peak) / (1024.0 * 1024.0), Median(speeds));
   return true;
+}
+
+// A compression bomb: the result, the peak of memory held and the time of a
+// decode that the ceiling stops.
+bool Bomb_Run(const char* name, Decoder decoder, const std::string& encoded, uint64_t decoded, int rounds) {
+  Decode_Counter counter = {0, 0, 0};
+  PDF_Memory memory = {Decode_Alloc, &counter, Decode_Free, &counter, 0};
+  const uint8_t* input = reinterpret_cast<const uint8_t*>(encoded.data());
+  uint8_t* buffer = nullptr;
+  uint64_t length = 0;
+  std::vector<double> times;
+  PDF_Result result = 0;
+  for (int round = 0; round < rounds; ++round) {
+    Clock::time_point start = Clock::now();
+    result = decoder(&memory, input, encoded.size(), &buffer, &length);
+    times.push_back(Milliseconds_Since(start));
+    if (buffer != nullptr) PDF_Memory_Free(&memory, &buffer);
+  }
+  printf("| %s | %zu | %llu | %d | %llu | %.1f | %.1f |\n", name, encoded.size(),
+         static_cast<unsigned long long>(decoded), result,
+         static_cast<unsigned long long>(counter.requests / static_cast<uint64_t>(rounds)),
+         static_cast<double>(counter.peak_bytes) / (1024.0 * 1024.0), Median(times));
+  return result == PDF_RESULT_BAD_COMPRESSED_DATA && counter.live_bytes == 0;
 }
 
 bool Decode_Section(int rounds) {
@@ -477,9 +515,20 @@ bool Decode_Section(int rounds) {
   flate.resize(flate_size);
   std::string lzw = Test_LZW_Encode(original);
   printf("\n### Decoders (16 MiB of invoice-like text, median of %d decodes)\n\n", rounds);
-  printf("| Filter | encoded bytes | decoded bytes | allocations per decode | MB/s |\n|---|---|---|---|---|\n");
+  printf("| Filter | encoded bytes | decoded bytes | allocations per decode | peak MiB held | MB/s |\n");
+  printf("|---|---|---|---|---|---|\n");
   bool ok = Decode_Run("FlateDecode", PDF_Flate_Decode, flate, original, rounds);
-  return Decode_Run("LZWDecode", PDF_LZW_Decode, lzw, original, rounds) && ok;
+  ok = Decode_Run("LZWDecode", PDF_LZW_Decode, lzw, original, rounds) && ok;
+
+  // Zeros, about a thousandth of the size or less: each decode ends at the
+  // ceiling on a stream's decoded size with -300.
+  printf("\n### Compression bombs (zeros; median of %d decodes)\n\n", rounds);
+  printf("| Filter | encoded bytes | zeros encoded | result | allocations per decode | peak MiB held | ms |\n");
+  printf("|---|---|---|---|---|---|---|\n");
+  const uint64_t flate_zeros = uint64_t{1} << 30;
+  ok = Bomb_Run("FlateDecode", PDF_Flate_Decode, Hazard_Flate_Zeros(flate_zeros), flate_zeros, rounds) && ok;
+  const uint64_t lzw_zeros = uint64_t{1400} << 20;
+  return Bomb_Run("LZWDecode", PDF_LZW_Decode, Test_LZW_Zeros(lzw_zeros, 4095), lzw_zeros, rounds) && ok;
 }
 
 // ---------------------------------------------------------------------------

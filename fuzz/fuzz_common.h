@@ -3,13 +3,14 @@
 // with a large stack.
 //
 // The library keeps some hazards on hostile input on purpose: a Prev chain
-// that loops is walked for ever, nesting recurses without a depth counter, a
-// Flate bomb grows until allocation fails. The harnesses stop such inputs
-// early from outside, so that the fuzzer reports real findings only:
-//   - the allocator refuses requests beyond a ceiling on live bytes and on
-//     live blocks, which the library answers with -7 (that ends a Flate bomb,
-//     and deep nesting, since every level of an array or dictionary holds a
-//     block);
+// that loops is walked for ever, nesting recurses without a depth counter.
+// The harnesses stop such inputs early from outside, so that the fuzzer
+// reports real findings only:
+//   - the allocator refuses requests beyond a ceiling on live blocks, which
+//     the library answers with -7 (that ends deep nesting, since every level
+//     of an array or dictionary holds a block), and beyond a ceiling on live
+//     bytes set above what a stream's decoding may hold (the decoders stop a
+//     Flate or LZW bomb themselves, at the ceiling on the decoded size);
 //   - the read callback answers nothing once its budget of calls is spent, so
 //     that a Prev cycle ends as a read failure;
 //   - the library runs on a thread whose stack holds the deepest nesting that
@@ -25,6 +26,7 @@
 #include <cstring>
 #include <functional>
 
+#include "filters/pdf_decode_limit.h"
 #include "runtime/pdf_memory.h"
 
 struct Fuzz_Block {
@@ -36,8 +38,9 @@ struct Fuzz_Block {
 
 struct Fuzz_Allocator {
   uint64_t live_bytes = 0;
+  uint64_t peak_bytes = 0;  // the most live_bytes has been
   uint64_t live_blocks = 0;
-  uint64_t byte_ceiling = 64ull << 20;
+  uint64_t byte_ceiling = 2 * PDF_DECODED_SIZE_LIMIT + (64ull << 20);
   uint64_t block_ceiling = 200000;
   Fuzz_Block* blocks = nullptr;  // every live block
 };
@@ -58,6 +61,7 @@ inline void* Fuzz_Alloc(uint64_t size, void* data) {
   if (allocator->blocks != nullptr) allocator->blocks->previous = block;
   allocator->blocks = block;
   allocator->live_bytes += size;
+  if (allocator->live_bytes > allocator->peak_bytes) allocator->peak_bytes = allocator->live_bytes;
   allocator->live_blocks += 1;
   return block + 1;
 }

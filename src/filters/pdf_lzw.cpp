@@ -1,4 +1,5 @@
 #include "filters/pdf_lzw.h"
+#include "filters/pdf_decode_limit.h"
 #include "runtime/pdf_memory.h"
 
 #include <cstdint>
@@ -23,26 +24,39 @@ bool PDF_LZW_In_Table(const PDF_LZW_Code* table, const PDF_LZW_Code* entry) {
   return address >= start && address < start + sizeof(PDF_LZW_Code) * PDF_LZW_TABLE_SIZE;
 }
 
+// Where a run stands in the input and the table: what PDF_LZW_Run keeps in
+// locals, and what it goes back to when a string doesn't fit.
+struct PDF_LZW_Cursor {
+  const uint8_t* read_pointer;
+  uint64_t read_left;
+  uint32_t next_data;
+  int32_t next_bits;
+  uint32_t code_bits;
+  uint32_t code_mask;
+  PDF_LZW_Code* old_code;
+  PDF_LZW_Code* free_entry;
+  PDF_LZW_Code* max_entry;
+};
+
 // Reads one code, most significant bit first. Every code takes at least one
 // new byte, two when the bits left over from the last one and the new byte are
 // still fewer than the width. When the input is used up the result is
 // PDF_LZW_NO_INPUT, so that data without an end code stops where it ends.
-inline uint32_t PDF_LZW_Read_Code(const uint8_t** read_pointer, uint64_t* read_left, uint32_t* next_data,
-                                  int32_t* next_bits, uint32_t code_bits, uint32_t code_mask) {
-  if (*read_left == 0) return PDF_LZW_NO_INPUT;
-  *next_data = (*next_data << 8) | **read_pointer;
-  *read_pointer += 1;
-  *read_left -= 1;
-  *next_bits += 8;
-  if (*next_bits < static_cast<int32_t>(code_bits)) {
-    if (*read_left == 0) return PDF_LZW_NO_INPUT;
-    *next_data = (*next_data << 8) | **read_pointer;
-    *read_pointer += 1;
-    *read_left -= 1;
-    *next_bits += 8;
+inline uint32_t PDF_LZW_Read_Code(PDF_LZW_Cursor* at) {
+  if (at->read_left == 0) return PDF_LZW_NO_INPUT;
+  at->next_data = (at->next_data << 8) | *at->read_pointer;
+  at->read_pointer += 1;
+  at->read_left -= 1;
+  at->next_bits += 8;
+  if (at->next_bits < static_cast<int32_t>(at->code_bits)) {
+    if (at->read_left == 0) return PDF_LZW_NO_INPUT;
+    at->next_data = (at->next_data << 8) | *at->read_pointer;
+    at->read_pointer += 1;
+    at->read_left -= 1;
+    at->next_bits += 8;
   }
-  uint32_t code = (*next_data >> (*next_bits - static_cast<int32_t>(code_bits))) & code_mask;
-  *next_bits -= static_cast<int32_t>(code_bits);
+  uint32_t code = (at->next_data >> (at->next_bits - static_cast<int32_t>(at->code_bits))) & at->code_mask;
+  at->next_bits -= static_cast<int32_t>(at->code_bits);
   return code;
 }
 
@@ -106,88 +120,85 @@ PDF_Result PDF_LZW_Run(PDF_Memory* memory, PDF_LZW_Source* source, uint8_t* outp
                        uint64_t* out_count) {
   (void)memory;
   if (source == nullptr || source->state == nullptr || source->state->table == nullptr || output == nullptr ||
-      out_count == nullptr) {
+      out_count == nullptr || *out_count > out_size) {
     return PDF_RESULT_INVALID_ARGUMENT;
   }
-  // Kept: every pass starts from the state that PDF_LZW_Reset left: the
-  // working copies below are never written back. The table itself is shared
-  // and keeps whatever earlier passes put into it; entries above free_entry
-  // are cleared neither between passes nor by a clear code.
-  const PDF_LZW_State* state = source->state;
+  // The run works on locals and stores them back when it stops, so that the
+  // next run goes on from there. The table is shared: entries above
+  // free_entry are cleared neither by a clear code nor between runs, and a
+  // code may still refer to what they held.
+  PDF_LZW_State* state = source->state;
   PDF_LZW_Code* const table = state->table;
-  uint32_t code_bits = state->code_bits;
-  uint32_t code_mask = state->code_mask;
-  uint32_t next_data = state->next_data;
-  int32_t next_bits = state->next_bits;
-  PDF_LZW_Code* old_code = state->old_code;
-  PDF_LZW_Code* free_entry = state->free_entry;
-  PDF_LZW_Code* max_entry = state->max_entry;
-  const uint8_t* read_pointer = source->read_pointer;
-  uint64_t read_left = source->read_left;
+  PDF_LZW_Cursor at = {source->read_pointer, source->read_left, state->next_data,  state->next_bits, state->code_bits,
+                       state->code_mask,     state->old_code,   state->free_entry, state->max_entry};
+  uint8_t* out = output + *out_count;
+  uint8_t* const end = output + out_size;
+  PDF_Result result = PDF_LZW_RUN_NOT_FINISHED;
 
-  // Kept: the room is the output size taken as a signed 32-bit count, so a
-  // buffer of 2 GiB or more gives no room, or less than it holds.
-  int32_t room = static_cast<int32_t>(out_size);
-  uint8_t* out = output;
-  bool finished = false;
-
-  // Kept: the end code has to arrive while room is left: a pass that fills
-  // the buffer exactly answers 1 and is run again with a larger buffer.
-  while (room > 0) {
-    uint32_t code = PDF_LZW_Read_Code(&read_pointer, &read_left, &next_data, &next_bits, code_bits, code_mask);
+  // Kept: the end code has to arrive while room is left: a run that fills
+  // the buffer exactly answers 1, and the decoder grows the buffer as if it
+  // had been too small.
+  while (out < end) {
+    const PDF_LZW_Cursor start = at;
+    uint32_t code = PDF_LZW_Read_Code(&at);
     if (code == PDF_LZW_END_CODE || code == PDF_LZW_NO_INPUT) {
-      finished = true;
+      result = PDF_LZW_RUN_FINISHED;
       break;
     }
     if (code == PDF_LZW_CLEAR_CODE) {
       // Clearing only resets the counters; the entries keep their contents.
-      free_entry = table + PDF_LZW_FIRST_FREE;
-      code_bits = 9;
-      code_mask = 511;
-      max_entry = table + 510;
-      code = PDF_LZW_Read_Code(&read_pointer, &read_left, &next_data, &next_bits, code_bits, code_mask);
+      at.free_entry = table + PDF_LZW_FIRST_FREE;
+      at.code_bits = 9;
+      at.code_mask = 511;
+      at.max_entry = table + 510;
+      code = PDF_LZW_Read_Code(&at);
       if (code == PDF_LZW_NO_INPUT) {
-        finished = true;
+        result = PDF_LZW_RUN_FINISHED;
         break;
       }
-      // Kept: a clear code directly followed by the end code is no end: the
-      // pass answers 1 as if the buffer had been too small, every larger
-      // buffer gives the same, and the decoder hands over a buffer that holds
-      // no decoded bytes once the size passes the limit.
-      if (code == PDF_LZW_END_CODE) break;
+      if (code == PDF_LZW_END_CODE) {
+        result = PDF_LZW_RUN_NO_END;
+        break;
+      }
       *out++ = static_cast<uint8_t>(code);
-      room -= 1;
-      old_code = table + code;
+      at.old_code = table + code;
       continue;
     }
 
     PDF_LZW_Code* entry = table + code;
-    if (!PDF_LZW_In_Table(table, free_entry)) return PDF_RESULT_BAD_COMPRESSED_DATA;  // table full
-    free_entry->next = old_code;
-    if (!PDF_LZW_In_Table(table, old_code)) return PDF_RESULT_BAD_COMPRESSED_DATA;  // no clear code first
-    free_entry->first_char = old_code->first_char;
-    free_entry->length = static_cast<uint16_t>(old_code->length + 1);
+    if (!PDF_LZW_In_Table(table, at.free_entry)) return PDF_RESULT_BAD_COMPRESSED_DATA;  // table full
+    // What the entry held before this code: a string that doesn't fit puts
+    // it back, so that the code is read again against the same table.
+    PDF_LZW_Code* const built = at.free_entry;
+    const PDF_LZW_Code before = *built;
+    built->next = at.old_code;
+    if (!PDF_LZW_In_Table(table, at.old_code)) return PDF_RESULT_BAD_COMPRESSED_DATA;  // no clear code first
+    built->first_char = at.old_code->first_char;
+    built->length = static_cast<uint16_t>(at.old_code->length + 1);
     // A code at or beyond the entry being built refers to that string itself.
-    free_entry->value = entry < free_entry ? entry->first_char : free_entry->first_char;
-    free_entry += 1;
+    built->value = entry < built ? entry->first_char : built->first_char;
+    at.free_entry += 1;
     // Kept: the width grows one code early, once entry 510, 1022 or 2046 has
     // been filled, whatever EarlyChange says.
-    if (free_entry > max_entry) {
-      code_bits += 1;
-      if (code_bits > 12) code_bits = 12;
-      code_mask = (1u << code_bits) - 1;
-      max_entry = table + code_mask - 1;
+    if (at.free_entry > at.max_entry) {
+      at.code_bits += 1;
+      if (at.code_bits > 12) at.code_bits = 12;
+      at.code_mask = (1u << at.code_bits) - 1;
+      at.max_entry = table + at.code_mask - 1;
     }
-    old_code = entry;
+    at.old_code = entry;
 
     if (code < 256) {
       *out++ = static_cast<uint8_t>(code);
-      room -= 1;
       continue;
     }
-    int32_t length = entry->length;
+    uint64_t length = entry->length;
     if (length == 0) return PDF_RESULT_BAD_COMPRESSED_DATA;
-    if (length > room) return PDF_LZW_RUN_NOT_FINISHED;  // the count is not stored
+    if (length > static_cast<uint64_t>(end - out)) {
+      *built = before;
+      at = start;
+      break;
+    }
     uint8_t* write = out + length;
     const PDF_LZW_Code* link = entry;
     while (link != nullptr && write > out) {
@@ -195,12 +206,24 @@ PDF_Result PDF_LZW_Run(PDF_Memory* memory, PDF_LZW_Source* source, uint8_t* outp
       link = link->next;
     }
     if (link != nullptr) return PDF_RESULT_BAD_COMPRESSED_DATA;
+    // A chain that ends before the string's length (damaged data) leaves the
+    // first bytes of the string without a value: they are zeros, so that no
+    // earlier contents of the memory show through.
+    if (write > out) memset(out, 0, static_cast<size_t>(write - out));
     out += length;
-    room -= length;
   }
 
+  source->read_pointer = at.read_pointer;
+  source->read_left = at.read_left;
+  state->next_data = at.next_data;
+  state->next_bits = at.next_bits;
+  state->code_bits = static_cast<uint16_t>(at.code_bits);
+  state->code_mask = at.code_mask;
+  state->old_code = at.old_code;
+  state->free_entry = at.free_entry;
+  state->max_entry = at.max_entry;
   *out_count = static_cast<uint64_t>(out - output);
-  return finished ? PDF_LZW_RUN_FINISHED : PDF_LZW_RUN_NOT_FINISHED;
+  return result;
 }
 
 PDF_Result PDF_LZW_Cleanup(PDF_Memory* memory, PDF_LZW_Source* source) {
@@ -234,8 +257,13 @@ PDF_Result PDF_LZW_Decode(PDF_Memory* memory, const uint8_t* input, uint64_t inp
     return PDF_RESULT_INVALID_ARGUMENT;
   }
 
+  // size is the buffer size the decoder has come to, exactly as when every
+  // pass ran from the first code; capacity is what it holds, which stops at
+  // the ceiling and room for the end code behind it.
+  const uint64_t most = PDF_DECODED_SIZE_LIMIT + 1;
   uint64_t size = PDF_LZW_Initial_Size(input_length);
-  uint8_t* buffer = static_cast<uint8_t*>(PDF_Memory_Alloc(memory, size));
+  uint64_t capacity = size < most ? size : most;
+  uint8_t* buffer = static_cast<uint8_t*>(PDF_Memory_Alloc(memory, capacity));
   if (buffer == nullptr) return PDF_RESULT_OUT_OF_MEMORY;
 
   PDF_LZW_Source source = {};
@@ -246,36 +274,50 @@ PDF_Result PDF_LZW_Decode(PDF_Memory* memory, const uint8_t* input, uint64_t inp
     return result;
   }
 
-  // Each pass decodes from the first code. When the buffer proves too small it
-  // is replaced by one half as large again, until the size passes the limit.
-  // Kept: passing the limit is no failure. The last buffer, fresh from the
-  // allocator and never written, is handed over with the count of the last
-  // pass that stored one (or 0), so the caller gets uninitialised bytes as
-  // decoded data. An empty input has a limit of 0, which the first size
-  // already passes: no pass runs, and the output is empty.
+  // count is what the buffer holds; handed is the count that a full buffer
+  // last left, which is what the decoder hands over once the size passes the
+  // limit. An empty input has a limit of 0, which the first size already
+  // passes: nothing is decoded, and the output is empty.
   uint64_t count = 0;
-  bool finished = false;
+  uint64_t handed = 0;
   for (;;) {
-    if (finished || size > limit) {
-      *out_buffer = buffer;
-      *out_length = count;
-      PDF_LZW_Cleanup(memory, &source);
-      return PDF_RESULT_OK;
+    if (size > limit) break;
+    result = PDF_LZW_Run(memory, &source, buffer, capacity, &count);
+    // Kept: a clear code directly followed by the end code is no end: a
+    // buffer of any size gives the same, so the decoder's size would grow
+    // past the limit with this count left. It is handed over at once.
+    if (result == PDF_LZW_RUN_FINISHED || result == PDF_LZW_RUN_NO_END) {
+      handed = count;
+      break;
     }
-    result = PDF_LZW_Run(memory, &source, buffer, size, &count);
-    if (result == PDF_LZW_RUN_FINISHED) {
-      finished = true;
-    } else if (result == PDF_LZW_RUN_NOT_FINISHED) {
-      PDF_Memory_Free(memory, &buffer);
-      size = static_cast<uint64_t>(static_cast<double>(size) * 1.5);
-      buffer = static_cast<uint8_t*>(PDF_Memory_Alloc(memory, size));
-      if (buffer == nullptr) {
-        PDF_LZW_Abort(memory, &source, &buffer);
-        return PDF_RESULT_OUT_OF_MEMORY;
-      }
-    } else {
+    if (result != PDF_LZW_RUN_NOT_FINISHED) {
       PDF_LZW_Abort(memory, &source, &buffer);
       return result;
     }
+    // The ceiling: the data goes on past it.
+    if (capacity == most) {
+      PDF_LZW_Abort(memory, &source, &buffer);
+      return PDF_RESULT_BAD_COMPRESSED_DATA;
+    }
+    if (count == capacity) handed = count;
+    // Kept: passing the limit is no failure: the count that a full buffer
+    // last left is handed over (0 if none did), with the bytes decoded up to
+    // it, whatever was decoded since.
+    size = static_cast<uint64_t>(static_cast<double>(size) * 1.5);
+    if (size > limit) break;
+    uint64_t grown = size < most ? size : most;
+    uint8_t* larger = static_cast<uint8_t*>(PDF_Memory_Alloc(memory, grown));
+    if (larger == nullptr) {
+      PDF_LZW_Abort(memory, &source, &buffer);
+      return PDF_RESULT_OUT_OF_MEMORY;
+    }
+    memcpy(larger, buffer, count);
+    PDF_Memory_Free(memory, &buffer);
+    buffer = larger;
+    capacity = grown;
   }
+  *out_buffer = buffer;
+  *out_length = handed;
+  PDF_LZW_Cleanup(memory, &source);
+  return PDF_RESULT_OK;
 }

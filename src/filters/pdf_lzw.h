@@ -1,5 +1,6 @@
-// The LZW decoder: a whole-buffer decoder that restarts from the first code
-// with a larger output buffer whenever the present one is too small.
+// The LZW decoder: one pass over the codes, which carries on into a larger
+// output buffer whenever the present one is too small, up to the ceiling of
+// pdf_decode_limit.h.
 //
 // Codes are 9 to 12 bits wide, most significant bit first; 256 clears the
 // table and 257 ends the data. The width always grows one code early (after
@@ -56,13 +57,22 @@ struct PDF_LZW_Source {
 
 // Results of PDF_LZW_Run besides the negative codes.
 enum {
-  PDF_LZW_RUN_FINISHED = 0,      // the end code was seen
-  PDF_LZW_RUN_NOT_FINISHED = 1,  // the output buffer was too small (or the data ended oddly)
+  PDF_LZW_RUN_FINISHED = 0,      // the end code was seen, or the input ended
+  PDF_LZW_RUN_NOT_FINISHED = 1,  // the output buffer is full, or the next string doesn't fit in it
+  PDF_LZW_RUN_NO_END = 2,        // a clear code directly followed by the end code
 };
 
 // Decodes input into a new buffer from PDF_Memory_Alloc, which the caller owns
 // and releases. The buffer is as a rule larger than *out_length. Both out
 // parameters are cleared first. A failing call leaves nothing allocated.
+//
+// The buffer sizes are those of a decoder that ran every pass from the first
+// code: twice the input (at least 8 bytes), then half again as large while
+// a pass would not finish, until the size passes PDF_LZW_Input_Limit; each
+// growth carries the decoded bytes over and goes on from the code that did
+// not fit. No buffer is larger than PDF_DECODED_SIZE_LIMIT plus one byte
+// (room for the end code): data that decodes to more than the ceiling gives
+// -300.
 PDF_Result PDF_LZW_Decode(PDF_Memory* memory, const uint8_t* input, uint64_t input_length, uint8_t** out_buffer,
                           uint64_t* out_length);
 
@@ -74,8 +84,12 @@ uint64_t PDF_LZW_Initial_Size(uint64_t input_length);
 // The stages of PDF_LZW_Decode.
 PDF_Result PDF_LZW_Setup(PDF_Memory* memory, PDF_LZW_Source* source, const uint8_t* input, uint64_t input_length);
 PDF_Result PDF_LZW_Reset(PDF_LZW_Source* source);
-// One pass from the first code into output (out_size bytes). Stores the count
-// of bytes written unless it gives up on a string that doesn't fit.
+// Decodes on from where the last run stopped (from the first code after
+// PDF_LZW_Reset) into output, after the *out_count bytes already there, until
+// out_size bytes are there or the data says otherwise; *out_count is then the
+// count of bytes in output. A string that doesn't fit in the room left is not
+// begun: the run stops before its code, which the next run, given more room,
+// reads again.
 PDF_Result PDF_LZW_Run(PDF_Memory* memory, PDF_LZW_Source* source, uint8_t* output, uint64_t out_size,
                        uint64_t* out_count);
 // Releases the scratch block, the table and the state.

@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "filters/pdf_decode_limit.h"
 #include "filters/pdf_lzw.h"
 #include "support/filter_test_support.h"
 #include "support/lzw_encoder.h"
@@ -45,9 +46,8 @@ TEST(PdfLzw, BufferSizes) {
     std::string input;
     std::string output;
     Sizes sizes;
-    bool undecoded = false;  // the output has the size given, not the bytes
   } cases[] = {
-      // 100 codes in 115 bytes; every pass runs from the first code.
+      // 100 codes in 115 bytes; each growth goes on from the code that didn't fit.
       {"grows by half", Test_LZW_Encode(std::string(5000, 'x')), std::string(5000, 'x'), Growth(230, 5000)},
       // a, aa, aaa, aaaa, aaaaa, aaa in 9 bytes: the first buffer of 18 is
       // filled exactly before the end code, which counts as too small.
@@ -55,18 +55,16 @@ TEST(PdfLzw, BufferSizes) {
       {"one byte less fits", Test_LZW_Encode(std::string(17, 'a')), std::string(17, 'a'), {18}},
       {"empty input", "", "", {8}},
       {"ends after a clear code", Test_LZW_Pack({256, 'A', 'B', 256}), "AB", {10}},
-      // Each pass stops at the clear code and end code as if the buffer were
-      // too small, until the size passes 1365 times the 9 input bytes; that
-      // buffer comes back undecoded, with the count of the last pass.
-      {"clear code then end code is no end", Test_LZW_Pack({256, 'H', 'E', 'L', 'L', 'O', 256, 257}), "HELLO",
-       Growth(18, 17434), true},
-      {"nothing, then a clear code and an end code", Test_LZW_Encode(""), "", Growth(8, 5166)},
+      // A clear code and an end code are no end: a buffer of any size would
+      // stop there, so the count is handed over at once, with the bytes.
+      {"clear code then end code is no end", Test_LZW_Pack({256, 'H', 'E', 'L', 'L', 'O', 256, 257}), "HELLO", {18}},
+      {"nothing, then a clear code and an end code", Test_LZW_Encode(""), "", {8}},
   };
   for (const Case& c : cases) {
     Decode_Outcome outcome = Decode(c.input);
     EXPECT_EQ(outcome.result, 0) << c.name;
     EXPECT_EQ(outcome.output.size(), c.output.size()) << c.name;
-    EXPECT_TRUE(c.undecoded || outcome.output == c.output) << c.name;
+    EXPECT_TRUE(outcome.output == c.output) << c.name;
     EXPECT_EQ(outcome.sizes, c.sizes) << c.name;
   }
 }
@@ -117,6 +115,40 @@ TEST(PdfLzw, EarlyChangeZeroIsDecodedAsOne) {
   EXPECT_EQ(Decode(late).result, PDF_RESULT_BAD_COMPRESSED_DATA);
 }
 
+TEST(PdfLzw, CeilingOnTheDecodedSize) {
+  // The work is bounded by the buffers: none above the ceiling and the byte
+  // of room for the end code, so no more than that is decoded, and the copies
+  // on growth come to less than three times it.
+  const uint64_t ceiling = PDF_DECODED_SIZE_LIMIT;
+  const struct {
+    const char* name;
+    std::string input;
+    PDF_Result result;
+    uint64_t length;
+  } cases[] = {
+      // Runs up to 2047 keep the decoder's limit well above the ceiling.
+      {"exactly the ceiling", Test_LZW_Zeros(ceiling, 2047), PDF_RESULT_OK, ceiling},
+      {"one byte more", Test_LZW_Zeros(ceiling + 1, 2047), PDF_RESULT_BAD_COMPRESSED_DATA, 0},
+      {"a bomb of 1 MB, 1.4 GB decoded", Test_LZW_Zeros(uint64_t{1400} << 20, 4095), PDF_RESULT_BAD_COMPRESSED_DATA, 0},
+  };
+  for (const auto& c : cases) {
+    Test_Allocator recorder{};
+    Decode_Outcome outcome = Decoder_Run(PDF_LZW_Decode, c.input, &recorder);
+    EXPECT_EQ(outcome.result, c.result) << c.name;
+    EXPECT_EQ(outcome.output.size(), c.length) << c.name;
+    EXPECT_TRUE(outcome.output.find_first_not_of('\0') == std::string::npos) << c.name;
+    EXPECT_EQ(outcome.live_after_release, 0) << c.name;
+    // The buffers: the first request, and those after the state and table.
+    Sizes buffers = outcome.sizes;
+    buffers.erase(buffers.begin() + 1, buffers.begin() + 3);
+    EXPECT_EQ(buffers.back(), ceiling + 1) << c.name;
+    EXPECT_LE(buffers.size(), 20u) << c.name;
+    uint64_t copied = 0;
+    for (size_t i = 0; i + 1 < buffers.size(); ++i) copied += buffers[i];
+    EXPECT_LT(copied, 3 * ceiling) << c.name;
+  }
+}
+
 TEST(PdfLzw, RunStagesOnOneSourceAndRefusals) {
   Test_Allocator recorder{};
   PDF_Memory test_memory = Test_Memory(&recorder);
@@ -134,22 +166,21 @@ TEST(PdfLzw, RunStagesOnOneSourceAndRefusals) {
   ASSERT_EQ(PDF_LZW_Setup(memory, &source, Decoder_Bytes(input), input.size()), 0);
   ASSERT_EQ(PDF_LZW_Reset(&source), 0);
   uint8_t output[4] = {0, 0, 0, 0};
-  // No room for "AA" after "A": given up at once, the count not stored.
-  uint64_t count = 77;
-  EXPECT_EQ(PDF_LZW_Run(memory, &source, output, 2, &count), 1);
-  EXPECT_EQ(count, 77u);
-  // Exactly "AAA": the end code isn't reached, but the count is stored.
-  EXPECT_EQ(PDF_LZW_Run(memory, &source, output, 3, &count), 1);
+  // No room for "AA" after "A": the run stops before its code.
+  uint64_t count = 0;
+  EXPECT_EQ(PDF_LZW_Run(memory, &source, output, 2, &count), PDF_LZW_RUN_NOT_FINISHED);
+  EXPECT_EQ(count, 1u);
+  // The next run reads that code again and fills the room exactly: the end
+  // code isn't reached.
+  EXPECT_EQ(PDF_LZW_Run(memory, &source, output, 3, &count), PDF_LZW_RUN_NOT_FINISHED);
   EXPECT_EQ(count, 3u);
-  // Room to spare: finished, and every pass started from the first code.
-  count = 77;
-  EXPECT_EQ(PDF_LZW_Run(memory, &source, output, 4, &count), 0);
+  // Room to spare: finished, after the bytes already there.
+  EXPECT_EQ(PDF_LZW_Run(memory, &source, output, 4, &count), PDF_LZW_RUN_FINISHED);
   EXPECT_EQ(count, 3u);
   EXPECT_EQ(std::string(reinterpret_cast<char*>(output), 3), "AAA");
-  // The output size is taken as a signed 32-bit count: 2^32 + 2 is 2.
-  count = 77;
-  EXPECT_EQ(PDF_LZW_Run(memory, &source, output, (uint64_t(1) << 32) + 2, &count), 1);
-  EXPECT_EQ(count, 77u);
+  // More bytes already there than room.
+  count = 5;
+  EXPECT_EQ(PDF_LZW_Run(memory, &source, output, 4, &count), PDF_RESULT_INVALID_ARGUMENT);
   EXPECT_EQ(PDF_LZW_Cleanup(memory, &source), 0);
   EXPECT_EQ(source.state, nullptr);
   EXPECT_EQ(recorder.live, 0);

@@ -39,31 +39,48 @@ std::string Hazard_Empty_Conformance_Pdf() {
   return Invoice_Build_Pdf(options);
 }
 
-std::string Hazard_Flate_Bomb_Pdf(uint64_t decoded_bytes) {
-  z_stream stream{};
-  deflateInit(&stream, Z_BEST_COMPRESSION);
-  std::vector<unsigned char> zeros(1 << 20, 0);
-  std::vector<unsigned char> out(1 << 16);
-  std::string compressed;
-  uint64_t left = decoded_bytes;
-  int flush = Z_NO_FLUSH;
-  do {
-    uInt chunk = static_cast<uInt>(left < zeros.size() ? left : zeros.size());
-    left -= chunk;
-    flush = left == 0 ? Z_FINISH : Z_NO_FLUSH;
-    stream.next_in = zeros.data();
-    stream.avail_in = chunk;
-    do {
-      stream.next_out = out.data();
-      stream.avail_out = static_cast<uInt>(out.size());
-      deflate(&stream, flush);
-      compressed.append(reinterpret_cast<const char*>(out.data()), out.size() - stream.avail_out);
-    } while (stream.avail_out == 0);
-  } while (flush != Z_FINISH);
-  deflateEnd(&stream);
+namespace {
 
+// Raw deflate output for `count` zero bytes with the given flush.
+std::string Deflate_Zero_Run(z_stream* stream, uint64_t count, int flush) {
+  std::vector<unsigned char> zeros(count, 0);
+  std::vector<unsigned char> out(count / 512 + 1024);
+  stream->next_in = zeros.data();
+  stream->avail_in = static_cast<uInt>(count);
+  std::string compressed;
+  do {
+    stream->next_out = out.data();
+    stream->avail_out = static_cast<uInt>(out.size());
+    deflate(stream, flush);
+    compressed.append(reinterpret_cast<const char*>(out.data()), out.size() - stream->avail_out);
+  } while (stream->avail_out == 0);
+  return compressed;
+}
+
+}  // namespace
+
+std::string Hazard_Flate_Zeros(uint64_t decoded_bytes) {
+  // A block of 1 MiB of zeros ended by a full flush starts on a byte and
+  // refers to nothing before it, so it may follow itself any number of times;
+  // the rest ends the stream. The checksum of n zeros is n mod 65521 over 1.
+  const uint64_t chunk = uint64_t{1} << 20;
+  z_stream stream{};
+  deflateInit2(&stream, Z_BEST_COMPRESSION, Z_DEFLATED, -15, 9, Z_DEFAULT_STRATEGY);
+  const std::string block = Deflate_Zero_Run(&stream, chunk, Z_FULL_FLUSH);
+  const std::string tail = Deflate_Zero_Run(&stream, decoded_bytes % chunk, Z_FINISH);
+  deflateEnd(&stream);
+  std::string compressed = "\x78\xda";
+  compressed.reserve(compressed.size() + block.size() * (decoded_bytes / chunk) + tail.size() + 4);
+  for (uint64_t i = 0; i < decoded_bytes / chunk; ++i) compressed += block;
+  compressed += tail;
+  const uint32_t adler = static_cast<uint32_t>(decoded_bytes % 65521) << 16 | 1;
+  for (int shift = 24; shift >= 0; shift -= 8) compressed.push_back(static_cast<char>((adler >> shift) & 0xFF));
+  return compressed;
+}
+
+std::string Hazard_Flate_Bomb_Pdf(uint64_t decoded_bytes) {
   Invoice_Options options;
   options.embedded_entries = " /Filter /FlateDecode";
-  options.embedded_data = compressed;
+  options.embedded_data = Hazard_Flate_Zeros(decoded_bytes);
   return Invoice_Build_Pdf(options);
 }

@@ -20,7 +20,11 @@ std::string Hazard_Kids_Cycle_Pdf();
 // query throws std::out_of_range through the C entry points.
 std::string Hazard_Empty_Conformance_Pdf();
 // An invoice whose embedded file is Flate data that decodes to
-// `decoded_bytes` zero bytes: checking is cheap, extracting decodes it all.
+// `decoded_bytes` zero bytes: checking decodes nothing, extracting decodes up
+// to the ceiling on a stream's decoded size.
 std::string Hazard_Flate_Bomb_Pdf(uint64_t decoded_bytes);
+// A zlib stream of `decoded_bytes` zero bytes, about a thousandth of that
+// long (1 GiB in about 1 MB), made at once from one compressed block repeated.
+std::string Hazard_Flate_Zeros(uint64_t decoded_bytes);
 
 #endif

@@ -83,3 +83,24 @@ std::string Test_LZW_Encode(const std::string& data, int early_change, bool with
   if (with_end_code) Test_LZW_Writer_Put(&writer, 257);
   return Test_LZW_Writer_Finish(&writer);
 }
+
+std::string Test_LZW_Zeros(uint64_t count, int last) {
+  std::vector<int> codes;
+  uint64_t made = 0;
+  while (made < count) {
+    codes.push_back(256);
+    codes.push_back(0);
+    made += 1;
+    for (int code = 258; code <= last && made < count; ++code) {
+      // Each code makes the entry of its own number; it is the run one longer
+      // than the code before it, and once a run no longer fits, literals
+      // finish the data.
+      const uint64_t run = static_cast<uint64_t>(code) - 256;
+      const bool longer = codes.back() == code - 1 || code == 258;
+      codes.push_back(longer && made + run <= count ? code : 0);
+      made += codes.back() == 0 ? 1 : run;
+    }
+  }
+  codes.push_back(257);
+  return Test_LZW_Pack(codes);
+}

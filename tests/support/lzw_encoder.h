@@ -34,4 +34,10 @@ std::string Test_LZW_Pack(const std::vector<int>& codes, int early_change = 1);
 // the end code last (unless with_end_code is false).
 std::string Test_LZW_Encode(const std::string& data, int early_change = 1, bool with_end_code = true);
 
+// Codes for count zero bytes, about as dense as LZW gets: after each clear
+// code a literal 0, then the codes of ever longer runs of zeros (258 is two,
+// 259 three, ...) up to entry last (at most 4095), and literals for what is
+// left at the end. With last 4095, 1 MB of codes decode to 1.3 GB.
+std::string Test_LZW_Zeros(uint64_t count, int last);
+
 #endif
