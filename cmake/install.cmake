@@ -1,6 +1,6 @@
 # Installation of the library as a package: the shared library with its
 # SONAME links, the public header, a pkg-config file, a CMake package, the
-# licence, and the settings of `cpack -G DEB`. Programs (the command-line
+# licence, the Python module, and the settings of `cpack -G DEB`. Programs (the command-line
 # tool) carry their own install rules beside their targets.
 
 include(CMakePackageConfigHelpers)
@@ -46,6 +46,8 @@ install(FILES ${PROJECT_BINARY_DIR}/pkgconfig/invoice_extract.pc DESTINATION ${C
 
 install(FILES ${PROJECT_SOURCE_DIR}/LICENSE ${PROJECT_SOURCE_DIR}/README.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
 
+include(${PROJECT_SOURCE_DIR}/cmake/python.cmake)
+
 # One Debian package with the library, its development files and the tool.
 # dpkg-shlibdeps (package dpkg-dev) works out the runtime dependencies from
 # the ELF files, and the package carries a shlibs file and the ldconfig
@@ -62,10 +64,12 @@ set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_SECTION libs)
 set(CPACK_DEBIAN_PACKAGE_PRIORITY optional)
 set(CPACK_DEBIAN_PACKAGE_DESCRIPTION
-    "A shared library (libinvoice_extract.so.1) with two C calls: one decides
-whether a PDF file is a ZUGFeRD 1.0 electronic invoice, the other also writes
-the embedded invoice XML to a file. The package holds the library, its header,
-pkg-config file and CMake package, and the command-line tool.")
+    "A shared library (libinvoice_extract.so.1) with C calls that decide
+whether a PDF file (a path, or its bytes in memory) is a ZUGFeRD 1.0
+electronic invoice and extract the embedded invoice XML. The package holds
+the library, its header, pkg-config file and CMake package, the command-line
+tool and the Python module invoice_extract.")
+set(CPACK_DEBIAN_PACKAGE_SUGGESTS python3)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY ">=")

@@ -8,19 +8,31 @@
  *   CMake:       find_package(invoice_extract 1 REQUIRED)
  *                target_link_libraries(app PRIVATE invoice_extract::invoice_extract)
  *
- * THE TWO CALLS
+ * THE CALLS
  *
  *   ZUGF_Check_Zugferd(pdf)        is the file a ZUGFeRD 1.0 invoice?
  *   ZUGF_Extract_Zugferd(pdf, xml) the same check, then the embedded
  *                                  ZUGFeRD-invoice.xml is written to xml.
  *
+ * Since version 1.1, the same two for a PDF held in memory (a mail
+ * attachment, an upload), with no file on either side:
+ *
+ *   ZUGF_Check_Zugferd_Buffer(data, size)
+ *   ZUGF_Extract_Zugferd_Buffer(data, size, &xml, &xml_size)
+ *                                  the XML in a new block, which the caller
+ *                                  releases with ZUGF_Free(xml).
+ *
+ * The bytes are read exactly as the same bytes in a file are read: the
+ * buffer calls give the same result codes, the same XML and the same limits
+ * as the path calls.
+ *
  * A file is an invoice when it is a PDF/A part 3 document whose XMP metadata
  * says DocumentType "INVOICE" and DocumentFileName "ZUGFeRD-invoice.xml" under
  * the ZUGFeRD schema, and which embeds a file of that name. The library does
- * not read the invoice XML itself. Both calls block until done, print nothing,
+ * not read the invoice XML itself. All calls block until done, print nothing,
  * read no environment variable or configuration file, and keep nothing from
- * one call to the next: the returned code is the only answer. The shared
- * library exports these two functions and nothing else.
+ * one call to the next: the returned code (and the extracted XML) is the only
+ * answer. The shared library exports these five functions and nothing else.
  *
  * RESULT CODES AND WHAT EACH ASKS OF THE CALLER
  *
@@ -30,7 +42,7 @@
  *
  *   ZUGF_RESULT_INVOICE (0)
  *     Check: the file is an invoice. Extract: also, the XML has been
- *     written to xml_path. Hand the XML on.
+ *     written to xml_path (or handed over in *xml). Hand the XML on.
  *   ZUGF_RESULT_NOT_PDFA3 (-1)
  *     The file is not a PDF/A part 3 document, so it is no invoice of this
  *     kind. Treat it as an ordinary PDF. Every encrypted PDF that opens gives
@@ -44,21 +56,23 @@
  *     "ZUGFeRD-invoice.xml". The file is a defective invoice: reject it or ask
  *     its sender for a correct one; do not book it as an ordinary PDF.
  *   ZUGF_RESULT_BAD_INPUT (-10)
- *     The input cannot be used: null or empty path, a file that cannot be
- *     opened (missing, unreadable, a folder), a damaged file, not a PDF at
- *     all, an encryption the library does not accept, or a read failure while
- *     extracting. Check the path and the file's permissions; if those are
- *     right the file itself is unusable, and retrying will not change that.
+ *     The input cannot be used: null or empty path (null data or size 0), a
+ *     file that cannot be opened (missing, unreadable, a folder), a damaged
+ *     file, not a PDF at all, an encryption the library does not accept, or
+ *     a read failure while extracting. Check the path and the file's
+ *     permissions; if those are right the file itself is unusable, and
+ *     retrying will not change that.
  *   ZUGF_RESULT_EXTRACT_FAILED (-11)
  *     Extract only: the file is an invoice, but its XML could not be
  *     written, or its compressed data is damaged. Most often the output path
  *     cannot be opened for writing (missing folder, no permission) or the
- *     disk is full. A partial output file may remain: delete it. Fix the
- *     output side and call again; if it fails again with a sound output
- *     path, the embedded XML is damaged and the file must be rejected.
- *     Damage elsewhere in the file (an unreadable page, a broken document
- *     information dictionary) never gives it: both calls read only the
- *     objects that the answer needs.
+ *     disk is full; from ZUGF_Extract_Zugferd_Buffer, xml or xml_size was
+ *     null (given at once, before the data is read). A partial output file
+ *     may remain: delete it. Fix the output side and call again; if it
+ *     fails again with a sound output path, the embedded XML is damaged and
+ *     the file must be rejected. Damage elsewhere in the file (an unreadable
+ *     page, a broken document information dictionary) never gives it: the
+ *     calls read only the objects that the answer needs.
  *   ZUGF_RESULT_OUT_OF_MEMORY (-12)
  *     Memory ran out, at open or during extraction. A retry with more memory
  *     free may succeed; a file that gives this again and again is likely a
@@ -79,16 +93,21 @@
  *
  * THREADS
  *
- * Both calls may be made from several threads at once, on different files or
- * the same one. The library starts no thread and takes no callback. All the
- * state of a call lives on that call's stack; calls on different threads share
- * only the XMP toolkit's global state and one process-wide lock, which guards
- * the toolkit's start-up and shut-down around each metadata query and is
- * never destroyed. Two threads must not extract to the same output path at
- * the same time. The calls are not async-signal-safe: never make them from a
+ * Every call may be made from several threads at once, on different files
+ * or the same one (or the same bytes, which the buffer calls only read).
+ * The library starts no thread and takes no callback. All the state of a
+ * call lives on that call's stack; calls on different threads share only the
+ * XMP toolkit's global state and one process-wide lock, which guards the
+ * toolkit's start-up and shut-down around each metadata query and is never
+ * destroyed. Two threads must not extract to the same output path at the
+ * same time. The calls are not async-signal-safe: never make them from a
  * signal handler.
  *
  * INPUT LIMITS
+ *
+ * The buffer calls read the caller's bytes where they lie, through the same
+ * blocks as a file (no temporary file); the limits below hold for them as
+ * for a file of the same bytes.
  *
  * - Paths are narrow, NUL-terminated byte strings handed to fopen() unchanged:
  *   no character set is assumed or converted, no "~" is expanded, and a
@@ -130,24 +149,27 @@
 #ifndef INVOICE_EXTRACT_H
 #define INVOICE_EXTRACT_H
 
+#include <stddef.h>
 #include <stdint.h>
 
 /* VERSION
  *
  * The version of this header, which is the version of the library it ships
  * with. The shared library's SONAME carries the major version
- * (libinvoice_extract.so.1), and its two functions carry the symbol version
- * INVOICE_EXTRACT_1.0. The major version changes, and with it the SONAME,
- * only when an exported call is removed or changes its arguments, or when a
- * result code is added or changes its value or meaning. A minor version may
+ * (libinvoice_extract.so.1); the two path calls carry the symbol version
+ * INVOICE_EXTRACT_1.0, the buffer calls and ZUGF_Free INVOICE_EXTRACT_1.1
+ * (a program that uses them does not start with a 1.0 library). The major
+ * version changes, and with it the SONAME, only when an exported call is
+ * removed or changes its arguments, or when a result code is added or
+ * changes its value or meaning. A minor version may
  * add exported calls (under a new symbol version, so that a program that
  * needs them refuses to load against an older library), macros and
  * documentation; a program built against 1.x runs with every later 1.y. A
  * patch version changes no interface. */
 #define INVOICE_EXTRACT_VERSION_MAJOR 1
-#define INVOICE_EXTRACT_VERSION_MINOR 0
+#define INVOICE_EXTRACT_VERSION_MINOR 1
 #define INVOICE_EXTRACT_VERSION_PATCH 0
-#define INVOICE_EXTRACT_VERSION_STRING "1.0.0"
+#define INVOICE_EXTRACT_VERSION_STRING "1.1.0"
 
 #if defined(INVOICE_EXTRACT_BUILDING)
 #define INVOICE_EXTRACT_API __attribute__((visibility("default")))
@@ -155,7 +177,7 @@
 #define INVOICE_EXTRACT_API
 #endif
 
-/* Result codes of both calls; what each asks of the caller is told above. */
+/* Result codes of all calls; what each asks of the caller is told above. */
 #define ZUGF_RESULT_INVOICE 0            /* a ZUGFeRD 1.0 invoice (extract: XML written) */
 #define ZUGF_RESULT_NOT_PDFA3 (-1)       /* not a PDF/A part 3 document */
 #define ZUGF_RESULT_NOT_INVOICE (-2)     /* PDF/A-3, but no ZUGFeRD 1.0 invoice metadata */
@@ -207,6 +229,28 @@ INVOICE_EXTRACT_API int32_t ZUGF_Check_Zugferd(const char* pdf_path);
  * here. A null xml_path makes this call the same as ZUGF_Check_Zugferd; an
  * empty one gives ZUGF_RESULT_EXTRACT_FAILED on an invoice. */
 INVOICE_EXTRACT_API int32_t ZUGF_Extract_Zugferd(const char* pdf_path, const char* xml_path);
+
+/* Since 1.1. ZUGF_Check_Zugferd for the size bytes at data, which hold a
+ * whole PDF file: the same result as for a file of these bytes. Null data or
+ * a size of 0 gives ZUGF_RESULT_BAD_INPUT. The bytes are only read, and only
+ * during the call. */
+INVOICE_EXTRACT_API int32_t ZUGF_Check_Zugferd_Buffer(const void* data, size_t size);
+
+/* Since 1.1. ZUGF_Extract_Zugferd for the size bytes at data, with the
+ * invoice XML handed over in memory instead of written to a file: on
+ * ZUGF_RESULT_INVOICE, *xml points to a new block of *xml_size bytes (never
+ * null, even for an empty invoice) that the caller releases with ZUGF_Free;
+ * on any other result *xml is null and *xml_size 0, and there is nothing to
+ * release. Null data or a size of 0 gives ZUGF_RESULT_BAD_INPUT; a null xml
+ * or xml_size gives ZUGF_RESULT_EXTRACT_FAILED without reading the data.
+ * Beyond that, the results are those of ZUGF_Extract_Zugferd for a file of
+ * these bytes, minus the failures of writing a file. */
+INVOICE_EXTRACT_API int32_t ZUGF_Extract_Zugferd_Buffer(const void* data, size_t size, void** xml, size_t* xml_size);
+
+/* Since 1.1. Releases a block handed over by ZUGF_Extract_Zugferd_Buffer;
+ * null is allowed and does nothing. Use it rather than free(): the library
+ * may not share the caller's C runtime. */
+INVOICE_EXTRACT_API void ZUGF_Free(void* block);
 
 #ifdef __cplusplus
 }

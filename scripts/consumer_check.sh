@@ -13,6 +13,7 @@ cd "$(dirname "$0")/.."
 bash scripts/setup.sh
 
 sample=$PWD/samples/sample-invoice.pdf
+version=$(sed -n 's/^#define INVOICE_EXTRACT_VERSION_STRING "\(.*\)"$/\1/p' include/invoice_extract.h)
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 fail() {
@@ -46,19 +47,19 @@ prefix=$work/prefix
 cmake --install build --prefix "$prefix" >/dev/null
 libdir=$(sed -n 's/^CMAKE_INSTALL_LIBDIR:PATH=//p' build/CMakeCache.txt)
 
-for file in "$libdir/libinvoice_extract.so.1.0.0" include/invoice_extract.h "$libdir/pkgconfig/invoice_extract.pc" \
+for file in "$libdir/libinvoice_extract.so.$version" include/invoice_extract.h "$libdir/pkgconfig/invoice_extract.pc" \
   "$libdir/cmake/invoice_extract/invoice_extractConfig.cmake" \
   "$libdir/cmake/invoice_extract/invoice_extractConfigVersion.cmake"; do
   [ -f "$prefix/$file" ] || fail "not installed: $file"
 done
-[ "$(readlink "$prefix/$libdir/libinvoice_extract.so.1")" = libinvoice_extract.so.1.0.0 ] ||
-  fail "libinvoice_extract.so.1 is not a link to libinvoice_extract.so.1.0.0"
+[ "$(readlink "$prefix/$libdir/libinvoice_extract.so.1")" = "libinvoice_extract.so.$version" ] ||
+  fail "libinvoice_extract.so.1 is not a link to libinvoice_extract.so.$version"
 [ "$(readlink "$prefix/$libdir/libinvoice_extract.so")" = libinvoice_extract.so.1 ] ||
   fail "libinvoice_extract.so is not a link to libinvoice_extract.so.1"
 
 # Through pkg-config, with the strictest C the header must accept.
 export PKG_CONFIG_PATH=$prefix/$libdir/pkgconfig
-[ "$(pkg-config --modversion invoice_extract)" = 1.0.0 ] || fail "pkg-config gives no version 1.0.0"
+[ "$(pkg-config --modversion invoice_extract)" = "$version" ] || fail "pkg-config gives no version $version"
 read -r -a cflags <<<"$(pkg-config --cflags invoice_extract)"
 read -r -a libs <<<"$(pkg-config --libs invoice_extract)"
 cc -std=c99 -Wall -Wextra -pedantic -Werror "${cflags[@]}" examples/consumer/main.c -o "$work/consumer-pkgconfig" \
@@ -89,24 +90,24 @@ depended=$(tr ',' '\n' <<<"$depends" | awk '{print $1}')
 for package in libc6 libexempi8 libstdc++6 zlib1g; do
   grep -qx "$package" <<<"$depended" || fail "Depends lacks $package: $depends"
 done
-contains "$control" "Version: 1.0.0" || fail "package version is not 1.0.0: $control"
-[ "$(dpkg-deb -I "$deb" shlibs)" = "libinvoice_extract 1 invoice-extract (>= 1.0.0)" ] ||
+contains "$control" "Version: $version" || fail "package version is not $version: $control"
+[ "$(dpkg-deb -I "$deb" shlibs)" = "libinvoice_extract 1 invoice-extract (>= $version)" ] ||
   fail "the package has no shlibs entry for libinvoice_extract.so.1"
 contains "$(dpkg-deb -I "$deb" postinst)" ldconfig || fail "the package does not run ldconfig on installation"
 
 deb_libdir=$(sed -n 's/^CMAKE_INSTALL_LIBDIR:PATH=//p' build-deb/CMakeCache.txt)
 listing=$(dpkg-deb -c "$deb")
-for entry in "./usr/$deb_libdir/libinvoice_extract.so.1.0.0" \
-  "./usr/$deb_libdir/libinvoice_extract.so.1 -> libinvoice_extract.so.1.0.0" \
+for entry in "./usr/$deb_libdir/libinvoice_extract.so.$version" \
+  "./usr/$deb_libdir/libinvoice_extract.so.1 -> libinvoice_extract.so.$version" \
   "./usr/$deb_libdir/libinvoice_extract.so -> libinvoice_extract.so.1" ./usr/include/invoice_extract.h \
   "./usr/$deb_libdir/pkgconfig/invoice_extract.pc" "./usr/$deb_libdir/cmake/invoice_extract/invoice_extractConfig.cmake" \
-  ./usr/share/doc/invoice_extract/LICENSE; do
+  ./usr/share/doc/invoice_extract/LICENSE ./usr/lib/python3/dist-packages/invoice_extract/__init__.py; do
   contains "$listing" "$entry" || fail "the package lacks $entry"
 done
 
 unpacked=$work/deb
 dpkg-deb -x "$deb" "$unpacked"
-soname=$(readelf -d "$unpacked/usr/$deb_libdir/libinvoice_extract.so.1.0.0")
+soname=$(readelf -d "$unpacked/usr/$deb_libdir/libinvoice_extract.so.$version")
 contains "$soname" "Library soname: [libinvoice_extract.so.1]" || fail "the packaged library has no SONAME .so.1"
 grep -qx 'prefix=/usr' "$unpacked/usr/$deb_libdir/pkgconfig/invoice_extract.pc" ||
   fail "the packaged pkg-config file does not name /usr"
@@ -114,6 +115,11 @@ build_with_cmake "$work/consumer-deb" "$unpacked/usr"
 expect_library_from "$work/consumer-deb/consumer" "$unpacked/usr"
 "$work/consumer-deb/consumer" "$sample" "$work/deb.xml" || fail "the consumer built on the package's files failed"
 cmp -s "$work/cmake.xml" "$work/deb.xml" || fail "the package's library wrote different XML"
+# The package's Python module loads the package's library, found beside it.
+python_result=$(PYTHONPATH=$unpacked/usr/lib/python3/dist-packages /usr/bin/python3 -c \
+  'import invoice_extract, sys; print(invoice_extract.extract(sys.argv[1]) == open(sys.argv[2], "rb").read())' \
+  "$sample" "$work/deb.xml")
+[ "$python_result" = True ] || fail "the package's Python module gives other XML: $python_result"
 
 echo "consumer check: install, pkg-config, find_package and $(basename "$deb") all good"
 echo "$depends" | sed 's/^/consumer check: Depends: /'

@@ -7,8 +7,13 @@ set -euo pipefail
 # runtime dependencies with them (scripts/consumer_check.sh builds it).
 # python3-minimal: the layer check (scripts/check_layers.py).
 # nlohmann-json3-dev: the tests read the tool's JSON lines with it.
+# python3-pytest, python3-dask, python3-distributed, python3-pip,
+# python3-setuptools, python3-wheel: the Python package's tests, the Dask batch
+# example and the offline pip install (scripts/bindings_check.sh). The Node
+# package uses the machine's Node.js and npm (see README, Dependencies).
 packages=(g++ cmake make pkg-config zlib1g-dev libexempi-dev libexpat1-dev nettle-dev libgtest-dev
-  nlohmann-json3-dev dpkg-dev file python3-minimal)
+  nlohmann-json3-dev dpkg-dev file python3-minimal python3-pytest python3-dask python3-distributed python3-pip
+  python3-setuptools python3-wheel)
 # Other scripts name the tools of their own that they need instead:
 #   bash scripts/setup.sh clang-format
 if [ "$#" -gt 0 ]; then packages=("$@"); fi

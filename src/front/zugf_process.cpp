@@ -7,6 +7,7 @@
 #include "document/pdf_embedded_file.h"
 #include "front/zugf_callbacks.h"
 #include "front/zugf_identify.h"
+#include "front/zugf_memory.h"
 #include "invoice_extract.h"
 #include "reader/pdf_file.h"
 
@@ -44,6 +45,10 @@ PDF_Result ZUGF_Open_Document(const char* pdf_path, ZUGF_Context* context) {
   if (pdf_path[0] == '\0') return PDF_RESULT_UNREADABLE;
   context->input_file = fopen(pdf_path, "rb");
   if (context->input_file == nullptr) return PDF_RESULT_UNREADABLE;
+  return ZUGF_Open_Stream(context);
+}
+
+PDF_Result ZUGF_Open_Stream(ZUGF_Context* context) {
   // The library reads the stream through blocks held in memory (the same
   // bytes and counts as ZUGF_Read_Callback on the stream, without a seek and
   // a read for every byte), and takes its memory from an arena that goes
@@ -62,58 +67,69 @@ PDF_Result ZUGF_Open_Document(const char* pdf_path, ZUGF_Context* context) {
   return PDF_Document_Check_Licence(context->document);
 }
 
-PDF_Result ZUGF_Write_Invoice_File(const char* xml_path, ZUGF_Context* context) {
+PDF_Result ZUGF_Read_Invoice(ZUGF_Context* context, ZUGF_Invoice* invoice) {
+  *invoice = ZUGF_Invoice{nullptr, 0};
   PDF_Embedded_File_Info info = {};
   PDF_Result result = PDF_Document_Get_Embedded_File_Info(context->document, context->invoice_object_id, &info);
   if (result != PDF_RESULT_OK) return result;
   // A filter left after decoding is one the library cannot decode; the
-  // encoded bytes are never written out.
+  // encoded bytes are never handed out.
   if (info.filter_count > 0) return PDF_RESULT_FILTER_LEFT;
 
-  unsigned char* block = static_cast<unsigned char*>(malloc(info.length));
-  if (block == nullptr && info.length != 0) return PDF_RESULT_OUT_OF_MEMORY;
+  // One byte at least, so that an empty invoice has a block too.
+  uint8_t* block = static_cast<uint8_t*>(malloc(info.length != 0 ? info.length : 1));
+  if (block == nullptr) return PDF_RESULT_OUT_OF_MEMORY;
   result = PDF_Document_Read_Embedded_File(context->document, context->invoice_object_id, block);
   if (result != PDF_RESULT_OK) {
     free(block);
     return result;
   }
+  *invoice = ZUGF_Invoice{block, info.length};
+  return PDF_RESULT_OK;
+}
+
+PDF_Result ZUGF_Write_Invoice_File(const char* xml_path, ZUGF_Context* context) {
+  ZUGF_Invoice invoice;
+  PDF_Result result = ZUGF_Read_Invoice(context, &invoice);
+  if (result != PDF_RESULT_OK) return result;
   // Kept: the output is opened, and an existing file truncated, only now,
   // after every check has passed; a write that fails later leaves the partial
   // file on disk and nothing removes it.
   context->output_file = fopen(xml_path, "wb");
   if (context->output_file == nullptr) {
-    free(block);
+    free(invoice.bytes);
     return PDF_RESULT_OUTPUT_FAILED;
   }
-  if (info.length != 0 && fwrite(block, 1, info.length, context->output_file) != info.length) {
-    free(block);
+  if (invoice.length != 0 && fwrite(invoice.bytes, 1, invoice.length, context->output_file) != invoice.length) {
+    free(invoice.bytes);
     return PDF_RESULT_OUTPUT_FAILED;
   }
-  free(block);
+  free(invoice.bytes);
   return PDF_RESULT_OK;
 }
 
-int32_t ZUGF_Process_File(const char* pdf_path, const char* xml_path) {
-  ZUGF_Context context;
-  memset(&context, 0, sizeof(context));
+// The checks, and the extraction when asked for (to the file at xml_path, or
+// into invoice), after the open that gave open_result; then the clean-up.
+static int32_t Process(ZUGF_Context* context, PDF_Result open_result, const char* xml_path, ZUGF_Invoice* invoice) {
   uint32_t part = 0;
   char conformance = 0;
-  if (pdf_path == nullptr) return ZUGF_INPUT_UNUSABLE;
-
   int32_t result = ZUGF_OK;
-  PDF_Result library_result = ZUGF_Open_Document(pdf_path, &context);
+  PDF_Result library_result = open_result;
   if (library_result != PDF_RESULT_OK) {
     result = ZUGF_Map_Open_Result(library_result);
-  } else if (PDF_Document_Get_Pdfa_Level(context.document, &part, &conformance, nullptr) != PDF_RESULT_OK) {
+  } else if (PDF_Document_Get_Pdfa_Level(context->document, &part, &conformance, nullptr) != PDF_RESULT_OK) {
     // Kept: any failure of the level query is -1, whatever its code, even
     // -7; it never goes through the tables, so a caller sees "not PDF/A-3"
     // and never -10, -11 or -12 from this step.
     result = ZUGF_NOT_PDFA3;
   } else {
-    result = ZUGF_Identify_Invoice(&context, &part);
-    if (result == ZUGF_OK && xml_path != nullptr) {
-      library_result = PDF_Document_Decode_Embedded_File(context.document, context.invoice_object_id);
-      if (library_result == PDF_RESULT_OK) library_result = ZUGF_Write_Invoice_File(xml_path, &context);
+    result = ZUGF_Identify_Invoice(context, &part);
+    if (result == ZUGF_OK && (xml_path != nullptr || invoice != nullptr)) {
+      library_result = PDF_Document_Decode_Embedded_File(context->document, context->invoice_object_id);
+      if (library_result == PDF_RESULT_OK) {
+        library_result =
+            invoice != nullptr ? ZUGF_Read_Invoice(context, invoice) : ZUGF_Write_Invoice_File(xml_path, context);
+      }
       result = ZUGF_Map_Extract_Result(library_result);
     }
   }
@@ -125,17 +141,38 @@ int32_t ZUGF_Process_File(const char* pdf_path, const char* xml_path) {
   // touch streams the half-released handle may still read through. The
   // document's memory and the input blocks, which are no streams, go all the
   // same: nothing reaches the handle after this call.
-  context.arena.closing = 1;  // the arena goes next, with everything in it
-  bool released = context.document == nullptr || PDF_Document_Release(&context.document) == PDF_RESULT_OK;
-  ZUGF_Release_Arena(&context.arena);
-  ZUGF_Release_Input(&context.input);
+  context->arena.closing = 1;  // the arena goes next, with everything in it
+  bool released = context->document == nullptr || PDF_Document_Release(&context->document) == PDF_RESULT_OK;
+  ZUGF_Release_Arena(&context->arena);
+  ZUGF_Release_Input(&context->input);
   if (!released) return result;
-  if (context.input_file != nullptr) {
-    fclose(context.input_file);
-    context.input_file = nullptr;
+  if (context->input_file != nullptr) {
+    fclose(context->input_file);
+    context->input_file = nullptr;
   }
-  if (context.output_file != nullptr) fclose(context.output_file);
+  if (context->output_file != nullptr) fclose(context->output_file);
   return result;
+}
+
+int32_t ZUGF_Process_File(const char* pdf_path, const char* xml_path) {
+  ZUGF_Context context;
+  memset(&context, 0, sizeof(context));
+  if (pdf_path == nullptr) return ZUGF_INPUT_UNUSABLE;
+  return Process(&context, ZUGF_Open_Document(pdf_path, &context), xml_path, nullptr);
+}
+
+int32_t ZUGF_Process_Buffer(const void* data, uint64_t size, ZUGF_Invoice* invoice) {
+  ZUGF_Context context;
+  memset(&context, 0, sizeof(context));
+  // No bytes are like an empty path: nothing to open.
+  if (data == nullptr || size == 0) return ZUGF_INPUT_UNUSABLE;
+  // The bytes are read as a stream over memory, so that every read answers
+  // as the same bytes in a file would. The record outlives the stream,
+  // which the clean-up closes.
+  ZUGF_Memory memory = {static_cast<const uint8_t*>(data), size, 0};
+  context.input_file = ZUGF_Open_Memory(&memory);
+  if (context.input_file == nullptr) return ZUGF_OUT_OF_MEMORY;
+  return Process(&context, ZUGF_Open_Stream(&context), nullptr, invoice);
 }
 
 extern "C" int32_t ZUGF_Check_Zugferd(const char* pdf_path) { return ZUGF_Process_File(pdf_path, nullptr); }
@@ -143,3 +180,24 @@ extern "C" int32_t ZUGF_Check_Zugferd(const char* pdf_path) { return ZUGF_Proces
 extern "C" int32_t ZUGF_Extract_Zugferd(const char* pdf_path, const char* xml_path) {
   return ZUGF_Process_File(pdf_path, xml_path);
 }
+
+extern "C" int32_t ZUGF_Check_Zugferd_Buffer(const void* data, size_t size) {
+  return ZUGF_Process_Buffer(data, size, nullptr);
+}
+
+extern "C" int32_t ZUGF_Extract_Zugferd_Buffer(const void* data, size_t size, void** xml, size_t* xml_size) {
+  if (xml != nullptr) *xml = nullptr;
+  if (xml_size != nullptr) *xml_size = 0;
+  if (data == nullptr || size == 0) return ZUGF_INPUT_UNUSABLE;
+  // Nowhere to put the invoice: the output side fails, before any reading.
+  if (xml == nullptr || xml_size == nullptr) return ZUGF_EXTRACTION_FAILED;
+  ZUGF_Invoice invoice = {nullptr, 0};
+  int32_t result = ZUGF_Process_Buffer(data, size, &invoice);
+  if (result == ZUGF_OK) {
+    *xml = invoice.bytes;
+    *xml_size = invoice.length;
+  }
+  return result;
+}
+
+extern "C" void ZUGF_Free(void* block) { free(block); }

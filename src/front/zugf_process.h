@@ -1,5 +1,5 @@
-// The spine of the two exported calls: open, check, identify, extract, and
-// the mapping of library codes onto the exported ones.
+// The spine of the exported calls: open, check, identify, extract, and the
+// mapping of library codes onto the exported ones.
 #ifndef INVOICE_EXTRACT_ZUGF_PROCESS_H
 #define INVOICE_EXTRACT_ZUGF_PROCESS_H
 
@@ -32,8 +32,23 @@ struct ZUGF_Context {
   ZUGF_Arena arena;            // the document's memory
 };
 
+// The decoded invoice of an extraction into memory: a block from malloc (never
+// null, even for 0 bytes) and its length.
+struct ZUGF_Invoice {
+  uint8_t* bytes;
+  uint64_t length;
+};
+
 int32_t ZUGF_Process_File(const char* pdf_path, const char* xml_path);
+// The same over the PDF's bytes in memory, read through the same stream
+// callbacks: a null invoice checks only; otherwise an invoice (result 0)
+// goes into *invoice, which the caller frees.
+int32_t ZUGF_Process_Buffer(const void* data, uint64_t size, ZUGF_Invoice* invoice);
 PDF_Result ZUGF_Open_Document(const char* pdf_path, ZUGF_Context* context);
+// Creates the document over the context's input stream, which is closed on failure.
+PDF_Result ZUGF_Open_Stream(ZUGF_Context* context);
+// The decoded invoice into a new block; a library result code.
+PDF_Result ZUGF_Read_Invoice(ZUGF_Context* context, ZUGF_Invoice* invoice);
 PDF_Result ZUGF_Write_Invoice_File(const char* xml_path, ZUGF_Context* context);
 
 // Library code to exported code at the open stage and at the extraction stage.

@@ -54,15 +54,27 @@ TEST(Exported, UnusableInputGivesMinusTenFromBothCalls) {
   remove(written.c_str());
 }
 
-TEST(Exported, SharedLibraryExportsOnlyTheTwoEntryPoints) {
+TEST(Exported, SharedLibraryExportsOnlyTheEntryPoints) {
   void* library = dlopen(INVOICE_EXTRACT_SHARED_LIBRARY, RTLD_NOW | RTLD_LOCAL);
   ASSERT_NE(library, nullptr) << dlerror();
-  auto check = reinterpret_cast<int32_t (*)(const char*)>(dlsym(library, "ZUGF_Check_Zugferd"));
-  auto extract = reinterpret_cast<int32_t (*)(const char*, const char*)>(dlsym(library, "ZUGF_Extract_Zugferd"));
+  auto check = reinterpret_cast<int32_t (*)(const char*)>(dlvsym(library, "ZUGF_Check_Zugferd", "INVOICE_EXTRACT_1.0"));
+  auto extract = reinterpret_cast<int32_t (*)(const char*, const char*)>(
+      dlvsym(library, "ZUGF_Extract_Zugferd", "INVOICE_EXTRACT_1.0"));
+  auto check_buffer = reinterpret_cast<int32_t (*)(const void*, size_t)>(
+      dlvsym(library, "ZUGF_Check_Zugferd_Buffer", "INVOICE_EXTRACT_1.1"));
+  auto extract_buffer = reinterpret_cast<int32_t (*)(const void*, size_t, void**, size_t*)>(
+      dlvsym(library, "ZUGF_Extract_Zugferd_Buffer", "INVOICE_EXTRACT_1.1"));
   ASSERT_NE(check, nullptr);
   ASSERT_NE(extract, nullptr);
+  ASSERT_NE(check_buffer, nullptr);
+  ASSERT_NE(extract_buffer, nullptr);
+  EXPECT_NE(dlvsym(library, "ZUGF_Free", "INVOICE_EXTRACT_1.1"), nullptr);
   EXPECT_EQ(check(nullptr), ZUGF_RESULT_BAD_INPUT);
   EXPECT_EQ(extract("", nullptr), ZUGF_RESULT_BAD_INPUT);
+  EXPECT_EQ(check_buffer("%PDF", 4), ZUGF_RESULT_BAD_INPUT);
+  void* xml = nullptr;
+  size_t xml_size = 0;
+  EXPECT_EQ(extract_buffer("x", 0, &xml, &xml_size), ZUGF_RESULT_BAD_INPUT);
   for (const char* hidden : {"ZUGF_Process_File", "PDF_Document_Create", "_Z17ZUGF_Process_FilePKcS0_"}) {
     EXPECT_EQ(dlsym(library, hidden), nullptr) << hidden;
   }
