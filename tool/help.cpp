@@ -17,6 +17,7 @@ invoice-extract - check, inspect and extract ZUGFeRD invoices in PDF files, one 
 $ invoice-extract check [OPTION]... PATH...
 $ invoice-extract extract --output-dir DIR [OPTION]... PATH...
 $ invoice-extract inspect [OPTION]... PATH...
+$ invoice-extract serve [--listen HOST:PORT] [OPTION]...
 $ invoice-extract --help | --version
 
 # DESCRIPTION
@@ -35,6 +36,8 @@ Tells for each file whether it is a ZUGFeRD 1.0 invoice.
 Checks each file like check and writes the embedded invoice XML of every invoice to DIR/NAME.xml, where NAME is the file's name without its .pdf ending. The XML goes to a temporary file in DIR first (.NAME.xml. followed by six random characters), which is renamed to its final name once complete: no partial file ever stands under a final name, not even when a worker is killed half way, and temporary files are removed. An existing file is never replaced unless --force is given; such a file is reported with status error and is not processed. When two files of one run would get the same output name, the later one is refused the same way. DIR is created if it does not exist.
 * inspect
 Shows everything that bears on the verdict: the PDF/A part and conformance, whether the file is encrypted, the invoice schema that the XMP metadata carries (ZUGFeRD 1.0 under either spelling of its namespace, ZUGFeRD 2, Factur-X) with its DocumentType, DocumentFileName, Version and ConformanceLevel, the names and decoded sizes of all embedded files, the library's ZUGFeRD 1.0 verdict with the first check that failed, and for a ZUGFeRD 1.0 invoice the guideline, document identifier and issue date read from its XML.
+* serve
+Runs an HTTP service over the same worker processes, for programs that cannot load a C library and for people with a browser. The first line on standard output is "listening on http://HOST:PORT/". POST /v1/check, /v1/inspect and /v1/extract take the PDF as the request body (application/pdf or application/octet-stream) or as the field "file" of multipart/form-data; ?any-flavour=1 and ?explain=1 do what --any-flavour and --explain do. check and inspect answer 200 with one JSON object, the members of the --json line of that command (file is the upload's file name, or -). extract answers 200 with the XML (application/xml) when the file is accepted and 422 with the JSON object otherwise. A file that hangs, crashes or runs out of memory is answered 200 with its status. GET / is a web page to check a file by hand, GET /healthz answers 200, GET /metrics gives counters in the Prometheus text format. Errors have a JSON body {"error": "..."}: 400 (empty body, broken multipart), 401 (with --token-file, a missing or wrong "Authorization: Bearer" token), 404, 405, 413 (larger than --max-size, refused before the body is read), 503 with Retry-After (the queue is full). Uploads go to a private folder (mode 0700) under names the service makes and are removed after each request. Each request gets one JSON line on standard error (time, method, path, status, bytes of the answer, seconds, result). SIGTERM or SIGINT stops accepting connections, lets the requests under way finish, and exits with status 0. The service speaks plain HTTP: put a reverse proxy in front for TLS.
 
 # OPTIONS
 * -o, --output-dir DIR
@@ -55,6 +58,14 @@ Run N worker processes at a time (1 to 1024). Default: the number of processors 
 Give each file at most SECONDS of wall-clock time (decimals allowed; 0 for no limit). A worker that takes longer is killed and replaced, and the file is reported with status timeout. Default: 30.
 * -m, --memory-limit SIZE
 Let each worker map at most SIZE bytes of memory beyond what it has mapped when it starts (suffixes K, M, G and T, binary; 0 or none for no limit). An allocation that fails under the limit makes the file's status out-of-memory, and the worker is replaced. Default: 1G.
+* --listen HOST:PORT
+serve: where to listen. Default: 127.0.0.1:8080. Port 0 picks a free port; an IPv6 address goes in brackets ([::1]:8080).
+* --max-size SIZE
+serve: the largest upload (suffixes as for --memory-limit). Default: 64M.
+* --token-file FILE
+serve: ask every request to /v1/ for "Authorization: Bearer TOKEN", where TOKEN is the first line of FILE.
+* --queue N
+serve: how many requests may wait for a worker beyond those being processed; more are answered 503. Default: 64.
 * --progress, --no-progress
 Show or hide the progress bar on standard error. By default it is shown when standard error is a terminal.
 * -q, --quiet
@@ -106,6 +117,9 @@ $ invoice-extract extract --any-flavour --json --output-dir xml inbox |
 $     jq -r 'select(.output) | .output'
 See what a file carries:
 $ invoice-extract inspect suspicious.pdf
+Serve on port 8080 of this machine, and check a file through it:
+$ invoice-extract serve --jobs 4 &
+$ curl -F file=@invoice.pdf http://127.0.0.1:8080/v1/check
 
 # SEE ALSO
 The library's header invoice_extract.h, which explains each result code and the hazards kept on hostile input.
@@ -228,6 +242,7 @@ std::string Usage_Text() {
   return "usage: invoice-extract check [OPTION]... PATH...\n"
          "       invoice-extract extract --output-dir DIR [OPTION]... PATH...\n"
          "       invoice-extract inspect [OPTION]... PATH...\n"
+         "       invoice-extract serve [--listen HOST:PORT] [OPTION]...\n"
          "Try 'invoice-extract --help' for the manual.\n";
 }
 

@@ -8,7 +8,8 @@
 
 namespace tool {
 
-enum class Command : uint8_t { Check = 0, Extract = 1, Inspect = 2 };
+// Serve is never sent to a worker: a worker runs check, extract and inspect.
+enum class Command : uint8_t { Check = 0, Extract = 1, Inspect = 2, Serve = 3 };
 
 struct Job {
   Command command = Command::Check;

@@ -7,6 +7,7 @@
 
 #include <chrono>
 #include <cstdio>
+#include <cstdlib>
 #include <map>
 #include <string>
 #include <vector>
@@ -18,6 +19,8 @@
 #include "output_files.h"
 #include "paths.h"
 #include "pool.h"
+#include "serve.h"
+#include "worker.h"
 
 namespace tool {
 
@@ -217,6 +220,9 @@ class Run {
 
 int main(int argc, char** argv) {
   using namespace tool;
+  if (argc == 5 && std::string(argv[1]) == kWorker_Argument) {
+    Worker_Main(atoi(argv[2]), atoi(argv[3]), strtoull(argv[4], nullptr, 10));
+  }
   const std::vector<std::string> arguments(argv + 1, argv + argc);
   const Parsed_Arguments parsed = Parse_Arguments(arguments);
   switch (parsed.outcome) {
@@ -235,6 +241,9 @@ int main(int argc, char** argv) {
       return 2;
     case Parse_Outcome::Run:
       break;
+  }
+  if (parsed.options.command == Command::Serve) {
+    return Serve(parsed.options, parsed.options.jobs > 0 ? parsed.options.jobs : Processor_Count());
   }
   Run run(parsed.options);
   return run.Execute();

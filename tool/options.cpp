@@ -9,7 +9,7 @@ namespace tool {
 
 namespace {
 
-enum : unsigned { kCheck = 1, kExtract = 2, kInspect = 4, kAll = kCheck | kExtract | kInspect };
+enum : unsigned { kCheck = 1, kExtract = 2, kInspect = 4, kServe = 8, kAll = kCheck | kExtract | kInspect };
 
 enum class Key {
   Output_Dir,
@@ -25,6 +25,10 @@ enum class Key {
   Progress_Off,
   Quiet,
   Help,
+  Listen,
+  Max_Size,
+  Token_File,
+  Queue,
 };
 
 struct Option_Entry {
@@ -43,13 +47,17 @@ const Option_Entry option_table[] = {
     {"explain", 'e', false, kCheck | kExtract, Key::Explain},
     {"json", 0, false, kAll, Key::Json},
     {"null", '0', false, kAll, Key::Null},
-    {"jobs", 'j', true, kAll, Key::Jobs},
-    {"timeout", 't', true, kAll, Key::Timeout},
-    {"memory-limit", 'm', true, kAll, Key::Memory_Limit},
+    {"jobs", 'j', true, kAll | kServe, Key::Jobs},
+    {"timeout", 't', true, kAll | kServe, Key::Timeout},
+    {"memory-limit", 'm', true, kAll | kServe, Key::Memory_Limit},
     {"progress", 0, false, kAll, Key::Progress_On},
     {"no-progress", 0, false, kAll, Key::Progress_Off},
     {"quiet", 'q', false, kAll, Key::Quiet},
-    {"help", 'h', false, kAll, Key::Help},
+    {"help", 'h', false, kAll | kServe, Key::Help},
+    {"listen", 0, true, kServe, Key::Listen},
+    {"max-size", 0, true, kServe, Key::Max_Size},
+    {"token-file", 0, true, kServe, Key::Token_File},
+    {"queue", 0, true, kServe, Key::Queue},
 };
 
 const char* Command_Name(Command command) {
@@ -60,6 +68,8 @@ const char* Command_Name(Command command) {
       return "extract";
     case Command::Inspect:
       return "inspect";
+    case Command::Serve:
+      return "serve";
   }
   return "";
 }
@@ -72,6 +82,8 @@ unsigned Command_Bit(Command command) {
       return kExtract;
     case Command::Inspect:
       return kInspect;
+    case Command::Serve:
+      return kServe;
   }
   return 0;
 }
@@ -153,6 +165,41 @@ bool Apply(const Option_Entry& entry, const std::string& value, Parsed_Arguments
     case Key::Help:
       *help = true;
       return true;
+    case Key::Listen: {
+      const size_t colon = value.rfind(':');
+      if (colon == std::string::npos || colon == 0 || colon + 1 == value.size() ||
+          value.find_first_not_of("0123456789", colon + 1) != std::string::npos ||
+          strtol(value.c_str() + colon + 1, nullptr, 10) > 65535) {
+        parsed->error = "--listen wants HOST:PORT (e.g. 127.0.0.1:8080, [::1]:0), not \"" + value + "\"";
+        return false;
+      }
+      options.listen = value;
+      return true;
+    }
+    case Key::Max_Size:
+      if (!Parse_Size(value, &options.max_size) || options.max_size == 0) {
+        parsed->error = "--max-size wants a size (e.g. 64M), not \"" + value + "\"";
+        return false;
+      }
+      return true;
+    case Key::Token_File:
+      if (value.empty()) {
+        parsed->error = "--token-file needs a file";
+        return false;
+      }
+      options.token_file = value;
+      return true;
+    case Key::Queue: {
+      char* end = nullptr;
+      errno = 0;
+      long queue = strtol(value.c_str(), &end, 10);
+      if (value.empty() || *end != '\0' || errno != 0 || queue < 0 || queue > 100000) {
+        parsed->error = "--queue wants a whole number from 0 to 100000, not \"" + value + "\"";
+        return false;
+      }
+      options.queue = static_cast<unsigned>(queue);
+      return true;
+    }
   }
   return true;
 }
@@ -233,8 +280,10 @@ Parsed_Arguments Parse_Arguments(const std::vector<std::string>& arguments) {
     parsed.options.command = Command::Extract;
   } else if (first == "inspect") {
     parsed.options.command = Command::Inspect;
+  } else if (first == "serve") {
+    parsed.options.command = Command::Serve;
   } else {
-    parsed.error = "unknown command \"" + first + "\" (commands: check, extract, inspect)";
+    parsed.error = "unknown command \"" + first + "\" (commands: check, extract, inspect, serve)";
     return parsed;
   }
 
@@ -306,6 +355,14 @@ Parsed_Arguments Parse_Arguments(const std::vector<std::string>& arguments) {
     return parsed;
   }
   Options& options = parsed.options;
+  if (options.command == Command::Serve) {
+    if (!options.paths.empty()) {
+      parsed.error = "serve takes no PATH; files come in HTTP requests";
+      return parsed;
+    }
+    parsed.outcome = Parse_Outcome::Run;
+    return parsed;
+  }
   if (options.command == Command::Extract && options.output_dir.empty()) {
     parsed.error = "extract needs --output-dir DIR";
     return parsed;

@@ -28,6 +28,11 @@ struct Options {
   uint64_t memory_limit = 1ull << 30;  // per worker; 0: none
   Progress progress = Progress::Automatic;
   bool quiet = false;
+  // serve
+  std::string listen = "127.0.0.1:8080";  // HOST:PORT; port 0 picks a free one
+  uint64_t max_size = 64ull << 20;        // largest upload
+  std::string token_file;                 // empty: no token asked for
+  unsigned queue = 64;                    // requests that may wait for a worker
 };
 
 enum class Parse_Outcome {

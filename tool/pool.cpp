@@ -2,15 +2,22 @@
 
 #include <fcntl.h>
 #include <poll.h>
+#include <sys/eventfd.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cerrno>
 #include <chrono>
 #include <cmath>
+#include <condition_variable>
+#include <cstdlib>
 #include <cstring>
 #include <deque>
+#include <map>
+#include <mutex>
 #include <string>
+#include <thread>
 
 #include "worker.h"
 
@@ -19,10 +26,6 @@ namespace tool {
 namespace {
 
 typedef std::chrono::steady_clock Clock;
-
-// Jobs handed to one worker ahead of time, so that it never waits for the
-// parent between two files. Only the first of them runs.
-const size_t kJobs_Ahead = 2;
 
 struct Worker {
   pid_t pid = -1;
@@ -84,28 +87,44 @@ std::string Seconds_Text(double seconds) {
   return text;
 }
 
+typedef std::function<Job(size_t index)> Job_Source;
+
 class Pool {
  public:
-  Pool(const std::vector<Job>& jobs, const Pool_Settings& settings, const Job_Prepare& prepare, const Job_Done& on_done)
-      : jobs_(jobs), settings_(settings), prepare_(prepare), on_done_(on_done) {
-    size_t count = settings.workers < 1 ? 1 : settings.workers;
-    if (count > jobs.size()) count = jobs.size();
-    workers_.resize(count);
-    for (size_t i = 0; i < jobs.size(); ++i) pending_.push_back(i);
+  Pool(const Job_Source& job_at, size_t workers, const Pool_Settings& settings, const Job_Prepare& prepare,
+       const Job_Done& on_done)
+      : job_at_(job_at), settings_(settings), prepare_(prepare), on_done_(on_done) {
+    workers_.resize(workers < 1 ? 1 : workers);
   }
 
   ~Pool() { Stop(); }
 
-  bool Run(const std::function<void()>& on_tick) {
+  // Queues a job; it runs after those queued before it.
+  void Add(size_t index) { pending_.push_back(index); }
+
+  // Runs until total jobs have their reports; false when interrupted first.
+  bool Run_Batch(size_t total, const std::function<void()>& on_tick) {
     Clock::time_point next_tick = Clock::now();
-    while (finished_ < jobs_.size()) {
+    while (finished_ < total) {
       if (Interrupted()) return false;
       Hand_Out();
-      if (finished_ == jobs_.size()) break;
-      Wait(&next_tick, on_tick);
+      if (finished_ == total) break;
+      Wait(&next_tick, on_tick, -1);
       Enforce_Deadlines();
     }
     return true;
+  }
+
+  // Runs until stopping is set, taking new jobs with take_new whenever the
+  // wake descriptor (an eventfd) is signalled.
+  void Serve(int wake_descriptor, const std::function<void()>& take_new, const std::atomic<bool>& stopping) {
+    Clock::time_point next_tick = Clock::now();
+    while (!stopping) {
+      take_new();
+      Hand_Out();
+      Wait(&next_tick, nullptr, wake_descriptor);
+      Enforce_Deadlines();
+    }
   }
 
  private:
@@ -124,6 +143,15 @@ class Pool {
       close(to_worker[1]);
       return false;
     }
+    // With worker_program the child runs it at once (a process with threads
+    // may fork safely only to exec): everything it needs is made now.
+    const std::string job_text = std::to_string(to_worker[0]);
+    const std::string result_text = std::to_string(from_worker[1]);
+    const std::string limit_text = std::to_string(settings_.memory_limit);
+    const char* program = settings_.worker_program.empty() ? nullptr : settings_.worker_program.c_str();
+    char* const worker_arguments[] = {const_cast<char*>("invoice-extract"),  const_cast<char*>(kWorker_Argument),
+                                      const_cast<char*>(job_text.c_str()),   const_cast<char*>(result_text.c_str()),
+                                      const_cast<char*>(limit_text.c_str()), nullptr};
     pid_t pid = fork();
     if (pid < 0) {
       *error = strerror(errno);
@@ -131,13 +159,11 @@ class Pool {
       return false;
     }
     if (pid == 0) {
-      // The other workers' pipes must close when the parent closes them.
-      for (const Worker& other : workers_) {
-        if (other.job_descriptor >= 0) close(other.job_descriptor);
-        if (other.result_descriptor >= 0) close(other.result_descriptor);
-      }
-      close(to_worker[1]);
-      close(from_worker[0]);
+      // Only calls that are safe after a fork in a process with threads.
+      sigset_t all;
+      sigfillset(&all);
+      pthread_sigmask(SIG_UNBLOCK, &all, nullptr);
+      signal(SIGTERM, SIG_DFL);
       // No input; stray output goes to standard error, never among the results.
       int null_device = open("/dev/null", O_RDONLY);
       if (null_device >= 0) {
@@ -145,7 +171,12 @@ class Pool {
         close(null_device);
       }
       dup2(2, 1);
-      signal(SIGTERM, SIG_DFL);
+      if (program != nullptr) {
+        fcntl(to_worker[0], F_SETFD, 0);
+        fcntl(from_worker[1], F_SETFD, 0);
+        execv(program, worker_arguments);
+        _exit(127);
+      }
       Worker_Main(to_worker[0], from_worker[1], settings_.memory_limit);
     }
     close(to_worker[0]);
@@ -166,38 +197,45 @@ class Pool {
     return false;
   }
 
+  // Every worker gets a job before any gets a second one ahead.
   void Hand_Out() {
-    for (Worker& worker : workers_) {
-      while (!pending_.empty() && worker.jobs.size() < kJobs_Ahead) {
-        std::string error;
-        if (worker.pid < 0 && !Spawn(&worker, &error)) {
-          // With no worker at all nothing can run: the file gets the reason.
-          if (!Live_Worker()) Fail_Pending("cannot start a worker process: " + error);
-          break;
-        }
-        size_t index = pending_.front();
-        pending_.pop_front();
-        Job job = jobs_[index];
-        const std::string refusal = prepare_ ? prepare_(index, &job) : "";
-        if (!refusal.empty()) {
-          File_Report report;
-          report.status = Status::Error;
-          report.reason = refusal;
-          Complete(index, report, 0);
-          continue;
-        }
-        if (!Write_Frame(worker.job_descriptor, Frame_Type::Job, Encode_Job(job))) {
-          // The worker was gone before it saw the job: not this file's doing.
-          // Its answers still in the pipe are read before it is judged.
-          pending_.push_front(index);
-          if (!End_Worker(&worker, End::Unreachable) && ++lost_workers_ > 3 * workers_.size() + 3) {
-            Fail_Pending("worker processes keep dying between files");
-          }
-          break;
-        }
-        worker.jobs.push_back(index);
-        if (worker.jobs.size() == 1) Start_Next(&worker);
+    const size_t ahead = std::max<size_t>(1, settings_.jobs_ahead);
+    for (size_t depth = 1; depth <= ahead; ++depth) {
+      for (Worker& worker : workers_) Hand_Out_To(&worker, depth);
+    }
+  }
+
+  void Hand_Out_To(Worker* worker_pointer, size_t depth) {
+    Worker& worker = *worker_pointer;
+    while (!pending_.empty() && worker.jobs.size() < depth) {
+      std::string error;
+      if (worker.pid < 0 && !Spawn(&worker, &error)) {
+        // With no worker at all nothing can run: the file gets the reason.
+        if (!Live_Worker()) Fail_Pending("cannot start a worker process: " + error);
+        break;
       }
+      size_t index = pending_.front();
+      pending_.pop_front();
+      Job job = job_at_(index);
+      const std::string refusal = prepare_ ? prepare_(index, &job) : "";
+      if (!refusal.empty()) {
+        File_Report report;
+        report.status = Status::Error;
+        report.reason = refusal;
+        Complete(index, report, 0);
+        continue;
+      }
+      if (!Write_Frame(worker.job_descriptor, Frame_Type::Job, Encode_Job(job))) {
+        // The worker was gone before it saw the job: not this file's doing.
+        // Its answers still in the pipe are read before it is judged.
+        pending_.push_front(index);
+        if (!End_Worker(&worker, End::Unreachable) && ++lost_workers_ > 3 * workers_.size() + 3) {
+          Fail_Pending("worker processes keep dying between files");
+        }
+        break;
+      }
+      worker.jobs.push_back(index);
+      if (worker.jobs.size() == 1) Start_Next(&worker);
     }
   }
 
@@ -235,10 +273,14 @@ class Pool {
     return std::chrono::duration<double>(Clock::now() - worker.started).count();
   }
 
-  void Wait(Clock::time_point* next_tick, const std::function<void()>& on_tick) {
+  void Wait(Clock::time_point* next_tick, const std::function<void()>& on_tick, int wake_descriptor) {
     std::vector<pollfd> watched;
     std::vector<Worker*> owners;
     long wait_ms = -1;
+    if (wake_descriptor >= 0) {
+      watched.push_back(pollfd{wake_descriptor, POLLIN, 0});
+      owners.push_back(nullptr);
+    }
     Clock::time_point now = Clock::now();
     for (Worker& worker : workers_) {
       if (worker.pid < 0) continue;
@@ -259,7 +301,14 @@ class Pool {
     int ready = poll(watched.data(), watched.size(), static_cast<int>(wait_ms));
     if (ready > 0) {
       for (size_t i = 0; i < watched.size(); ++i) {
-        if (watched[i].revents != 0) Read_From(owners[i]);
+        if (watched[i].revents == 0) continue;
+        if (owners[i] == nullptr) {
+          uint64_t count = 0;
+          ssize_t ignored = read(wake_descriptor, &count, sizeof(count));
+          (void)ignored;
+        } else {
+          Read_From(owners[i]);
+        }
       }
     }
     if (settings_.tick_milliseconds > 0 && Clock::now() >= *next_tick) {
@@ -365,6 +414,7 @@ class Pool {
     int status = 0;
     while (waitpid(worker->pid, &status, 0) < 0 && errno == EINTR) {
     }
+    if (settings_.on_worker_end) settings_.on_worker_end();
     bool retired = false;
     if (cause != End::Garbled) {
       // The process is gone: everything it wrote is in the pipe.
@@ -417,7 +467,7 @@ class Pool {
     }
   }
 
-  const std::vector<Job>& jobs_;
+  Job_Source job_at_;
   Pool_Settings settings_;
   Job_Prepare prepare_;
   Job_Done on_done_;
@@ -432,8 +482,103 @@ class Pool {
 bool Run_Jobs(const std::vector<Job>& jobs, const Pool_Settings& settings, const Job_Prepare& prepare,
               const Job_Done& on_done, const std::function<void()>& on_tick) {
   if (jobs.empty()) return true;
-  Pool pool(jobs, settings, prepare, on_done);
-  return pool.Run(on_tick);
+  const size_t workers = std::min<size_t>(settings.workers < 1 ? 1 : settings.workers, jobs.size());
+  Pool pool([&jobs](size_t index) { return jobs[index]; }, workers, settings, prepare, on_done);
+  for (size_t i = 0; i < jobs.size(); ++i) pool.Add(i);
+  return pool.Run_Batch(jobs.size(), on_tick);
 }
+
+struct Job_Service::State {
+  struct Entry {
+    Job job;
+    std::condition_variable ready;  // one a caller: a report wakes only its own
+    bool done = false;
+    File_Report report;
+    double seconds = 0;
+  };
+  Pool_Settings settings;
+  std::mutex mutex;
+  std::deque<size_t> inbox;         // submitted, not yet taken by the pool's thread
+  std::map<size_t, Entry> entries;  // submitted, not yet collected by their caller
+  size_t next_index = 0;
+  std::atomic<size_t> in_flight{0};
+  std::atomic<size_t> worker_ends{0};
+  std::atomic<bool> stopping{false};
+  int wake = -1;
+  std::thread thread;
+};
+
+Job_Service::Job_Service(const Pool_Settings& settings) : state_(new State) {
+  State* state = state_.get();
+  state->settings = settings;
+  state->settings.interrupted = nullptr;
+  state->settings.tick_milliseconds = 0;
+  state->settings.on_worker_end = [state] { ++state->worker_ends; };
+  // Workers start from a fresh image of the program: the service has threads.
+  if (state->settings.worker_program.empty()) state->settings.worker_program = "/proc/self/exe";
+  state->wake = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+  state->thread = std::thread([state] {
+    auto job_at = [state](size_t index) {
+      std::lock_guard<std::mutex> lock(state->mutex);
+      return state->entries.at(index).job;
+    };
+    auto done = [state](size_t index, File_Report& report, double seconds) {
+      std::lock_guard<std::mutex> lock(state->mutex);
+      State::Entry& entry = state->entries.at(index);
+      entry.report = std::move(report);
+      entry.seconds = seconds;
+      entry.done = true;
+      entry.ready.notify_one();
+    };
+    Pool pool(job_at, state->settings.workers, state->settings, nullptr, done);
+    auto take_new = [state, &pool] {
+      std::lock_guard<std::mutex> lock(state->mutex);
+      while (!state->inbox.empty()) {
+        pool.Add(state->inbox.front());
+        state->inbox.pop_front();
+      }
+    };
+    pool.Serve(state->wake, take_new, state->stopping);
+  });
+}
+
+Job_Service::~Job_Service() {
+  State* state = state_.get();
+  state->stopping = true;
+  const uint64_t one = 1;
+  ssize_t ignored = write(state->wake, &one, sizeof(one));
+  (void)ignored;
+  state->thread.join();
+  close(state->wake);
+  // Nobody waits any more once the service goes: its callers have returned.
+}
+
+bool Job_Service::Run(const Job& job, size_t queue_limit, File_Report* report, double* seconds) {
+  State* state = state_.get();
+  size_t index = 0;
+  {
+    std::lock_guard<std::mutex> lock(state->mutex);
+    if (state->in_flight >= state->settings.workers + queue_limit) return false;
+    index = state->next_index++;
+    state->entries[index].job = job;
+    state->inbox.push_back(index);
+    ++state->in_flight;
+  }
+  const uint64_t one = 1;
+  ssize_t ignored = write(state->wake, &one, sizeof(one));
+  (void)ignored;
+  std::unique_lock<std::mutex> lock(state->mutex);
+  State::Entry& entry = state->entries.at(index);
+  entry.ready.wait(lock, [&entry] { return entry.done; });
+  *report = std::move(entry.report);
+  *seconds = entry.seconds;
+  state->entries.erase(index);
+  --state->in_flight;
+  return true;
+}
+
+size_t Job_Service::In_Flight() const { return state_->in_flight; }
+
+size_t Job_Service::Worker_Ends() const { return state_->worker_ends; }
 
 }  // namespace tool

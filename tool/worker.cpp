@@ -1,6 +1,7 @@
 #include "worker.h"
 
 #include <cxxabi.h>
+#include <dirent.h>
 #include <exempi/xmp.h>
 #include <fcntl.h>
 #include <signal.h>
@@ -15,6 +16,7 @@
 #include <new>
 #include <string>
 #include <typeinfo>
+#include <vector>
 
 #include "examine.h"
 #include "explain.h"
@@ -108,6 +110,22 @@ void Explain(const Job& job, File_Report* report) {
   if (job.any_flavour) report->other_flavour = Other_Flavour_Invoice(report->inspection);
 }
 
+// Closes every descriptor but the standard ones and the two pipes.
+void Close_Inherited(int keep_job, int keep_result) {
+  DIR* folder = opendir("/proc/self/fd");
+  if (folder == nullptr) return;
+  std::vector<int> descriptors;
+  while (dirent* entry = readdir(folder)) {
+    if (entry->d_name[0] < '0' || entry->d_name[0] > '9') continue;
+    const int descriptor = atoi(entry->d_name);
+    if (descriptor > 2 && descriptor != keep_job && descriptor != keep_result && descriptor != dirfd(folder)) {
+      descriptors.push_back(descriptor);
+    }
+  }
+  closedir(folder);
+  for (int descriptor : descriptors) close(descriptor);
+}
+
 }  // namespace
 
 void Note_Allocation_Failure() {
@@ -158,6 +176,8 @@ void Run_Job(const Job& job, File_Report* report, const std::function<void(const
       }
       break;
     }
+    case Command::Serve:
+      break;
     case Command::Inspect: {
       Run_Inspection(job, report, nullptr);
       publish(*report);
@@ -175,6 +195,7 @@ void Run_Job(const Job& job, File_Report* report, const std::function<void(const
 
 [[noreturn]] void Worker_Main(int job_descriptor, int result_descriptor_in, uint64_t memory_limit) {
   result_descriptor = result_descriptor_in;
+  Close_Inherited(job_descriptor, result_descriptor);
   Allocation_Notice();
   signal(SIGINT, SIG_IGN);  // the parent decides what an interruption ends
   signal(SIGPIPE, SIG_IGN);

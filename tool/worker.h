@@ -19,11 +19,16 @@ namespace tool {
 void Run_Job(const Job& job, File_Report* report, const std::function<void(const File_Report&)>& publish);
 
 // The worker's loop: reads jobs from job_descriptor until it closes, answers
-// on result_descriptor. Address space is limited to what the process has
+// on result_descriptor. Every other descriptor but the standard ones is
+// closed first (a worker holds no connection of the service). Address space is limited to what the process has
 // mapped at start plus memory_limit bytes (0: no limit). Leaves with _exit:
 // at end of input, and after a file that threw or ran out of memory, so that
 // no state of that file outlives it.
 [[noreturn]] void Worker_Main(int job_descriptor, int result_descriptor, uint64_t memory_limit);
+
+// invoice-extract --worker JOB_FD RESULT_FD MEMORY_LIMIT: a worker started
+// by exec (Pool_Settings::worker_program); main calls Worker_Main with these.
+constexpr const char* kWorker_Argument = "--worker";
 
 // Called by the allocation hooks when an allocation fails: tells the parent
 // at once, so that a worker that dies afterwards counts as out of memory.

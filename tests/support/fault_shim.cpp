@@ -8,10 +8,14 @@
 //   exit-*    leaves at once with _exit(7)
 //   throw-*   throws std::runtime_error out of fopen, through the library
 //   oom-*     allocates until an allocation fails under the worker's memory
-//             limit, frees it all and throws std::bad_alloc; the worker
-//             answers out-of-memory and retires
+//             limit, frees it all and throws std::bad_alloc, as operator new
+//             would; the worker answers out-of-memory and retires
 //   retire-*  as oom-*, but only once the parent sits in the preparation of
 //             the next job (see below)
+//
+// A file whose content starts with "%fault-shim: " and one of these words
+// (say "%fault-shim: hang") acts the same whatever its name: the service
+// names its uploads itself.
 //
 // Any other file is opened as usual, as are files opened for writing.
 //
@@ -81,18 +85,12 @@ char Process_State(const std::string& pid) {
   struct rlimit space;
   std::vector<void*> blocks;
   if (getrlimit(RLIMIT_AS, &space) == 0 && space.rlim_cur != RLIM_INFINITY) {
-    // Through operator new, so that the worker's new handler sees it fail.
-    for (;;) {
-      void* block = nullptr;
-      try {
-        block = ::operator new(16u << 20);
-      } catch (const std::bad_alloc&) {
-      }
-      if (block == nullptr) break;
-      blocks.push_back(block);
-    }
+    // With malloc, which gives null under the limit also in a build with
+    // AddressSanitizer (allocator_may_return_null=1); its operator new
+    // reports and dies instead.
+    while (void* block = malloc(16u << 20)) blocks.push_back(block);
   }
-  for (void* block : blocks) ::operator delete(block);
+  for (void* block : blocks) free(block);
   throw std::bad_alloc();
 }
 
@@ -110,8 +108,22 @@ void Retire_Once_The_Parent_Waits() {
 // Acts on a file opened for reading; returns only for files without a marker.
 // (The exported calls open their input with fopen; the tool's inspection
 // opens it with open, which is left alone.)
+// The marker in the first bytes of the file, as a name prefix ("hang-"), or
+// the file's name.
+std::string Marked_Name(const char* path) {
+  const int descriptor = open(path, O_RDONLY | O_CLOEXEC);
+  if (descriptor < 0) return Base_Name(path);
+  char head[40] = {};
+  const ssize_t got = read(descriptor, head, sizeof(head) - 1);
+  close(descriptor);
+  const char kMarker[] = "%fault-shim: ";
+  if (got <= 0 || strncmp(head, kMarker, sizeof(kMarker) - 1) != 0) return Base_Name(path);
+  std::string word = head + sizeof(kMarker) - 1;
+  return word.substr(0, word.find_first_of("\r\n ")) + "-";
+}
+
 void Act_On(const char* path) {
-  const std::string name = Base_Name(path);
+  const std::string name = Marked_Name(path);
   if (Starts_With(name, "hang-")) {
     for (;;) pause();
   }

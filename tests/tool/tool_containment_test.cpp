@@ -61,7 +61,7 @@ TEST_F(Tool_Containment, OneWorkerSurvivesEveryFaultAndTheRestOfTheBatchIsRight)
   // and the file queued behind the fault goes to the replacement.
   const std::vector<Batch_Entry> batch = {
       {"good-1.pdf", "ok", ZUGF_RESULT_INVOICE, ""},
-      {"hang-2.pdf", "timeout", 0, "no answer within 2 s; the worker was killed"},
+      {"hang-2.pdf", "timeout", 0, "no answer within 3 s; the worker was killed"},
       {"good-3.pdf", "ok", ZUGF_RESULT_INVOICE, ""},
       {"crash-4.pdf", "crashed", 0, "the worker was killed by SIGABRT (it aborted)"},
       {"factur-x-5.pdf", "ok", ZUGF_RESULT_NOT_INVOICE, ""},
@@ -74,12 +74,12 @@ TEST_F(Tool_Containment, OneWorkerSurvivesEveryFaultAndTheRestOfTheBatchIsRight)
       {"good-11.pdf", "ok", ZUGF_RESULT_INVOICE, ""},
   };
   Program_Run run = Run_Tool_With_Faults(
-      With_Batch({"check", "--json", "--jobs", "1", "--timeout", "2", "--memory-limit", "256M"}, batch), folder_);
+      With_Batch({"check", "--json", "--jobs", "1", "--timeout", "3", "--memory-limit", "256M"}, batch), folder_);
   EXPECT_EQ(run.exit_status, 3) << run.err;
   Expect_Batch(run, batch);
   std::vector<Json_Value> lines = Json_Lines(run.out);
   ASSERT_GE(lines.size(), 2u);
-  EXPECT_GE(lines[1].Find("seconds")->number, 2.0);
+  EXPECT_GE(lines[1].Find("seconds")->number, 3.0);
 }
 
 TEST_F(Tool_Containment, TheLastAnswerOfARetiringWorkerIsReadWhenItsNextJobCannotBeWritten) {
@@ -107,13 +107,13 @@ TEST_F(Tool_Containment, HumanLinesNameEachFault) {
   const std::string oom = Write("oom-3.pdf", Invoice_Build_Pdf({}));
   const std::string good = Write("good.pdf", Invoice_Build_Pdf({}));
   Program_Run run = Run_Tool_With_Faults(
-      {"check", "--timeout", "1", "--jobs", "2", "--memory-limit", "256M", hang, thrown, oom, good}, folder_);
+      {"check", "--timeout", "3", "--jobs", "2", "--memory-limit", "256M", hang, thrown, oom, good}, folder_);
   EXPECT_EQ(run.exit_status, 3);
   std::vector<std::string> lines;
   std::istringstream text(run.out);
   for (std::string line; std::getline(text, line);) lines.push_back(line);
   ASSERT_EQ(lines.size(), 4u) << run.out;
-  EXPECT_EQ(lines[0], hang + ": timeout (no answer within 1 s; the worker was killed)");
+  EXPECT_EQ(lines[0], hang + ": timeout (no answer within 3 s; the worker was killed)");
   EXPECT_EQ(lines[1].find(thrown + ": crashed (std::runtime_error thrown through the library's entry point"), 0u)
       << lines[1];
   EXPECT_EQ(lines[2].find(oom + ": out of memory (an allocation failed under the memory limit"), 0u) << lines[2];
