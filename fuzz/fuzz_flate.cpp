@@ -12,7 +12,6 @@
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   Fuzz_Allocator allocator;
   allocator.byte_ceiling = UINT64_MAX;
-  allocator.block_ceiling = UINT64_MAX;
   PDF_Memory memory = Fuzz_Memory(&allocator);
   uint8_t* output = nullptr;
   uint64_t length = 0;

@@ -14,7 +14,6 @@
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   Fuzz_Allocator allocator;
   allocator.byte_ceiling = UINT64_MAX;
-  allocator.block_ceiling = UINT64_MAX;
   PDF_Memory memory = Fuzz_Memory(&allocator);
   // A copy of exactly the input's size, so that a read behind it shows.
   std::vector<uint8_t> input(data, data + size);

@@ -2,16 +2,11 @@
 // level (0 to 4), the rest is read as a sequence of values, each copied and
 // deleted again. A stream value has its data loaded and decoded.
 //
-// Nesting has no depth limit in the parser; the block ceiling of the
-// allocator bounds it (each level of an array or dictionary holds a block),
-// and the parse runs on a thread whose stack holds that depth.
-//
 // From tolerance level 2 a dictionary that can't read a value skips to the
 // next "/" or ">", which lies inside the failed value when that was a nested
 // dictionary. The parser remembers the positions that failed, so this costs
 // a re-read per level, not a doubling (the regression input
-// tolerant-nested-dictionaries-exponential once took hours); the read budget
-// of the input is the general bound on any walk.
+// tolerant-nested-dictionaries-exponential once took hours).
 #include <cstdint>
 #include <vector>
 
@@ -27,7 +22,6 @@ namespace {
 
 void Parse(const uint8_t* data, size_t size) {
   Fuzz_Allocator allocator;
-  allocator.block_ceiling = 20000;
   PDF_Memory memory = Fuzz_Memory(&allocator);
   PDF_File* file = nullptr;
   if (PDF_File_New(&file, &memory, nullptr) != 0) return;
@@ -35,7 +29,7 @@ void Parse(const uint8_t* data, size_t size) {
   file->tolerant = file->tolerance_level >= 4;
 
   std::vector<uint8_t> bytes(data + 1, data + size);
-  Fuzz_Input input{bytes.data(), bytes.size(), Fuzz_Read_Budget(size)};
+  Fuzz_Input input{bytes.data(), bytes.size()};
   PDF_Read_Data* reader = nullptr;
   if (PDF_Read_Data_Create(&reader, &memory, Fuzz_Read, &input, nullptr) == 0) {
     uint64_t position = 0;
@@ -66,6 +60,6 @@ void Parse(const uint8_t* data, size_t size) {
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   if (size < 1) return 0;
-  Fuzz_Run_With_Large_Stack([&] { Parse(data, size); });
+  Parse(data, size);
   return 0;
 }

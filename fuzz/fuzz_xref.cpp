@@ -16,7 +16,7 @@ namespace {
 void Walk(const uint8_t* data, size_t size) {
   Fuzz_Allocator allocator;
   PDF_Memory memory = Fuzz_Memory(&allocator);
-  Fuzz_Input input{data + 1, size - 1, Fuzz_Read_Budget(size)};
+  Fuzz_Input input{data + 1, size - 1};
   PDF_Read_Data* reader = nullptr;
   if (PDF_Read_Data_Create(&reader, &memory, Fuzz_Read, &input, nullptr) != 0) return;
   PDF_File* file = nullptr;
@@ -42,6 +42,6 @@ void Walk(const uint8_t* data, size_t size) {
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   if (size < 1) return 0;
-  Fuzz_Run_With_Large_Stack([&] { Walk(data, size); });
+  Walk(data, size);
   return 0;
 }

@@ -75,8 +75,8 @@
  *     calls read only the objects that the answer needs.
  *   ZUGF_RESULT_OUT_OF_MEMORY (-12)
  *     Memory ran out, at open or during extraction. A retry with more memory
- *     free may succeed; a file that gives this again and again is likely a
- *     compression bomb (see HOSTILE INPUT below).
+ *     free may succeed; a file that gives this again and again is likely
+ *     hostile (see LIMITS ON HOSTILE INPUT below).
  *   ZUGF_RESULT_CANNOT_DECODE (-20)
  *     Extract only: the invoice is genuine (the check gives 0), but its XML
  *     is stored with a compression this library does not decode. No output
@@ -112,39 +112,47 @@
  * - Paths are narrow, NUL-terminated byte strings handed to fopen() unchanged:
  *   no character set is assumed or converted, no "~" is expanded, and a
  *   relative path is taken from the current working directory.
- * - File positions are cut to 32 bits when the library seeks, and so are the
- *   "Prev" positions of the cross-reference chain and the lengths handed to
- *   the Flate decoder. A PDF of 4 GiB (4,294,967,296 bytes) or more is read at
- *   the wrong places, and its result means nothing.
+ * - File positions are 64-bit: files of 4 GiB and more are read at the places
+ *   their offsets name.
  *
- * HOSTILE INPUT: HAZARDS KEPT BY DESIGN
+ * LIMITS ON HOSTILE INPUT
  *
- * The library trusts the structure of the file more than a parser of hostile
- * input should. These behaviours are deliberate and stay in version 1:
+ * Both calls are safe on any file, from any source: every input gets a result
+ * code, in bounded time and memory, in the calling process, and no C++
+ * exception ever leaves a call. Real files stay far below each limit; a file
+ * over one gets the code that a damaged file gets at the same place:
  *
- * - Endless loop. A cross-reference chain whose "Prev" entries lead back to a
- *   section already read is followed for ever: the call never returns.
- * - Stack overflow. Arrays and dictionaries nested inside each other, and the
- *   tree of embedded-file names (which may even refer back to itself), are
- *   walked by plain recursion with no depth limit. A deep enough nest or a
- *   cycle in that tree overflows the stack and kills the process.
- * - Memory exhaustion. Flate-compressed streams are decoded with no ceiling
- *   other than a failed allocation, and each growth decodes again from the
- *   start. A small compression bomb can take all of the process's memory and
- *   much time before the call returns -12, and under memory overcommit the
- *   system may kill the process first.
- * - C++ exception through the C entry point. XMP metadata whose
- *   pdfaid:conformance property is present but empty makes both calls throw
- *   std::out_of_range. A C program cannot catch it and is aborted; a C++
- *   program that must survive such files wraps each call in try/catch.
+ * - Cross-reference chain: each section is read once. A "Prev" (or "XRefStm")
+ *   that leads back to a section already read ends the chain there, as a
+ *   "Prev" of 0 would; what the sections read define is the file.
+ * - Other walks that could come back to where they were (the tree of
+ *   embedded-file names, chains of references, a stream whose Length leads
+ *   back into itself, object streams held in each other) visit each place
+ *   once; a reference back into a value being read finds no value there.
+ * - Nesting: 256 levels. Arrays and dictionaries inside each other, the
+ *   nodes of the embedded-file name tree, and the objects whose reading
+ *   another needs. A deeper value is damaged and gets the code of damage
+ *   where it stands: a dictionary skips it like any damaged entry and reads
+ *   on; an array or object that holds it is unreadable, which gives
+ *   ZUGF_RESULT_BAD_INPUT (-10) where the open needs it, ZUGF_RESULT_NOT_PDFA3
+ *   (-1) in the metadata, ZUGF_RESULT_NO_INVOICE_FILE (-3) in the name tree
+ *   and ZUGF_RESULT_EXTRACT_FAILED (-11) where extraction reads it.
+ * - Decoded size of one stream: 64 MiB (Flate and LZW decode incrementally
+ *   and stop there). A larger stream is damaged: extraction gives
+ *   ZUGF_RESULT_EXTRACT_FAILED (-11), metadata reads as absent
+ *   (ZUGF_RESULT_NOT_PDFA3, -1).
+ * - Stated length of one stream: a Length above 64 MiB must be backed by the
+ *   file; one that runs past its end is refused before any memory is set
+ *   aside: ZUGF_RESULT_OUT_OF_MEMORY (-12) at extraction.
+ * - Metadata: an empty or unknown pdfaid:conformance, like any unknown PDF/A
+ *   level, gives ZUGF_RESULT_NOT_PDFA3 (-1).
+ * - Memory that runs out anyway (std::bad_alloc included) gives
+ *   ZUGF_RESULT_OUT_OF_MEMORY (-12) at open and extraction, and the code of
+ *   the step otherwise; any other exception from below is that step's failure.
  *
- * Files from strangers (mail attachments, uploads, anything from the network)
- * must therefore not be passed to these calls inside a process that matters.
- * Run the invoice-extract command-line tool, or a child process of your own
- * that makes the call, with a time limit and a memory limit (for example
- * setrlimit RLIMIT_AS and RLIMIT_CPU, or timeout(1) and prlimit(1)), and
- * treat a child that is killed, aborts or runs out of time as an unusable
- * file.
+ * So a long-lived process (a server, a mail filter) may call the library
+ * directly. A time or memory limit of its own (the invoice-extract tool keeps
+ * one per file) stays a sound defence in depth, not a requirement.
  */
 #ifndef INVOICE_EXTRACT_H
 #define INVOICE_EXTRACT_H

@@ -3,8 +3,7 @@
 // files, and the head of a ZUGFeRD 1.0 invoice XML. It makes no decision; the
 // verdict stays with the exported calls.
 //
-// The library's hazards on hostile input (an endless Prev chain, deep nesting)
-// reach this code too: it runs in a worker process like the verdict.
+// It runs in a worker process like the verdict, as a defence in depth.
 #ifndef INVOICE_EXTRACT_TOOL_EXAMINE_H
 #define INVOICE_EXTRACT_TOOL_EXAMINE_H
 

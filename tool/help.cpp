@@ -83,11 +83,11 @@ With --json each file gets one JSON object on one line, with at least these memb
 At the end a summary line on standard error counts the files by verdict and status. While files are processed, a progress bar on standard error shows how many are done, when standard error is a terminal.
 
 # CONTAINMENT
-The library keeps, by design, hazards that a single hostile file can trigger: a cross-reference chain whose Prev entries form a cycle is followed for ever, deeply nested arrays or a cycle in the Kids of the embedded-file tree exhaust the stack, an empty pdfaid:conformance makes the exported calls throw a C++ exception, and a Flate bomb can take all memory. So every file is processed in a worker process, with the time limit of --timeout and the memory limit of --memory-limit, and nothing that one file does can stop the others:
+The library bounds every call itself on hostile input (a cross-reference chain is read once, nesting and a stream's decoded size have limits, no exception leaves a call), so a hostile file gets a plain verdict. As a defence in depth every file is still processed in a worker process, with the time limit of --timeout and the memory limit of --memory-limit, and nothing that one file does can stop the others:
 * timeout
 The file took longer than --timeout. The worker is killed and replaced.
 * crashed
-The worker died (for example by SIGSEGV on a stack overflow), or the exported call threw instead of returning. A file with an empty pdfaid:conformance is reported this way: the call throws std::out_of_range, which a C caller cannot catch and which would abort it; the worker catches it, reports the exception, and is replaced, so that nothing of that call outlives it. The reason names the signal or the exception.
+The worker died (for example by SIGSEGV), or the exported call threw instead of returning; the worker catches an exception, reports it, and is replaced, so that nothing of that call outlives it. The reason names the signal or the exception.
 * out-of-memory
 An allocation failed under --memory-limit, whether the library then returned -12, carried on with another code, or the worker died. The worker is replaced.
 * error
@@ -122,7 +122,7 @@ $ invoice-extract serve --jobs 4 &
 $ curl -F file=@invoice.pdf http://127.0.0.1:8080/v1/check
 
 # SEE ALSO
-The library's header invoice_extract.h, which explains each result code and the hazards kept on hostile input.
+The library's header invoice_extract.h, which explains each result code and the limits on hostile input.
 )MANUAL";
 
 // Words of text filled into lines of at most width columns after indent.

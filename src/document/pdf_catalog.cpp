@@ -9,6 +9,8 @@
 #include "reader/pdf_file.h"
 #include "reader/pdf_trailer.h"
 #include "reader/pdf_xref_table.h"
+#include "runtime/pdf_limits.h"
+#include "runtime/pdf_seen_set.h"
 #include "text/pdf_text.h"
 
 PDF_Dictionary* PDF_Catalog_Get_Dictionary(PDF_Object* catalog) {
@@ -57,24 +59,28 @@ PDF_Object* PDF_Names_Find_Embedded_File(PDF_Dictionary* names, const char* name
 // entry compared with the name, linearly in array order, so a name held only
 // in UF or only as the key is not found, and the first F that matches wins.
 // Which attachment an invoice check finds depends on exactly this.
-PDF_Object* PDF_Name_Tree_Find(PDF_Dictionary* node, const char* name) {
-  if (node == nullptr) return nullptr;
-  uint64_t length = PDF_Text_Length(name);
+// Each node is searched once: a node met again, through a Kids entry that
+// leads back up the tree or to a node already searched, can hold no match
+// that the first search missed, and is passed over. A node deeper than the
+// nesting limit is damaged: nothing is found below it.
+static PDF_Object* Find_In_Node(PDF_Dictionary* node, const char* name, uint64_t length, PDF_Seen_Set* seen,
+                                uint32_t depth) {
+  if (node == nullptr || depth >= PDF_NESTING_LIMIT) return nullptr;
+  if (!PDF_Seen_Set_Add(seen, reinterpret_cast<uintptr_t>(node))) return nullptr;
   PDF_Data_Object* kids_value = PDF_Dictionary_Find_Value(node, "Kids");
   if (kids_value != nullptr) {
     // Kept: Kids makes the node inner whatever else it holds; a Names array
     // beside it is never searched.
-    // Kept: no guard against cycles and no depth limit: a Kids entry that
-    // leads back to its own node recurses until the stack is exhausted.
     PDF_Array* kids = static_cast<PDF_Array*>(PDF_Data_Object_Get_Typed_Value(kids_value, PDF_Data_Type_Array));
     if (kids == nullptr) return nullptr;
-    for (uint32_t i = 0; i < PDF_Array_Get_Count(kids); ++i) {
-      PDF_Dictionary* kid = static_cast<PDF_Dictionary*>(
-          PDF_Data_Object_Get_Typed_Value(PDF_Array_Get_Value(kids, i), PDF_Data_Type_Dictionary));
-      // Kept: a kid that isn't a dictionary ends the whole search with
-      // nothing found; the kids after it are not visited.
+    for (PDF_Array_Element* element = kids->first; element != nullptr; element = element->next) {
+      PDF_Dictionary* kid =
+          static_cast<PDF_Dictionary*>(PDF_Data_Object_Get_Typed_Value(element->value, PDF_Data_Type_Dictionary));
+      // Kept: a kid that isn't a dictionary ends the search of this node
+      // with nothing found; the kids after it are not visited.
       if (kid == nullptr) return nullptr;
-      PDF_Object* found = PDF_Name_Tree_Find(kid, name);
+      if (PDF_Seen_Set_Has(seen, reinterpret_cast<uintptr_t>(kid))) continue;
+      PDF_Object* found = Find_In_Node(kid, name, length, seen, depth + 1);
       if (found != nullptr) return found;
     }
     return nullptr;
@@ -82,11 +88,12 @@ PDF_Object* PDF_Name_Tree_Find(PDF_Dictionary* node, const char* name) {
   PDF_Array* pairs = static_cast<PDF_Array*>(
       PDF_Data_Object_Get_Typed_Value(PDF_Dictionary_Find_Value(node, "Names"), PDF_Data_Type_Array));
   if (pairs == nullptr) return nullptr;
-  for (uint32_t i = 0;; i += 2) {
-    if (PDF_Data_Object_Get_Direct_Value(PDF_Array_Get_Value(pairs, i), PDF_Data_Type_String) == nullptr) {
-      return nullptr;
-    }
-    PDF_Data_Object* value = PDF_Array_Get_Value(pairs, i + 1);
+  for (PDF_Array_Element* key = pairs->first; key != nullptr;) {
+    // A key that is no string, or a key without a value, ends the walk.
+    if (PDF_Data_Object_Get_Direct_Value(key->value, PDF_Data_Type_String) == nullptr) return nullptr;
+    PDF_Array_Element* value_element = key->next;
+    if (value_element == nullptr) return nullptr;
+    PDF_Data_Object* value = value_element->value;
     PDF_Object_Reference* reference =
         static_cast<PDF_Object_Reference*>(PDF_Data_Object_Get_Direct_Value(value, PDF_Data_Type_Reference));
     if (reference == nullptr) return nullptr;
@@ -102,5 +109,15 @@ PDF_Object* PDF_Name_Tree_Find(PDF_Dictionary* node, const char* name) {
     if (PDF_String_Compare(file_name, reinterpret_cast<const uint8_t*>(name), 1, length) == 0) {
       return PDF_Object_Reference_Get_Object(reference);
     }
+    key = value_element->next;
   }
+  return nullptr;
+}
+
+PDF_Object* PDF_Name_Tree_Find(PDF_Dictionary* node, const char* name) {
+  if (node == nullptr) return nullptr;
+  PDF_Seen_Set seen = {nullptr, 0, 0, 0};
+  PDF_Object* found = Find_In_Node(node, name, PDF_Text_Length(name), &seen, 0);
+  PDF_Seen_Set_Release(&seen);
+  return found;
 }

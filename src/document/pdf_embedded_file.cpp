@@ -211,6 +211,9 @@ PDF_Result PDF_File_Get_Embedded_File_Info(PDF_File* file, uint32_t id, PDF_Embe
   if (named == nullptr) named = PDF_Body_Find_Object(file->second_xref_table, 0, id);
   result = Load_Embedded_Objects(file, named, object);
   if (result != PDF_RESULT_OK) return result;
+  // A length that the file can't back is refused here, before the caller
+  // sets aside memory for it.
+  if (!PDF_Stream_Length_Is_Backed(stream)) return PDF_RESULT_OUT_OF_MEMORY;
   out_info->length = PDF_Stream_Get_Length(stream);
   out_info->reference_count = PDF_Object_Get_Reference_Count(object);
   uint32_t count = 0;

@@ -1,6 +1,7 @@
 #include "front/zugf_callbacks.h"
 
 #include <sys/mman.h>
+#include <sys/types.h>
 
 #include <cstdlib>
 #include <cstring>
@@ -15,12 +16,12 @@ int32_t ZUGF_Free_Callback(void* block, void*) {
   return PDF_RESULT_OK;
 }
 
-// Kept: the seek offset of a read is cut to 32 bits, as a 32-bit long would
-// hold it, so offsets from 2 GiB on wrap or turn negative and fail. Both read
-// callbacks must give the same counts for such offsets.
-static long Seek_Offset(uint64_t offset) {
-  return static_cast<long>(static_cast<int32_t>(static_cast<uint32_t>(offset)));
-}
+// Positions are 64-bit throughout, so that a file of 4 GiB or more is read
+// where its offsets say. An offset beyond the largest signed 64-bit value
+// turns negative and the seek fails, in both read callbacks alike.
+static_assert(sizeof(off_t) == 8, "file positions must be 64-bit");
+
+static off_t Seek_Offset(uint64_t offset) { return static_cast<off_t>(offset); }
 
 uint64_t ZUGF_Read_Callback(void* buffer, uint32_t mode, uint64_t offset, uint64_t size, const char* path,
                             void* stream) {
@@ -32,12 +33,12 @@ uint64_t ZUGF_Read_Callback(void* buffer, uint32_t mode, uint64_t offset, uint64
   }
   if (file == nullptr) return 0;
 
-  long seek_offset = Seek_Offset(offset);
+  off_t seek_offset = Seek_Offset(offset);
   int seek_failed = 0;
   if (mode == 1) {
-    seek_failed = fseek(file, seek_offset, SEEK_SET);
+    seek_failed = fseeko(file, seek_offset, SEEK_SET);
   } else if (mode == 2) {
-    seek_failed = fseek(file, seek_offset, SEEK_END);
+    seek_failed = fseeko(file, seek_offset, SEEK_END);
   }
   // Kept: a stream opened above stays open when the seek fails. The leak is
   // the callback's documented behaviour, and tests count the descriptors.
@@ -90,7 +91,7 @@ ZUGF_Input_Block* Block(ZUGF_Input* input, uint64_t number) {
   block->last_use = 0;  // until it holds the new block's bytes
   block->number = ~0ull;
   uint64_t start = number * ZUGF_INPUT_BLOCK;
-  if (fseek(input->stream, static_cast<long>(start), SEEK_SET) != 0) return nullptr;
+  if (fseeko(input->stream, static_cast<off_t>(start), SEEK_SET) != 0) return nullptr;
   uint64_t length = fread(block->bytes, 1, ZUGF_INPUT_BLOCK, input->stream);
   if (ferror(input->stream)) return nullptr;
   if (length < ZUGF_INPUT_BLOCK) Bound_End(input, start + length);
@@ -110,7 +111,7 @@ bool Serve(ZUGF_Input* input, void* buffer, uint64_t target, uint64_t size, uint
   if (size > ZUGF_INPUT_BLOCK) {
     // Large reads go straight into the caller's buffer.
     if (input->end_known && target >= input->end_bound) return true;
-    if (fseek(input->stream, static_cast<long>(target), SEEK_SET) != 0) return false;
+    if (fseeko(input->stream, static_cast<off_t>(target), SEEK_SET) != 0) return false;
     *count = fread(buffer, 1, size, input->stream);
     if (ferror(input->stream)) return false;
     if (*count < size) Bound_End(input, target + *count);
@@ -145,7 +146,7 @@ uint64_t ZUGF_Read_Input_Callback(void* buffer, uint32_t mode, uint64_t offset, 
   // request holds whole. (Its bytes are null once the blocks are given up.)
   if (mode == 1 && path == nullptr && input != nullptr && buffer != nullptr && size != 0) {
     const ZUGF_Input_Block* block = &input->blocks[input->last_slot];
-    long seek_offset = Seek_Offset(offset);
+    off_t seek_offset = Seek_Offset(offset);
     uint64_t inside = static_cast<uint64_t>(seek_offset) - block->start;
     if (seek_offset >= 0 && block->bytes != nullptr && static_cast<uint64_t>(seek_offset) >= block->start &&
         inside < block->length && size <= block->length - inside) {
@@ -174,7 +175,7 @@ uint64_t Read_Input(void* buffer, uint32_t mode, uint64_t offset, uint64_t size,
 
   uint64_t target = 0;
   if (mode == 1) {
-    long seek_offset = Seek_Offset(offset);
+    off_t seek_offset = Seek_Offset(offset);
     if (seek_offset < 0) return 0;  // fseek refuses a negative offset and the position stays
     target = static_cast<uint64_t>(seek_offset);
   } else if (mode == 2 || !input->position_known) {
@@ -191,7 +192,7 @@ uint64_t Read_Input(void* buffer, uint32_t mode, uint64_t offset, uint64_t size,
     // from the position the stream would have had.
     Go_Plain(input);
     if (mode == 1) return ZUGF_Read_Callback(buffer, mode, offset, size, nullptr, input->stream);
-    if (fseek(input->stream, static_cast<long>(target), SEEK_SET) != 0) return 0;
+    if (fseeko(input->stream, static_cast<off_t>(target), SEEK_SET) != 0) return 0;
     return fread(buffer, 1, size, input->stream);
   }
   input->position = target + count;

@@ -41,7 +41,7 @@ struct ZUGF_Input {
 };
 
 // ZUGF_Read_Callback over the input's stream, served from the blocks. Counts,
-// failures, the 32-bit offset cut, mode 2 and the path argument are those of
+// failures, the 64-bit offsets, mode 2 and the path argument are those of
 // ZUGF_Read_Callback on the same stream.
 uint64_t ZUGF_Read_Input_Callback(void* buffer, uint32_t mode, uint64_t offset, uint64_t size, const char* path,
                                   void* input);

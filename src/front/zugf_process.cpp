@@ -2,6 +2,7 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <new>
 
 #include "document/pdf_document.h"
 #include "document/pdf_embedded_file.h"
@@ -108,29 +109,79 @@ PDF_Result ZUGF_Write_Invoice_File(const char* xml_path, ZUGF_Context* context) 
   return PDF_RESULT_OK;
 }
 
-// The checks, and the extraction when asked for (to the file at xml_path, or
-// into invoice), after the open that gave open_result; then the clean-up.
-static int32_t Process(ZUGF_Context* context, PDF_Result open_result, const char* xml_path, ZUGF_Invoice* invoice) {
+namespace {
+
+// The stages of a call, for the code that an exception at each one gives.
+enum Stage { STAGE_LEVEL, STAGE_IDENTIFY, STAGE_EXTRACT };
+
+// The checks, and the extraction when asked for, after a successful open.
+int32_t Run_Steps(ZUGF_Context* context, const char* xml_path, ZUGF_Invoice* invoice, Stage* stage) {
   uint32_t part = 0;
   char conformance = 0;
-  int32_t result = ZUGF_OK;
-  PDF_Result library_result = open_result;
-  if (library_result != PDF_RESULT_OK) {
-    result = ZUGF_Map_Open_Result(library_result);
-  } else if (PDF_Document_Get_Pdfa_Level(context->document, &part, &conformance, nullptr) != PDF_RESULT_OK) {
+  *stage = STAGE_LEVEL;
+  if (PDF_Document_Get_Pdfa_Level(context->document, &part, &conformance, nullptr) != PDF_RESULT_OK) {
     // Kept: any failure of the level query is -1, whatever its code, even
     // -7; it never goes through the tables, so a caller sees "not PDF/A-3"
     // and never -10, -11 or -12 from this step.
-    result = ZUGF_NOT_PDFA3;
+    return ZUGF_NOT_PDFA3;
+  }
+  *stage = STAGE_IDENTIFY;
+  int32_t result = ZUGF_Identify_Invoice(context, &part);
+  if (result != ZUGF_OK || (xml_path == nullptr && invoice == nullptr)) return result;
+  *stage = STAGE_EXTRACT;
+  PDF_Result library_result = PDF_Document_Decode_Embedded_File(context->document, context->invoice_object_id);
+  if (library_result == PDF_RESULT_OK) {
+    library_result =
+        invoice != nullptr ? ZUGF_Read_Invoice(context, invoice) : ZUGF_Write_Invoice_File(xml_path, context);
+  }
+  return ZUGF_Map_Extract_Result(library_result);
+}
+
+// What an exception that a stage let through gives: out of memory as such at
+// extraction, anything else as that stage's failure.
+int32_t Exception_Result(Stage stage, bool out_of_memory) {
+  switch (stage) {
+    case STAGE_LEVEL:
+      return ZUGF_NOT_PDFA3;
+    case STAGE_IDENTIFY:
+      return ZUGF_NOT_INVOICE;
+    default:
+      return out_of_memory ? ZUGF_OUT_OF_MEMORY : ZUGF_EXTRACTION_FAILED;
+  }
+}
+
+// An open through open, with an exception that it lets through taken as a
+// library code: no memory, or an input that can't be used.
+template <typename Open>
+PDF_Result Open_Guarded(Open open) {
+  try {
+    return open();
+  } catch (const std::bad_alloc&) {
+    return PDF_RESULT_OUT_OF_MEMORY;
+  } catch (...) {
+    return PDF_RESULT_UNREADABLE;
+  }
+}
+
+}  // namespace
+
+// The checks, and the extraction when asked for (to the file at xml_path, or
+// into invoice), after the open that gave open_result; then the clean-up.
+// No C++ exception leaves an exported call: one that got through the library
+// is the failure of the stage where it arose, and the clean-up runs all the
+// same.
+static int32_t Process(ZUGF_Context* context, PDF_Result open_result, const char* xml_path, ZUGF_Invoice* invoice) {
+  int32_t result = ZUGF_OK;
+  if (open_result != PDF_RESULT_OK) {
+    result = ZUGF_Map_Open_Result(open_result);
   } else {
-    result = ZUGF_Identify_Invoice(context, &part);
-    if (result == ZUGF_OK && (xml_path != nullptr || invoice != nullptr)) {
-      library_result = PDF_Document_Decode_Embedded_File(context->document, context->invoice_object_id);
-      if (library_result == PDF_RESULT_OK) {
-        library_result =
-            invoice != nullptr ? ZUGF_Read_Invoice(context, invoice) : ZUGF_Write_Invoice_File(xml_path, context);
-      }
-      result = ZUGF_Map_Extract_Result(library_result);
+    Stage stage = STAGE_LEVEL;
+    try {
+      result = Run_Steps(context, xml_path, invoice, &stage);
+    } catch (const std::bad_alloc&) {
+      result = Exception_Result(stage, true);
+    } catch (...) {
+      result = Exception_Result(stage, false);
     }
   }
 
@@ -158,7 +209,7 @@ int32_t ZUGF_Process_File(const char* pdf_path, const char* xml_path) {
   ZUGF_Context context;
   memset(&context, 0, sizeof(context));
   if (pdf_path == nullptr) return ZUGF_INPUT_UNUSABLE;
-  return Process(&context, ZUGF_Open_Document(pdf_path, &context), xml_path, nullptr);
+  return Process(&context, Open_Guarded([&] { return ZUGF_Open_Document(pdf_path, &context); }), xml_path, nullptr);
 }
 
 int32_t ZUGF_Process_Buffer(const void* data, uint64_t size, ZUGF_Invoice* invoice) {
@@ -172,7 +223,7 @@ int32_t ZUGF_Process_Buffer(const void* data, uint64_t size, ZUGF_Invoice* invoi
   ZUGF_Memory memory = {static_cast<const uint8_t*>(data), size, 0};
   context.input_file = ZUGF_Open_Memory(&memory);
   if (context.input_file == nullptr) return ZUGF_OUT_OF_MEMORY;
-  return Process(&context, ZUGF_Open_Stream(&context), nullptr, invoice);
+  return Process(&context, Open_Guarded([&] { return ZUGF_Open_Stream(&context); }), nullptr, invoice);
 }
 
 extern "C" int32_t ZUGF_Check_Zugferd(const char* pdf_path) { return ZUGF_Process_File(pdf_path, nullptr); }

@@ -1,4 +1,5 @@
 #include "objects/pdf_array.h"
+#include "runtime/pdf_limits.h"
 #include "runtime/pdf_memory.h"
 #include "runtime/pdf_message.h"
 
@@ -222,8 +223,7 @@ uint64_t PDF_Array_Read(PDF_Array** out_array, PDF_File* file, PDF_Read_Data* re
       return total + end;
     }
     PDF_Data_Object* value = nullptr;
-    // Kept: no depth counter; nested arrays recurse here and only the stack
-    // bounds them.
+    // Nested values recurse here; the value parser bounds the depth.
     uint64_t count = PDF_Data_Object_Read(&value, file, reader, position + total);
     if (count == 0) break;  // one unreadable element fails the whole array
     total += count;
@@ -260,8 +260,18 @@ PDF_Result PDF_Array_Copy(PDF_Array** out_array, PDF_File* file, PDF_Array* sour
   return PDF_RESULT_OK;
 }
 
+static PDF_Result Decrypt_Elements(PDF_Array* array, PDF_File* file, PDF_Object* container);
+
 PDF_Result PDF_Array_Decrypt(PDF_Array* array, PDF_File* file, PDF_Object* container) {
   if (array == nullptr || file == nullptr) return PDF_RESULT_INVALID_ARGUMENT;
+  if (file->nesting_depth >= PDF_NESTING_LIMIT) return PDF_RESULT_OBJECT_UNREADABLE;
+  file->nesting_depth += 1;
+  PDF_Result result = Decrypt_Elements(array, file, container);
+  file->nesting_depth -= 1;
+  return result;
+}
+
+static PDF_Result Decrypt_Elements(PDF_Array* array, PDF_File* file, PDF_Object* container) {
   for (PDF_Array_Element* element = array->first; element != nullptr; element = element->next) {
     PDF_Data_Object* value = element->value;
     PDF_Result result = PDF_RESULT_OK;

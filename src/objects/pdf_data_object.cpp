@@ -13,6 +13,7 @@
 #include "objects/pdf_string.h"
 #include "reader/pdf_file.h"
 #include "reader/pdf_read_data.h"
+#include "runtime/pdf_limits.h"
 
 static bool Is_Valid_Tag(int32_t type) { return type >= PDF_Data_Type_Null && type <= PDF_Data_Type_Stream; }
 
@@ -145,6 +146,9 @@ PDF_Result PDF_Data_Object_Delete(PDF_Data_Object** holder, PDF_File* file, uint
   return PDF_Memory_Free(file->memory, holder);
 }
 
+static PDF_Result Copy_Value(PDF_Data_Object* source, PDF_File* file, bool copy_targets, int32_t copy_mode,
+                             void** out_value);
+
 PDF_Result PDF_Data_Object_Copy(PDF_Data_Object** out_object, PDF_File* file, PDF_Data_Object* source,
                                 bool copy_targets, int32_t copy_mode) {
   if (out_object == nullptr) return PDF_RESULT_INVALID_ARGUMENT;
@@ -152,6 +156,23 @@ PDF_Result PDF_Data_Object_Copy(PDF_Data_Object** out_object, PDF_File* file, PD
   if (source == nullptr) return PDF_RESULT_INVALID_ARGUMENT;
   if (!Is_Valid_Tag(source->type)) return PDF_RESULT_BAD_TYPE_TAG;
   if (source->type == PDF_Data_Type_Null) return PDF_Data_Object_Create(out_object, file, PDF_Data_Type_Null, nullptr);
+  if (file == nullptr) return PDF_RESULT_INVALID_ARGUMENT;
+  if (file->nesting_depth >= PDF_NESTING_LIMIT) return PDF_RESULT_OBJECT_UNREADABLE;
+  file->nesting_depth += 1;
+  void* value = nullptr;
+  PDF_Result result = Copy_Value(source, file, copy_targets, copy_mode, &value);
+  file->nesting_depth -= 1;
+  if (result != PDF_RESULT_OK) return result;
+  result = PDF_Data_Object_Create(out_object, file, source->type, value);
+  if (result != PDF_RESULT_OK) {
+    PDF_Data_Object_Delete_Value(source->type, &value, file, PDF_DELETE_MODE_RELEASE);
+  }
+  return result;
+}
+
+// The value of a variant of tag 2 to 9, copied by tag.
+static PDF_Result Copy_Value(PDF_Data_Object* source, PDF_File* file, bool copy_targets, int32_t copy_mode,
+                             void** out_value) {
   void* value = nullptr;
   PDF_Result result = PDF_RESULT_OK;
   switch (source->type) {
@@ -190,11 +211,7 @@ PDF_Result PDF_Data_Object_Copy(PDF_Data_Object** out_object, PDF_File* file, PD
     default:
       break;
   }
-  if (result != PDF_RESULT_OK) return result;
-  result = PDF_Data_Object_Create(out_object, file, source->type, value);
-  if (result != PDF_RESULT_OK) {
-    PDF_Data_Object_Delete_Value(source->type, &value, file, PDF_DELETE_MODE_RELEASE);
-  }
+  *out_value = value;
   return result;
 }
 
@@ -216,18 +233,27 @@ PDF_Result PDF_Data_Object_Decrypt(PDF_Data_Object* object, PDF_File* file, PDF_
 
 PDF_Result PDF_Data_Object_Load_All(PDF_Data_Object* object, PDF_File* file) {
   if (object == nullptr || file == nullptr) return PDF_RESULT_INVALID_ARGUMENT;
+  if (file->nesting_depth >= PDF_NESTING_LIMIT) return PDF_RESULT_OBJECT_UNREADABLE;
+  file->nesting_depth += 1;
+  PDF_Result result = PDF_RESULT_OK;
   switch (object->type) {
     case PDF_Data_Type_Reference:
-      return PDF_Object_Reference_Load_All(static_cast<PDF_Object_Reference*>(object->value));
+      result = PDF_Object_Reference_Load_All(static_cast<PDF_Object_Reference*>(object->value));
+      break;
     case PDF_Data_Type_Array:
-      return PDF_Array_Load_All(static_cast<PDF_Array*>(object->value), file);
+      result = PDF_Array_Load_All(static_cast<PDF_Array*>(object->value), file);
+      break;
     case PDF_Data_Type_Dictionary:
-      return PDF_Dictionary_Load_All(static_cast<PDF_Dictionary*>(object->value), file);
+      result = PDF_Dictionary_Load_All(static_cast<PDF_Dictionary*>(object->value), file);
+      break;
     case PDF_Data_Type_Stream:
-      return PDF_Stream_Load_All(static_cast<PDF_Stream*>(object->value));
+      result = PDF_Stream_Load_All(static_cast<PDF_Stream*>(object->value));
+      break;
     default:
-      return PDF_RESULT_OK;
+      break;
   }
+  file->nesting_depth -= 1;
+  return result;
 }
 
 // Wraps a value read by one of the readers; on failure the value is deleted
@@ -239,11 +265,21 @@ static uint64_t Wrap(PDF_Data_Object** out_object, PDF_File* file, int32_t type,
   return 0;
 }
 
+static uint64_t Read_Value(PDF_Data_Object** out_object, PDF_File* file, PDF_Read_Data* reader, uint64_t position);
+
 uint64_t PDF_Data_Object_Read(PDF_Data_Object** out_object, PDF_File* file, PDF_Read_Data* reader, uint64_t position) {
   if (out_object == nullptr) return PDF_READ_INVALID_ARGUMENT;
   *out_object = nullptr;
   if (file == nullptr || reader == nullptr) return 0;
+  // A value nested deeper than the limit is damaged: no value is there.
+  if (file->nesting_depth >= PDF_NESTING_LIMIT) return 0;
+  file->nesting_depth += 1;
+  uint64_t count = Read_Value(out_object, file, reader, position);
+  file->nesting_depth -= 1;
+  return count;
+}
 
+static uint64_t Read_Value(PDF_Data_Object** out_object, PDF_File* file, PDF_Read_Data* reader, uint64_t position) {
   // Every reader begins at the first byte that is neither white space nor
   // part of a comment (the string reader passes white space alone, and so
   // fails where a comment stands first). A reader that can't accept that
@@ -318,14 +354,28 @@ uint64_t PDF_Data_Object_Read(PDF_Data_Object** out_object, PDF_File* file, PDF_
 }
 
 PDF_Data_Object* PDF_Data_Object_Resolve(PDF_Data_Object* object) {
-  if (object == nullptr || object->type != PDF_Data_Type_Reference) return object;
-  PDF_Object* target = PDF_Object_Reference_Get_Object(static_cast<PDF_Object_Reference*>(object->value));
-  PDF_Data_Object* value = PDF_Object_Get_Value(target);
-  if (target == nullptr || value == nullptr) return nullptr;
-  if (value->type != PDF_Data_Type_Reference) return value;
-  if (PDF_Object_Get_Resolving(target)) return value;  // the chain closed on itself
-  PDF_Object_Set_Resolving(target, true);
-  PDF_Data_Object* result = PDF_Data_Object_Resolve(value);
-  PDF_Object_Set_Resolving(target, false);
+  // Each object on the way is marked while the chain is followed, and a
+  // marked one met again means that the chain closed on itself. The walk is a
+  // loop, so a long chain costs no stack; the marks are cleared afterwards by
+  // following the same steps again.
+  PDF_Data_Object* result = object;
+  uint64_t marked = 0;
+  while (result != nullptr && result->type == PDF_Data_Type_Reference) {
+    PDF_Object* target = PDF_Object_Reference_Get_Object(static_cast<PDF_Object_Reference*>(result->value));
+    PDF_Data_Object* value = PDF_Object_Get_Value(target);
+    if (target == nullptr || value == nullptr) {
+      result = nullptr;
+      break;
+    }
+    result = value;
+    if (value->type != PDF_Data_Type_Reference || PDF_Object_Get_Resolving(target)) break;
+    PDF_Object_Set_Resolving(target, true);
+    marked += 1;
+  }
+  for (PDF_Data_Object* at = object; marked != 0; --marked) {
+    PDF_Object* target = static_cast<PDF_Object_Reference*>(at->value)->target;
+    PDF_Object_Set_Resolving(target, false);
+    at = target->value;
+  }
   return result;
 }

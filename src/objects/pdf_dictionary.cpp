@@ -1,4 +1,5 @@
 #include "objects/pdf_dictionary.h"
+#include "runtime/pdf_limits.h"
 #include "runtime/pdf_memory.h"
 #include "runtime/pdf_message.h"
 
@@ -417,8 +418,7 @@ static uint64_t Read_Dictionary(PDF_Dictionary** out_dictionary, PDF_File* file,
     if (count == 0) break;  // a key that isn't a name fails at every level
     total += count;
     PDF_Data_Object* value = nullptr;
-    // Kept: no depth counter; nested values recurse here and only the stack
-    // bounds them.
+    // Nested values recurse here; the value parser bounds the depth.
     count = PDF_Data_Object_Read(&value, file, reader, position + total);
     if (count != 0) {
       total += count;
@@ -494,8 +494,18 @@ PDF_Result PDF_Dictionary_Copy(PDF_Dictionary** out_dictionary, PDF_File* file, 
   return PDF_RESULT_OK;
 }
 
+static PDF_Result Decrypt_Entries(PDF_Dictionary* dictionary, PDF_File* file, PDF_Object* container);
+
 PDF_Result PDF_Dictionary_Decrypt(PDF_Dictionary* dictionary, PDF_File* file, PDF_Object* container) {
   if (dictionary == nullptr) return PDF_RESULT_INVALID_ARGUMENT;
+  if (file != nullptr && file->nesting_depth >= PDF_NESTING_LIMIT) return PDF_RESULT_OBJECT_UNREADABLE;
+  if (file != nullptr) file->nesting_depth += 1;
+  PDF_Result result = Decrypt_Entries(dictionary, file, container);
+  if (file != nullptr) file->nesting_depth -= 1;
+  return result;
+}
+
+static PDF_Result Decrypt_Entries(PDF_Dictionary* dictionary, PDF_File* file, PDF_Object* container) {
   for (PDF_Dictionary_Entry* entry = dictionary->first; entry != nullptr; entry = entry->next) {
     PDF_Data_Object* value = entry->value;
     PDF_Result result = PDF_RESULT_OK;

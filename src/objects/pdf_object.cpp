@@ -2,8 +2,11 @@
 #include "runtime/pdf_memory.h"
 #include "runtime/pdf_message.h"
 
+#include <cstdlib>
+
 #include "objects/pdf_dictionary.h"
 #include "objects/pdf_name.h"
+#include "objects/pdf_object_reference.h"
 #include "objects/pdf_stream.h"
 #include "reader/pdf_file.h"
 #include "reader/pdf_read_data.h"
@@ -117,9 +120,15 @@ PDF_Result PDF_Object_Read_From_Buffer(PDF_Object* object, PDF_File* file, const
 PDF_Result PDF_Object_Load(PDF_Object* object) {
   if (object == nullptr) return PDF_RESULT_INVALID_ARGUMENT;
   if (object->source_reader == nullptr) return PDF_RESULT_OK;
+  // A reference that leads back into the body being parsed (a stream whose
+  // Length is the stream itself) finds the body unreadable, as it still is.
+  if (object->loading) return PDF_RESULT_BAD_TRAILER;
   PDF_File* file = object->source_file;
   PDF_Data_Object* value = nullptr;
-  if (PDF_Data_Object_Read(&value, file, object->source_reader, object->source_position) == 0 || value == nullptr) {
+  object->loading = 1;
+  uint64_t count = PDF_Data_Object_Read(&value, file, object->source_reader, object->source_position);
+  object->loading = 0;
+  if (count == 0 || value == nullptr) {
     return PDF_RESULT_BAD_TRAILER;  // -100: the body is unreadable; the object stays pending
   }
   object->value = value;
@@ -142,17 +151,67 @@ PDF_Result PDF_Object_Load(PDF_Object* object) {
   return PDF_RESULT_OK;
 }
 
+// The objects whose values a Load_All walk has reached and still has to
+// visit. Values are visited by recursion, which their nesting bounds; the
+// step from one object to the next goes through this list instead, so that a
+// long chain of objects that refer on to the next costs no stack.
+struct PDF_Object_Walk {
+  PDF_Object** objects;
+  uint64_t count;
+  uint64_t capacity;
+};
+
+static PDF_Result Walk_Push(PDF_Object_Walk* walk, PDF_Object* object) {
+  if (walk->count == walk->capacity) {
+    uint64_t capacity = walk->capacity == 0 ? 64 : 2 * walk->capacity;
+    // NOLINTNEXTLINE(bugprone-sizeof-expression): an array of pointers
+    void* grown = realloc(walk->objects, capacity * sizeof(*walk->objects));
+    if (grown == nullptr) return PDF_RESULT_OUT_OF_MEMORY;
+    walk->objects = static_cast<PDF_Object**>(grown);
+    walk->capacity = capacity;
+  }
+  walk->objects[walk->count] = object;
+  walk->count += 1;
+  return PDF_RESULT_OK;
+}
+
+// Visits the value of a loaded object, and the values of every object that
+// the visit reaches, unless a walk is already under way: then the object
+// joins that walk's list.
+static PDF_Result Walk_Value(PDF_Object* object, PDF_File* file) {
+  if (file->object_walk != nullptr) return Walk_Push(file->object_walk, object);
+  PDF_Object_Walk walk = {nullptr, 0, 0};
+  file->object_walk = &walk;
+  PDF_Result result = PDF_Data_Object_Load_All(object->value, file);
+  while (result == PDF_RESULT_OK && walk.count != 0) {
+    walk.count -= 1;
+    result = PDF_Data_Object_Load_All(walk.objects[walk.count]->value, file);
+  }
+  // After a failure the objects not yet visited read as not traversed, as
+  // they would had the walk never reached them.
+  for (uint64_t i = 0; i < walk.count; ++i) walk.objects[i]->traversed = 0;
+  free(walk.objects);
+  file->object_walk = nullptr;
+  return result;
+}
+
 PDF_Result PDF_Object_Load_All(PDF_Object* object, PDF_File* file) {
-  if (object == nullptr) return PDF_RESULT_INVALID_ARGUMENT;
-  if (object->traversed) return PDF_RESULT_OK;
-  PDF_Result result = PDF_Object_Load(object);
-  if (result != PDF_RESULT_OK) return result;
-  object->traversed = 1;
-  if (object->value == nullptr) return PDF_RESULT_OK;
-  // Kept: the walk recurses through values and references with no depth
-  // limit; the traversed flag stops cycles, not depth, so a long enough chain
-  // of objects that refer on to the next exhausts the stack.
-  return PDF_Data_Object_Load_All(object->value, file);
+  if (object == nullptr || file == nullptr) return PDF_RESULT_INVALID_ARGUMENT;
+  // A chain of objects whose values are references to the next is followed
+  // in place, so that a missing object at its end is the failure of the
+  // first one, as the reference to it would report.
+  for (;;) {
+    if (object->traversed) return PDF_RESULT_OK;
+    PDF_Result result = PDF_Object_Load(object);
+    if (result != PDF_RESULT_OK) return result;
+    object->traversed = 1;
+    if (object->value == nullptr) return PDF_RESULT_OK;
+    if (object->value->type != PDF_Data_Type_Reference) return Walk_Value(object, file);
+    PDF_Object_Reference* reference = static_cast<PDF_Object_Reference*>(object->value->value);
+    result = PDF_Object_Reference_Bind(reference);
+    if (result != PDF_RESULT_OK) return result;
+    object = reference->target;
+  }
 }
 
 PDF_Data_Object* PDF_Object_Get_Value(PDF_Object* object) {

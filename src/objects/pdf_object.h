@@ -29,6 +29,7 @@ struct PDF_Object {
   PDF_Read_Data* source_reader;  // set while pending; not owned
   uint64_t source_position;      // start of the body while pending; 1 once loaded
   PDF_File* source_file;         // set while pending
+  uint8_t loading;               // set while the body is parsed: a reference back into it finds no value
 };
 
 PDF_Result PDF_Object_Create(PDF_Object** out_object, PDF_File* file, PDF_Data_Object* value, uint64_t number,

@@ -5,6 +5,7 @@
 #include "reader/pdf_file.h"
 #include "reader/pdf_read_data.h"
 #include "reader/pdf_xref_table.h"
+#include "runtime/pdf_limits.h"
 #include "runtime/pdf_memory.h"
 #include "runtime/pdf_message.h"
 
@@ -99,9 +100,12 @@ PDF_Result PDF_Object_Reference_Delete(PDF_Object_Reference** holder, PDF_File* 
   if (target != nullptr && delete_mode != PDF_DELETE_MODE_KEEP) {
     PDF_Object_Release(target);
     // In mode 2 a target nobody points at any more is withdrawn, unless it
-    // comes from a file that has not been read through completely.
+    // comes from a file that has not been read through completely. Withdrawal
+    // goes on through the target's own references: past the nesting limit
+    // the target is left to the table, which releases it with the file.
     if (delete_mode == PDF_DELETE_MODE_WITHDRAW && target->reference_count == 0 &&
-        (!PDF_Object_Is_From_File(target) || file->all_objects_read)) {
+        (!PDF_Object_Is_From_File(target) || file->all_objects_read) && file->nesting_depth < PDF_NESTING_LIMIT) {
+      file->nesting_depth += 1;
       int32_t number = PDF_Object_Get_Number(target);
       result = PDF_RESULT_OBJECT_MISSING;
       if (number != 0 && PDF_Body_Has_Number(file->xref_table, static_cast<uint32_t>(number))) {
@@ -109,6 +113,7 @@ PDF_Result PDF_Object_Reference_Delete(PDF_Object_Reference** holder, PDF_File* 
       }
       // Not held by the table: the object has no other owner.
       if (result == PDF_RESULT_OBJECT_MISSING) result = PDF_Object_Delete(&target, file, PDF_DELETE_MODE_WITHDRAW);
+      file->nesting_depth -= 1;
     }
   }
   PDF_Result released = PDF_Memory_Free(file->memory, holder);

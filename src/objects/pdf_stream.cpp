@@ -12,6 +12,7 @@
 #include "objects/pdf_stream_decode.h"
 #include "reader/pdf_file.h"
 #include "reader/pdf_read_data.h"
+#include "runtime/pdf_limits.h"
 #include "runtime/pdf_memory.h"
 #include "runtime/pdf_message.h"
 #include "text/pdf_text.h"
@@ -145,11 +146,19 @@ uint64_t PDF_Stream_Read(PDF_Stream** out_stream, PDF_Dictionary** out_dictionar
   if (PDF_Data_Object_Get_Type(value) != PDF_Data_Type_Number) {
     return static_cast<uint64_t>(static_cast<int64_t>(PDF_RESULT_BAD_LENGTH_VALUE));
   }
-  // Kept: truncated to 32 bits and sign-extended, as at the load. Nothing
+  // A 64-bit length, as at the load; a negative one turns huge. Nothing
   // looks for "endstream": Length alone says where the data ends.
-  stream->length =
-      static_cast<uint64_t>(static_cast<int64_t>(PDF_Number_Get_Integer(static_cast<PDF_Number*>(value->value))));
+  stream->length = static_cast<uint64_t>(PDF_Number_Get_Long(static_cast<PDF_Number*>(value->value)));
   return count;
+}
+
+bool PDF_Stream_Length_Is_Backed(PDF_Stream* stream) {
+  if (stream == nullptr || stream->data != nullptr || stream->reader == nullptr) return true;
+  if (stream->length <= PDF_STATED_LENGTH_LIMIT) return true;
+  uint64_t last = stream->position + stream->length - 1;
+  if (last < stream->position) return false;  // beyond every position
+  uint8_t byte = 0;
+  return PDF_Read_Data_Read(stream->reader, &byte, last, 1) == 1;
 }
 
 PDF_Result PDF_Stream_Read_Raw(PDF_Stream* stream, void* buffer) {
@@ -162,6 +171,7 @@ PDF_Result PDF_Stream_Read_Raw(PDF_Stream* stream, void* buffer) {
   }
   if (stream->reader == nullptr) return PDF_RESULT_OBJECT_UNREADABLE;
   if (stream->file == nullptr) return PDF_RESULT_INVALID_ARGUMENT;
+  if (!PDF_Stream_Length_Is_Backed(stream)) return PDF_RESULT_OUT_OF_MEMORY;
   uint64_t count = PDF_Read_Data_Read(stream->reader, buffer, stream->position, stream->length);
   // Kept: from level 3 a short read succeeds, and the caller's buffer holds
   // only part of the data, the rest as the caller left it.
@@ -181,11 +191,10 @@ static PDF_Result Read_Length(PDF_Stream* stream) {
   }
   if (value->type != PDF_Data_Type_Number) return PDF_RESULT_BAD_LENGTH_VALUE;
   if (value->value == nullptr) return PDF_RESULT_BAD_LENGTH_OR_FILTER;
-  // Kept: truncated to a signed 32-bit integer and sign-extended, so a
-  // Length of -1 becomes a huge length and the load fails with -7 rather
-  // than with a complaint about the value.
-  stream->length =
-      static_cast<uint64_t>(static_cast<int64_t>(PDF_Number_Get_Integer(static_cast<PDF_Number*>(value->value))));
+  // Kept: taken as a signed 64-bit integer, so a Length of -1 becomes a huge
+  // length and the load fails with -7 rather than with a complaint about the
+  // value.
+  stream->length = static_cast<uint64_t>(PDF_Number_Get_Long(static_cast<PDF_Number*>(value->value)));
   return PDF_RESULT_OK;
 }
 
@@ -198,6 +207,7 @@ PDF_Result PDF_Stream_Load(PDF_Stream* stream) {
   }
   if (stream->length != 0) {
     if (stream->reader == nullptr) return PDF_RESULT_UNREADABLE;
+    if (!PDF_Stream_Length_Is_Backed(stream)) return PDF_RESULT_OUT_OF_MEMORY;
     stream->data = static_cast<uint8_t*>(PDF_Memory_Alloc(stream->file->memory, stream->length));
     if (stream->data == nullptr) return PDF_RESULT_OUT_OF_MEMORY;
     uint64_t arrived = 0;

@@ -36,6 +36,11 @@ uint64_t PDF_Stream_Read(PDF_Stream** out_stream, PDF_Dictionary** out_dictionar
 PDF_Result PDF_Stream_Load(PDF_Stream* stream);
 // Copies the stored bytes (length of them) into the caller's buffer; a stream
 // on file stays on file.
+// Whether the input can hold the data that Length states: always for data
+// in memory and for a Length up to PDF_STATED_LENGTH_LIMIT; a longer one
+// only when its last byte is there. Reading or loading an unbacked stream
+// gives -7 before anything is allocated.
+bool PDF_Stream_Length_Is_Backed(PDF_Stream* stream);
 PDF_Result PDF_Stream_Read_Raw(PDF_Stream* stream, void* buffer);
 PDF_Result PDF_Stream_Load_All(PDF_Stream* stream);
 // A deep copy, always in memory form.

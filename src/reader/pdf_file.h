@@ -16,6 +16,7 @@ struct PDF_Header;
 struct PDF_Key;
 struct PDF_Metadata_Cache;
 struct PDF_Object_Stream_Cache;
+struct PDF_Object_Walk;
 struct PDF_Read_Data;
 
 // Tolerance levels: each names the lowest level at which a kind of damage is
@@ -56,6 +57,8 @@ struct PDF_File {
   PDF_Object_Stream_Cache* object_streams;       // pairs of the object streams read so far; owned, may be null
   uint32_t dictionary_depth;                     // dictionary reads under way, nested
   PDF_Dictionary_Failures* dictionary_failures;  // positions that failed in the outermost read under way; may be null
+  uint32_t nesting_depth;                        // nested values, parses and walks under way (PDF_NESTING_LIMIT)
+  PDF_Object_Walk* object_walk;                  // objects whose values a Load_All walk has still to visit; may be null
 };
 
 PDF_Result PDF_File_New(PDF_File** out_file, PDF_Memory* memory, PDF_Message* message);

@@ -11,6 +11,7 @@
 #include "reader/pdf_file.h"
 #include "reader/pdf_read_data.h"
 #include "reader/pdf_xref_table.h"
+#include "runtime/pdf_limits.h"
 
 namespace {
 
@@ -228,9 +229,13 @@ PDF_Result PDF_Xref_Entry_Load_Compressed(PDF_Xref_Entry* entry) {
     if (result != PDF_RESULT_OK) return result;
   }
   // While it loads the entry reads as free, so that a chain of containers
-  // that leads back to it finds nothing instead of recursing for ever.
+  // that leads back to it finds nothing instead of recursing for ever. A
+  // chain of containers each held in the next one counts as nesting.
+  if (file->nesting_depth >= PDF_NESTING_LIMIT) return PDF_RESULT_OBJECT_UNREADABLE;
   entry->type = 'f';
+  file->nesting_depth += 1;
   PDF_Result result = Load_From_Container(entry, file);
+  file->nesting_depth -= 1;
   if (result != PDF_RESULT_OK) {
     entry->type = 'c';
     return result;

@@ -1,4 +1,5 @@
 #include "reader/pdf_trailer.h"
+#include "runtime/pdf_limits.h"
 #include "runtime/pdf_memory.h"
 #include "runtime/pdf_message.h"
 
@@ -51,16 +52,16 @@ PDF_Data_Object* PDF_Trailer_Get_Root(PDF_Trailer* trailer) {
   return PDF_Dictionary_Find_Value(PDF_Trailer_Get_Dictionary(trailer), "Root");
 }
 
-uint32_t PDF_Trailer_Get_Prev(PDF_Trailer* trailer) {
+uint64_t PDF_Trailer_Get_Prev(PDF_Trailer* trailer) {
   PDF_Number* prev = static_cast<PDF_Number*>(PDF_Data_Object_Get_Direct_Value(
       PDF_Dictionary_Find_Value(PDF_Trailer_Get_Dictionary(trailer), "Prev"), PDF_Data_Type_Number));
-  return static_cast<uint32_t>(static_cast<uint64_t>(PDF_Number_Get_Long(prev)));
+  return static_cast<uint64_t>(PDF_Number_Get_Long(prev));
 }
 
-int32_t PDF_Trailer_Get_XRefStm(PDF_Trailer* trailer) {
+int64_t PDF_Trailer_Get_XRefStm(PDF_Trailer* trailer) {
   PDF_Number* offset = static_cast<PDF_Number*>(PDF_Data_Object_Get_Direct_Value(
       PDF_Dictionary_Find_Value(PDF_Trailer_Get_Dictionary(trailer), "XRefStm"), PDF_Data_Type_Number));
-  return PDF_Number_Get_Integer(offset);
+  return PDF_Number_Get_Long(offset);
 }
 
 PDF_Result PDF_Trailer_Clear_Prev(PDF_Trailer* trailer, PDF_File* file) {
@@ -83,7 +84,10 @@ PDF_Result PDF_Trailer_Set_Root(PDF_Trailer* trailer, PDF_File* file, PDF_Object
 PDF_Dictionary* PDF_Trailer_Get_Encrypt(PDF_Trailer* trailer, PDF_File*) {
   PDF_Data_Object* value = PDF_Dictionary_Find_Value(PDF_Trailer_Get_Dictionary(trailer), "Encrypt");
   PDF_Object* last = nullptr;
-  while (PDF_Data_Object_Get_Type(value) == PDF_Data_Type_Reference) {
+  // A chain of references longer than the nesting limit, as one that comes
+  // back on itself, leads to no dictionary.
+  for (uint32_t steps = 0; PDF_Data_Object_Get_Type(value) == PDF_Data_Type_Reference; ++steps) {
+    if (steps == PDF_NESTING_LIMIT) return nullptr;
     PDF_Object* target =
         PDF_Object_Reference_Get_Object(static_cast<PDF_Object_Reference*>(PDF_Data_Object_Get_Value(value)));
     if (target == nullptr) return nullptr;

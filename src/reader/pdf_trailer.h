@@ -30,10 +30,10 @@ uint64_t PDF_Trailer_Read(PDF_Trailer** out_trailer, PDF_File* file, PDF_Read_Da
 
 PDF_Dictionary* PDF_Trailer_Get_Dictionary(PDF_Trailer* trailer);
 PDF_Data_Object* PDF_Trailer_Get_Root(PDF_Trailer* trailer);
-// Low 32 bits of the value; 0 when it is no number.
-uint32_t PDF_Trailer_Get_Prev(PDF_Trailer* trailer);
-// As a signed 32-bit integer; 0 when it is no number.
-int32_t PDF_Trailer_Get_XRefStm(PDF_Trailer* trailer);
+// The whole 64-bit offset; 0 when it is no number.
+uint64_t PDF_Trailer_Get_Prev(PDF_Trailer* trailer);
+// As a signed 64-bit integer; 0 when it is no number.
+int64_t PDF_Trailer_Get_XRefStm(PDF_Trailer* trailer);
 PDF_Result PDF_Trailer_Clear_Prev(PDF_Trailer* trailer, PDF_File* file);
 PDF_Result PDF_Trailer_Clear_XRefStm(PDF_Trailer* trailer, PDF_File* file);
 // Stores a reference to the object under Root.

@@ -12,6 +12,7 @@
 #include "reader/pdf_xref_section.h"
 #include "reader/pdf_xref_stream.h"
 #include "reader/pdf_xref_table.h"
+#include "runtime/pdf_seen_set.h"
 
 namespace {
 
@@ -19,7 +20,7 @@ namespace {
 // Without a trailer yet, the stream's dictionary makes one. A Prev of the
 // stream's dictionary is stored through prev when that is given.
 PDF_Result Merge_Stream(PDF_Xref_Table* table, PDF_Trailer** trailer, PDF_File* file, PDF_Read_Data* reader,
-                        uint64_t offset, uint32_t* prev) {
+                        uint64_t offset, uint64_t* prev) {
   PDF_Object* object = nullptr;
   uint64_t used = PDF_Object_Read(&object, file, reader, offset);
   PDF_Result result = PDF_RESULT_BAD_TRAILER;
@@ -34,7 +35,7 @@ PDF_Result Merge_Stream(PDF_Xref_Table* table, PDF_Trailer** trailer, PDF_File* 
       if (result == PDF_RESULT_OK && prev != nullptr) {
         PDF_Data_Object* value = PDF_Stream_Find_Value(stream, "Prev");
         if (value != nullptr) {
-          *prev = static_cast<uint32_t>(PDF_Number_Get_Integer(
+          *prev = static_cast<uint64_t>(PDF_Number_Get_Long(
               static_cast<PDF_Number*>(PDF_Data_Object_Get_Direct_Value(value, PDF_Data_Type_Number))));
         }
       }
@@ -62,6 +63,14 @@ PDF_Result PDF_File_Read_Xref_Chain(PDF_Body** out_body, PDF_File* file, PDF_Rea
   PDF_Trailer* trailer = nullptr;
   bool stream_read = false;
   uint64_t stream_offset = 0;
+  // Every section read is noted by its position: a Prev that leads back to
+  // one of them ends the chain there, as a Prev of 0 would, and an XRefStm
+  // already merged is not merged again.
+  PDF_Seen_Set sections = {nullptr, 0, 0, 0};
+  if (!PDF_Seen_Set_Add(&sections, position)) {
+    PDF_Xref_Table_Delete(&table, file);
+    return PDF_RESULT_OUT_OF_MEMORY;
+  }
 
   // The newest section: a classic table with its trailer, or a stream.
   uint64_t keyword = PDF_Xref_Table_Match_Keyword(table, reader, position);
@@ -72,9 +81,9 @@ PDF_Result PDF_File_Read_Xref_Chain(PDF_Body** out_body, PDF_File* file, PDF_Rea
     } else if (PDF_Trailer_Read(&trailer, file, reader, position + keyword + used) == 0) {
       result = PDF_RESULT_BAD_TRAILER;
     } else {
-      int32_t xref_stream = PDF_Trailer_Get_XRefStm(trailer);
+      int64_t xref_stream = PDF_Trailer_Get_XRefStm(trailer);
       if (xref_stream != 0) {
-        stream_offset = static_cast<uint64_t>(static_cast<int64_t>(xref_stream));
+        stream_offset = static_cast<uint64_t>(xref_stream);
         result = PDF_Trailer_Clear_XRefStm(trailer, file);
       }
     }
@@ -83,15 +92,17 @@ PDF_Result PDF_File_Read_Xref_Chain(PDF_Body** out_body, PDF_File* file, PDF_Rea
   }
   if (result == PDF_RESULT_OK && stream_offset != 0) {
     stream_read = true;
-    result = Merge_Stream(table, &trailer, file, reader, stream_offset, nullptr);
+    if (stream_offset != position && !PDF_Seen_Set_Add(&sections, stream_offset)) result = PDF_RESULT_OUT_OF_MEMORY;
+    if (result == PDF_RESULT_OK) result = Merge_Stream(table, &trailer, file, reader, stream_offset, nullptr);
   }
 
-  // Older sections, newest first.
-  // Kept: nothing guards against a Prev cycle; a chain that returns to a section
-  // already read is walked for ever. Callers facing hostile files bound it from
-  // outside (a time limit, or a read callback that stops answering).
-  uint32_t prev = result == PDF_RESULT_OK ? PDF_Trailer_Get_Prev(trailer) : 0;
-  while (result == PDF_RESULT_OK && prev != 0) {
+  // Older sections, newest first, until a Prev of 0 or one already read.
+  uint64_t prev = result == PDF_RESULT_OK ? PDF_Trailer_Get_Prev(trailer) : 0;
+  while (result == PDF_RESULT_OK && prev != 0 && !PDF_Seen_Set_Has(&sections, prev)) {
+    if (!PDF_Seen_Set_Add(&sections, prev)) {
+      result = PDF_RESULT_OUT_OF_MEMORY;
+      break;
+    }
     keyword = PDF_Xref_Table_Match_Keyword(table, reader, prev);
     if (keyword != 0) {
       uint64_t used = PDF_Xref_Table_Read_Older(table, file, reader, prev + keyword);
@@ -100,9 +111,17 @@ PDF_Result PDF_File_Read_Xref_Chain(PDF_Body** out_body, PDF_File* file, PDF_Rea
         result = PDF_RESULT_BAD_TRAILER;
         break;
       }
-      stream_offset = static_cast<uint64_t>(static_cast<int64_t>(PDF_Trailer_Get_XRefStm(older)));
+      stream_offset = static_cast<uint64_t>(PDF_Trailer_Get_XRefStm(older));
       prev = PDF_Trailer_Get_Prev(older);
       PDF_Trailer_Delete(&older, file);
+      if (stream_offset != 0) {
+        if (PDF_Seen_Set_Has(&sections, stream_offset)) {
+          stream_offset = 0;
+        } else if (!PDF_Seen_Set_Add(&sections, stream_offset)) {
+          result = PDF_RESULT_OUT_OF_MEMORY;
+          break;
+        }
+      }
     } else {
       stream_offset = prev;
       prev = 0;
@@ -113,6 +132,7 @@ PDF_Result PDF_File_Read_Xref_Chain(PDF_Body** out_body, PDF_File* file, PDF_Rea
       if (result != PDF_RESULT_OK) result = PDF_RESULT_BAD_TRAILER;
     }
   }
+  PDF_Seen_Set_Release(&sections);
 
   if (result == PDF_RESULT_OK) result = PDF_Trailer_Clear_Prev(trailer, file);
   if (result == PDF_RESULT_OK) result = PDF_Body_Create(out_body, file, table, trailer, stream_read);

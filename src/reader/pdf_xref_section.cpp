@@ -120,6 +120,12 @@ uint64_t PDF_Xref_Section_Read(PDF_Xref_Section** out_section, PDF_File* file, P
         PDF_Xref_Section_Delete(&section, file);
         return 0;
       }
+      // Past the end of the input no line can follow: a count far beyond the
+      // lines there ends the subsection here instead of making a free entry
+      // for every number it names. (No trailer can follow either, so the
+      // open fails as it would after all of them.)
+      uint8_t byte = 0;
+      if (PDF_Read_Data_Read(reader, &byte, at, 1) != 1) break;
       // A free substitute hides any older definition of the number.
       entry = New_Entry(file, 'f', 0, 0, nullptr);
       if (entry == nullptr) {

@@ -173,12 +173,10 @@ PDF_Pdfa_Flavour PDF_XMP_Get_Pdfa_Level(PDF_XMP* xmp, uint32_t* out_part, char* 
     return PDF_PDFA_UNKNOWN;
   }
 
-  // Kept: outside the guard, so that an empty conformance makes at() throw
-  // std::out_of_range, which nothing in the library catches and which leaves
-  // the exported call. Callers have always seen that exception; catching it
-  // would turn it into a result that no caller has been told about.
+  // An empty conformance stores no letter, and matches no row below: an
+  // unknown level like any other.
   if (out_part != nullptr) *out_part = static_cast<uint32_t>(atol(part.c_str()));
-  if (out_conformance != nullptr) *out_conformance = conformance.at(0);
+  if (out_conformance != nullptr) *out_conformance = conformance.empty() ? 0 : conformance[0];
 
   // Kept: exact comparison, with no trimming, no case folding and no numeric
   // reading, so that " 3" or "03" (stored as part 3 above) and "b" are

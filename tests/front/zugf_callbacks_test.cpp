@@ -36,9 +36,10 @@ TEST(Callbacks, ReadSeeksByModeAndReadsBytes) {
   } cases[] = {
       {1, 8, 4, true, false, "89"},
       {2, static_cast<uint64_t>(-4), 4, true, false, "6789"},
-      {0, 9, 3, true, false, "012"},                // the stream's own position
-      {1, (1ull << 32) + 2, 2, true, false, "23"},  // the offset is cut to 32 bits
-      {1, 0xFFFFFFFFull, 2, true, false, ""},       // and fails when that is negative
+      {0, 9, 3, true, false, "012"},              // the stream's own position
+      {1, (1ull << 32) + 2, 2, true, false, ""},  // 64-bit: far past the end of the file
+      {1, 2, 2, true, false, "23"},
+      {1, UINT64_MAX, 2, true, false, ""},  // negative as a file position: the seek fails
       {1, 0, 0, true, false, ""},
       {1, 0, 4, false, false, ""},
       {1, 5, 2, true, true, "56"},
@@ -56,7 +57,7 @@ TEST(Callbacks, ReadSeeksByModeAndReadsBytes) {
   EXPECT_EQ(ZUGF_Read_Callback(buffer, 1, 0, 4, "/nonexistent/file", nullptr), 0u);
   // A stream that the callback opened itself is not closed when the seek fails.
   int before = Open_Descriptors();
-  EXPECT_EQ(ZUGF_Read_Callback(buffer, 1, 0xFFFFFFFFull, 2, path.c_str(), nullptr), 0u);
+  EXPECT_EQ(ZUGF_Read_Callback(buffer, 1, UINT64_MAX, 2, path.c_str(), nullptr), 0u);
   EXPECT_EQ(Open_Descriptors(), before + 1);
   EXPECT_EQ(ZUGF_Read_Callback(buffer, 1, 1, 2, path.c_str(), nullptr), 2u);
   EXPECT_EQ(Open_Descriptors(), before + 1) << "the successful read closed its own stream";
@@ -94,7 +95,7 @@ std::vector<std::string> Run_Calls(const std::string& path, const std::vector<Re
 }
 
 // Every byte forward and backward past the end, then mixed calls: every mode,
-// offsets near the block edges and where 32 bits cut them, reads larger than
+// offsets near the block edges and around 2 GiB and 4 GiB, reads larger than
 // a block, no size, no buffer, and a path that opens a stream of its own.
 std::vector<Read_Call> Script(uint64_t size) {
   std::vector<Read_Call> calls;

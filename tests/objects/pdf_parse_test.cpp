@@ -13,6 +13,7 @@
 #include "objects/pdf_object_reference.h"
 #include "objects/pdf_stream.h"
 #include "objects/pdf_string.h"
+#include "runtime/pdf_limits.h"
 #include "support/test_objects.h"
 #include "support/test_show.h"
 
@@ -113,16 +114,36 @@ TEST_F(Value_Parser, AnAllocationThatFailsFailsTheValue) {
   }
 }
 
-TEST_F(Value_Parser, ArraysNestWithoutLimit) {
-  // No depth limit but the stack's; and the same position read twice gives
-  // the same answer: readers keep nothing.
-  const int depth = 2000;
-  std::string text = "[" + std::string(depth, '[') + "1" + std::string(depth, ']') + " 2]";
-  for (uint64_t position : {1u, 1u}) {
-    PDF_Data_Object* object = nullptr;
-    ASSERT_EQ(PDF_Data_Object_Read(&object, file, Input(text), position), 2u * depth + 1);
-    EXPECT_EQ(Show(object), text.substr(1, 2 * depth + 1));
-    Delete(&object);
+TEST_F(Value_Parser, NestingStopsAtTheLimit) {
+  // Values nest up to the limit and no further; the same position read twice
+  // gives the same answer (readers keep nothing), and the count of nesting
+  // under way is back at 0 after each read.
+  for (uint32_t depth : {PDF_NESTING_LIMIT, PDF_NESTING_LIMIT + 1}) {
+    const bool fits = depth <= PDF_NESTING_LIMIT;
+    for (const char* open : {"[", "<</K "}) {
+      const bool array = open[0] == '[';
+      std::string text = " ";
+      for (uint32_t i = 0; i < depth - 1; ++i) text += open;
+      text += "1";
+      for (uint32_t i = 0; i < depth - 1; ++i) text += array ? "]" : ">>";
+      for (int8_t level : {int8_t{0}, int8_t{3}}) {
+        file->tolerance_level = level;
+        for (int round = 0; round < 2; ++round) {
+          PDF_Data_Object* object = nullptr;
+          uint64_t count = PDF_Data_Object_Read(&object, file, Input(text), 1);
+          // A tolerant dictionary skips the value past the limit and keeps
+          // the levels above it.
+          const bool read = fits || (!array && level >= 2);
+          EXPECT_EQ(count, read ? text.size() - 1 : 0u) << open << depth << " at level " << int(level);
+          EXPECT_EQ(object != nullptr, read);
+          EXPECT_EQ(file->nesting_depth, 0u);
+          if (fits && array) {
+            EXPECT_EQ(Show(object), text.substr(1));
+          }
+          if (object != nullptr) Delete(&object);
+        }
+      }
+    }
   }
 }
 
