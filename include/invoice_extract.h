@@ -70,7 +70,9 @@
  *     null (given at once, before the data is read). A partial output file
  *     may remain: delete it. Fix the output side and call again; if it
  *     fails again with a sound output path, the embedded XML is damaged and
- *     the file must be rejected.
+ *     the file must be rejected. Damage elsewhere in the file (an unreadable
+ *     page, a broken document information dictionary) never gives it: the
+ *     calls read only the objects that the answer needs.
  *   ZUGF_RESULT_OUT_OF_MEMORY (-12)
  *     Memory ran out, at open or during extraction. A retry with more memory
  *     free may succeed; a file that gives this again and again is likely

@@ -12,7 +12,6 @@
 #include "objects/pdf_stream.h"
 #include "objects/pdf_stream_decode.h"
 #include "reader/pdf_file.h"
-#include "reader/pdf_trailer.h"
 #include "reader/pdf_xref_table.h"
 #include "runtime/pdf_memory.h"
 #include "text/pdf_text.h"
@@ -82,25 +81,25 @@ PDF_Result Embedded_Stream(PDF_File* file, uint32_t id, PDF_Object** out_object,
   return PDF_RESULT_OK;
 }
 
-// Loads every object below the trailers once, then clears the walk's marks.
-PDF_Result Load_All_Objects(PDF_File* file) {
-  for (PDF_Body* body = file->xref_table; body != nullptr; body = body->next) {
-    if (body->trailer == nullptr) continue;
-    PDF_Result result = PDF_Dictionary_Load_All(body->trailer->dictionary, file);
-    if (result != PDF_RESULT_OK) return result;
-  }
-  file->all_objects_read = 1;
+// Loads the invoice itself: the object the identifier names (a file
+// specification, or the stream) and the stream, with everything they refer
+// to, each once; then clears the walk's marks. The rest of the document stays
+// unread: a damaged object that the invoice doesn't reach (an unparsable
+// Info, a broken page) fails nothing here.
+PDF_Result Load_Embedded_Objects(PDF_File* file, PDF_Object* named, PDF_Object* stream) {
+  PDF_Result result = PDF_Object_Load_All(named, file);
+  if (result == PDF_RESULT_OK && stream != named) result = PDF_Object_Load_All(stream, file);
+  // The marks are taken off every object of the chain, as many or few as the
+  // walk reached, so that a later walk starts afresh.
   for (PDF_Body* body = file->xref_table; body != nullptr; body = body->next) {
     if (body->table == nullptr) continue;
     for (PDF_Xref_Section* section = body->table->first_section; section != nullptr; section = section->next) {
       for (PDF_Xref_Entry* entry = section->head; entry != nullptr; entry = entry->next) {
-        if (entry->object == nullptr) continue;
-        PDF_Result result = PDF_Object_Clear_Traversed(entry->object);
-        if (result != PDF_RESULT_OK) return result;
+        if (entry->object != nullptr) entry->object->traversed = 0;
       }
     }
   }
-  return PDF_RESULT_OK;
+  return result;
 }
 
 }  // namespace
@@ -203,10 +202,15 @@ PDF_Result PDF_File_Get_Embedded_File_Info(PDF_File* file, uint32_t id, PDF_Embe
   PDF_Result result = Embedded_Stream(file, id, &object, &stream);
   if (result != PDF_RESULT_OK) return result;
   if (out_info == nullptr) return PDF_RESULT_INVALID_ARGUMENT;
-  if (!file->all_objects_read) {
-    result = Load_All_Objects(file);
-    if (result != PDF_RESULT_OK) return result;
-  }
+  // The file specification and the stream are walked as the load of every
+  // object used to walk them: dangling references in them read as null or go,
+  // a failure among what they refer to is the result, and the stream's Length
+  // is read again, which corrects a stream parsed before its Length object
+  // could be reached.
+  PDF_Object* named = PDF_Body_Find_Object(file->xref_table, 0, id);
+  if (named == nullptr) named = PDF_Body_Find_Object(file->second_xref_table, 0, id);
+  result = Load_Embedded_Objects(file, named, object);
+  if (result != PDF_RESULT_OK) return result;
   // A length that the file can't back is refused here, before the caller
   // sets aside memory for it.
   if (!PDF_Stream_Length_Is_Backed(stream)) return PDF_RESULT_OUT_OF_MEMORY;

@@ -14,7 +14,7 @@ struct PDF_Object;
 struct PDF_Embedded_File_Info {
   uint64_t length;           // length of the stream in its present state
   uint32_t filter_count;     // filters still named by the stream
-  uint32_t reference_count;  // references to the stream object
+  uint32_t reference_count;  // references to the stream object among the objects read so far
 };
 
 // Encodings of the name given to PDF_File_Find_Embedded_File.

@@ -38,10 +38,10 @@ PDF_Result PDF_Object_Create(PDF_Object** out_object, PDF_File* file, PDF_Data_O
   return PDF_RESULT_OK;
 }
 
-uint64_t PDF_Object_Read(PDF_Object** out_object, PDF_File* file, PDF_Read_Data* reader, uint64_t position) {
-  if (out_object == nullptr) return PDF_READ_INVALID_ARGUMENT;
-  *out_object = nullptr;
-  if (file == nullptr || reader == nullptr) return 0;
+// Number, generation and the keyword; 0 consumed with number 0 where no
+// header begins (no integer, below 1, negative), and false for a broken one.
+static bool Read_Header(PDF_Read_Data* reader, uint64_t position, uint64_t* out_number, uint64_t* out_generation,
+                        uint64_t* out_consumed) {
   uint64_t number = 0;
   uint64_t generation = 0;
   int32_t sign = 1;
@@ -52,17 +52,31 @@ uint64_t PDF_Object_Read(PDF_Object** out_object, PDF_File* file, PDF_Read_Data*
     number = 0;
   } else {
     uint64_t count = PDF_Read_Data_Read_Integer(reader, &generation, position + consumed, &sign);
-    if (count == 0 || count == PDF_READ_INVALID_ARGUMENT || sign < 0) return 0;
+    if (count == 0 || count == PDF_READ_INVALID_ARGUMENT || sign < 0) return false;
     consumed += count;
     char keyword[5];
     uint64_t length = sizeof(keyword);
     count = PDF_Read_Data_Read_Keyword(reader, keyword, &length, position + consumed);
     if (count == 0 || count == PDF_READ_INVALID_ARGUMENT || length != 3 || keyword[0] != 'o' || keyword[1] != 'b' ||
         keyword[2] != 'j') {
-      return 0;
+      return false;
     }
     consumed += count;
   }
+  *out_number = number;
+  *out_generation = generation;
+  *out_consumed = consumed;
+  return true;
+}
+
+uint64_t PDF_Object_Read(PDF_Object** out_object, PDF_File* file, PDF_Read_Data* reader, uint64_t position) {
+  if (out_object == nullptr) return PDF_READ_INVALID_ARGUMENT;
+  *out_object = nullptr;
+  if (file == nullptr || reader == nullptr) return 0;
+  uint64_t number = 0;
+  uint64_t generation = 0;
+  uint64_t consumed = 0;
+  if (!Read_Header(reader, position, &number, &generation, &consumed)) return 0;
   PDF_Object* object = nullptr;
   if (PDF_Object_Create(&object, file, nullptr, number, generation, PDF_Object_Type_Unknown) != PDF_RESULT_OK) {
     return 0;
@@ -71,6 +85,15 @@ uint64_t PDF_Object_Read(PDF_Object** out_object, PDF_File* file, PDF_Read_Data*
   object->source_position = position + consumed;
   object->source_file = file;
   *out_object = object;
+  return consumed;
+}
+
+uint64_t PDF_Object_Read_Header(PDF_Read_Data* reader, uint64_t position) {
+  if (reader == nullptr) return 0;
+  uint64_t number = 0;
+  uint64_t generation = 0;
+  uint64_t consumed = 0;
+  if (!Read_Header(reader, position, &number, &generation, &consumed)) return 0;
   return consumed;
 }
 

@@ -37,6 +37,10 @@ PDF_Result PDF_Object_Create(PDF_Object** out_object, PDF_File* file, PDF_Data_O
 // Reads the header and stops. A result of 0 with a non-null holder means an
 // object without a header, pending at the position given.
 uint64_t PDF_Object_Read(PDF_Object** out_object, PDF_File* file, PDF_Read_Data* reader, uint64_t position);
+// The header that PDF_Object_Read reads, without making the object: the bytes
+// consumed through "obj", or 0 where PDF_Object_Read would consume none
+// (no header, or a broken one).
+uint64_t PDF_Object_Read_Header(PDF_Read_Data* reader, uint64_t position);
 PDF_Result PDF_Object_Read_From_Buffer(PDF_Object* object, PDF_File* file, const uint8_t* bytes, uint64_t size);
 PDF_Result PDF_Object_Load(PDF_Object* object);
 PDF_Result PDF_Object_Load_All(PDF_Object* object, PDF_File* file);

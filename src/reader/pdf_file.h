@@ -35,7 +35,7 @@ struct PDF_File {
   PDF_Memory* memory;        // not owned
   PDF_Message* message;      // may be null; not owned
   int8_t tolerance_level;    // which damage is forgiven
-  uint8_t all_objects_read;  // every object below all trailers is loaded
+  uint8_t all_objects_read;  // every object below all trailers is loaded (a new document)
   uint8_t encrypted;         // Standard encryption of an accepted kind
   uint32_t encryption_mode;  // 0 none, else 1, 2 or 3
   uint32_t permissions;

@@ -3,6 +3,7 @@
 #include <cstdlib>
 
 #include "objects/pdf_data_object.h"
+#include "objects/pdf_filter.h"
 #include "objects/pdf_number.h"
 #include "objects/pdf_object.h"
 #include "objects/pdf_stream.h"
@@ -32,10 +33,9 @@ uint32_t Slot_Of(const PDF_Object* container, uint32_t capacity) {
   return static_cast<uint32_t>(key >> 40) & (capacity - 1);
 }
 
-// The cache's record for the container with its present stream and data,
-// made or renewed as needed; null when the memory can't be had.
-PDF_Object_Stream_Pairs* Pairs_Of(PDF_File* file, const PDF_Object* container, const void* stream, const uint8_t* data,
-                                  uint64_t length) {
+// The cache's record for the container, made as needed; null when the
+// memory can't be had.
+PDF_Object_Stream_Pairs* Record_Of(PDF_File* file, const PDF_Object* container) {
   PDF_Object_Stream_Cache* cache = file->object_streams;
   if (cache == nullptr) {
     cache = static_cast<PDF_Object_Stream_Cache*>(calloc(1, sizeof(PDF_Object_Stream_Cache)));
@@ -72,6 +72,15 @@ PDF_Object_Stream_Pairs* Pairs_Of(PDF_File* file, const PDF_Object* container, c
     cache->slots[slot] = record;
     cache->count += 1;
   }
+  return record;
+}
+
+// The record for the container with its present stream and data, renewed as
+// needed.
+PDF_Object_Stream_Pairs* Pairs_Of(PDF_File* file, const PDF_Object* container, const void* stream, const uint8_t* data,
+                                  uint64_t length) {
+  PDF_Object_Stream_Pairs* record = Record_Of(file, container);
+  if (record == nullptr) return nullptr;
   if (record->stream != stream || record->data != data || record->length != length) {
     // Another stream or other bytes: the pairs are read again from the start.
     record->stream = stream;
@@ -142,8 +151,26 @@ PDF_Result Load_From_Container(PDF_Xref_Entry* entry, PDF_File* file) {
   if (first_number == nullptr) return PDF_RESULT_OBJECT_UNREADABLE;
   const int64_t first = PDF_Number_To_Bounded_Long(PDF_Number_Get_Real(first_number));
 
+  // A container is inflated at most once: a stream whose single filter has
+  // failed on it fails again at once. Only failures that the same stream is
+  // sure to repeat are kept: those of the decoder, the predictor and the
+  // filter's parameters, with one filter named (a chain strikes entries as
+  // it goes, and a failed load may leave part of the data behind).
+  PDF_Object_Stream_Pairs* record = Record_Of(file, container);
+  if (record != nullptr && record->undecodable == stream) return record->decode_result;
+  uint32_t filters = 0;
+  PDF_Stream_Get_Filter_Count(stream, &filters);
   PDF_Result result = PDF_Stream_Decode(stream, true);
-  if (result != PDF_RESULT_OK) return result;
+  if (result != PDF_RESULT_OK) {
+    bool repeats = result == PDF_RESULT_BAD_COMPRESSED_DATA || result == PDF_RESULT_OLD_LZW ||
+                   result == PDF_RESULT_MALFORMED_FILTER || result == PDF_RESULT_NOT_SINGLE_BYTE ||
+                   result == PDF_RESULT_UNSUPPORTED_FILTER;
+    if (record != nullptr && filters == 1 && repeats) {
+      record->undecodable = stream;
+      record->decode_result = result;
+    }
+    return result;
+  }
   const uint8_t* data = PDF_Stream_Get_Data(stream);
   if (data == nullptr) return PDF_RESULT_OBJECT_UNREADABLE;
   const uint64_t length = PDF_Stream_Get_Length(stream);
@@ -195,7 +222,12 @@ PDF_Result PDF_Xref_Entry_Load_Compressed(PDF_Xref_Entry* entry) {
   if (entry == nullptr) return PDF_RESULT_INVALID_ARGUMENT;
   if (entry->type != 'c') return PDF_RESULT_OK;
   PDF_File* file = entry->file;
-  if (file == nullptr || entry->object == nullptr) return PDF_RESULT_INVALID_ARGUMENT;
+  if (file == nullptr) return PDF_RESULT_INVALID_ARGUMENT;
+  if (entry->object == nullptr) {
+    // Made on first load, of the entry's number and generation 0.
+    PDF_Result result = PDF_Object_Create(&entry->object, file, nullptr, entry->number, 0, PDF_Object_Type_Unknown);
+    if (result != PDF_RESULT_OK) return result;
+  }
   // While it loads the entry reads as free, so that a chain of containers
   // that leads back to it finds nothing instead of recursing for ever. A
   // chain of containers each held in the next one counts as nesting.
@@ -244,4 +276,5 @@ void PDF_Object_Stream_Cache_Forget(PDF_File* file, const PDF_Object* container)
   record->read = 0;
   record->at = 0;
   record->failed = 0;
+  record->undecodable = nullptr;
 }

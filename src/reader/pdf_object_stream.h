@@ -35,6 +35,11 @@ struct PDF_Object_Stream_Pairs {
   uint32_t capacity;
   uint8_t failed;   // the pair at index read can't be read
   int32_t* values;  // number and offset of each pair read
+  // A container whose one filter could not decode it: the same stream would
+  // fail the same way again, so its other members get the code at once
+  // instead of inflating it once more each.
+  const void* undecodable;  // the stream that failed, or null
+  PDF_Result decode_result;
 };
 
 struct PDF_Object_Stream_Cache {

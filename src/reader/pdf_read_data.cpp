@@ -2,6 +2,7 @@
 #include "runtime/pdf_memory.h"
 #include "runtime/pdf_message.h"
 
+#include <cstdlib>
 #include <cstring>
 
 bool PDF_Read_Data_Is_Space(uint8_t byte) {
@@ -40,7 +41,7 @@ PDF_Result PDF_Read_Data_Create(PDF_Read_Data** out_reader, PDF_Memory* memory, 
   reader->read = read;
   reader->context = context;
   reader->hold_count = 1;
-  reader->reserved = nullptr;
+  reader->windows = nullptr;
   *out_reader = reader;
   return PDF_RESULT_OK;
 }
@@ -53,6 +54,8 @@ PDF_Result PDF_Read_Data_Release(PDF_Read_Data** holder, PDF_Memory* memory) {
     *holder = nullptr;
     return PDF_RESULT_OK;
   }
+  free(reader->windows);
+  reader->windows = nullptr;
   return PDF_Memory_Free(memory, holder);
 }
 
@@ -71,14 +74,71 @@ uint64_t PDF_Read_Data_Read_Memory(void* buffer, uint32_t mode, uint64_t positio
   return n;
 }
 
+static uint64_t Read_Through_Windows(PDF_Read_Data* reader, uint8_t* byte, uint64_t position);
+
 uint64_t PDF_Read_Data_Read(PDF_Read_Data* reader, void* buffer, uint64_t position, uint64_t count) {
   if (reader == nullptr || buffer == nullptr || count == 0 || reader->read == nullptr) return 0;
+  if (count == 1 && reader->read != PDF_Read_Data_Read_Memory) {
+    return Read_Through_Windows(reader, static_cast<uint8_t*>(buffer), position);
+  }
   return reader->read(buffer, PDF_READ_MODE_ABSOLUTE, position, count, nullptr, reader->context);
+}
+
+// The one-byte read of the callback, through the windows: the byte at
+// position from the window that holds it, filling the least recently used
+// one at the aligned start around position when none does. Where the
+// callback delivered fewer bytes than reach position, or no window can be
+// had, the byte is asked for alone, as it always was.
+static uint64_t Read_Through_Windows(PDF_Read_Data* reader, uint8_t* byte, uint64_t position) {
+  PDF_Read_Windows* windows = reader->windows;
+  if (windows == nullptr) {
+    windows = static_cast<PDF_Read_Windows*>(calloc(1, sizeof(PDF_Read_Windows)));
+    if (windows == nullptr) return reader->read(byte, PDF_READ_MODE_ABSOLUTE, position, 1, nullptr, reader->context);
+    reader->windows = windows;
+  }
+  windows->clock += 1;
+  const uint64_t start = position & ~static_cast<uint64_t>(PDF_READ_WINDOW - 1);
+  PDF_Read_Window* window = &windows->window[windows->last];
+  if (window->length == 0 || window->start != start) {
+    uint32_t victim = 0;
+    window = nullptr;
+    for (uint32_t i = 0; i < PDF_READ_WINDOWS; ++i) {
+      PDF_Read_Window* candidate = &windows->window[i];
+      if (candidate->length != 0 && candidate->start == start) {
+        window = candidate;
+        windows->last = i;
+        break;
+      }
+      if (candidate->last_use < windows->window[victim].last_use) victim = i;
+    }
+    if (window == nullptr) {
+      window = &windows->window[victim];
+      windows->last = victim;
+      window->start = start;
+      window->length =
+          reader->read(window->bytes, PDF_READ_MODE_ABSOLUTE, start, PDF_READ_WINDOW, nullptr, reader->context);
+      if (window->length > PDF_READ_WINDOW) window->length = 0;  // no callback delivers more than it is asked
+    }
+  }
+  window->last_use = windows->clock;
+  if (position - start < window->length) {
+    *byte = window->bytes[position - start];
+    return 1;
+  }
+  return reader->read(byte, PDF_READ_MODE_ABSOLUTE, position, 1, nullptr, reader->context);
 }
 
 // One byte at position; false at the end of the input.
 static bool Read_Byte(PDF_Read_Data* reader, uint64_t position, uint8_t* byte) {
-  return PDF_Read_Data_Read(reader, byte, position, 1) == 1;
+  if (reader == nullptr || reader->read == nullptr) return false;
+  if (reader->read == PDF_Read_Data_Read_Memory) {
+    // Bytes in memory are read in place, as the callback reads them.
+    const PDF_Memory_Source* source = static_cast<const PDF_Memory_Source*>(reader->context);
+    if (source == nullptr || (position >> 32) != 0 || position >= source->size) return false;
+    *byte = source->bytes[position];
+    return true;
+  }
+  return Read_Through_Windows(reader, byte, position) == 1;
 }
 
 uint64_t PDF_Read_Data_Skip_Line(PDF_Read_Data* reader, uint64_t position, uint8_t* out_byte) {

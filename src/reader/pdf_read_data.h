@@ -1,6 +1,7 @@
 // Positional reader: the only door through which the library sees input. It
-// keeps no cursor and no buffer; every operation takes an absolute position and
-// token operations return how many bytes they used (0: nothing there).
+// keeps no cursor; every operation takes an absolute position and token
+// operations return how many bytes they used (0: nothing there). Byte by byte
+// reads are served from a few windows of the input read ahead.
 #ifndef INVOICE_EXTRACT_PDF_READ_DATA_H
 #define INVOICE_EXTRACT_PDF_READ_DATA_H
 
@@ -21,11 +22,38 @@ enum { PDF_READ_MODE_ABSOLUTE = 1, PDF_READ_MODE_FROM_END = 2 };
 // A negative result code carried in an unsigned count (null arguments).
 const uint64_t PDF_READ_INVALID_ARGUMENT = static_cast<uint64_t>(static_cast<int64_t>(PDF_RESULT_INVALID_ARGUMENT));
 
+struct PDF_Read_Windows;
+
 struct PDF_Read_Data {
   PDF_Read_Callback read;
   void* context;
   uint32_t hold_count;
-  void* reserved;  // set to zero, not read
+  PDF_Read_Windows* windows;  // bytes read ahead; made on first use, owned; null at creation
+};
+
+// The bytes that one-byte reads are served from: a few aligned windows of the
+// input, each filled by one call of the callback, the least recently used
+// making room. A window never crosses a multiple of its size, so a callback
+// that cuts or refuses positions (a 32-bit seek) answers for the whole window
+// as it would for each of its bytes; where a window comes back short, the
+// bytes past it are asked for one at a time, as before. The memory comes from
+// the C runtime, not from the document's allocator, so that the library's
+// allocations and what a failed one does stay as they were; without it every
+// byte is asked for. Readers over bytes in memory (PDF_Read_Data_Read_Memory)
+// need none: their bytes are read in place.
+enum { PDF_READ_WINDOW = 1024, PDF_READ_WINDOWS = 4 };
+
+struct PDF_Read_Window {
+  uint64_t start;   // position of bytes[0], a multiple of PDF_READ_WINDOW
+  uint64_t length;  // bytes the callback delivered; 0: empty
+  uint64_t last_use;
+  uint8_t bytes[PDF_READ_WINDOW];
+};
+
+struct PDF_Read_Windows {
+  uint64_t clock;
+  uint32_t last;  // the window that served the last byte
+  PDF_Read_Window window[PDF_READ_WINDOWS];
 };
 
 // Context of PDF_Read_Data_Read_Memory: a block of bytes owned by the caller,

@@ -67,16 +67,13 @@ uint64_t PDF_Xref_Entry_Read(PDF_Xref_Entry** out_entry, PDF_File* file, PDF_Rea
   char type = 0;
   uint64_t count = Read_Line(reader, position, &offset, &generation, &type);
   if (count == 0) return 0;
-  PDF_Object* object = nullptr;
-  if (type == 'n') {
-    object = Read_Object_Header(file, reader, offset);
-    if (object == nullptr) return 0;
-  }
-  *out_entry = New_Entry(file, static_cast<uint8_t>(type), offset, static_cast<uint16_t>(generation), object);
-  if (*out_entry == nullptr) {
-    if (object != nullptr) PDF_Object_Delete(&object, file, PDF_DELETE_MODE_RELEASE);
-    return 0;
-  }
+  // The header of an in-use entry is read now, so that a broken one counts
+  // against the line as ever; its object is made on first lookup, from the
+  // same header read again (most objects of a large file are never asked for).
+  if (type == 'n' && PDF_Object_Read_Header(reader, offset) == 0) return 0;
+  *out_entry = New_Entry(file, static_cast<uint8_t>(type), offset, static_cast<uint16_t>(generation), nullptr);
+  if (*out_entry == nullptr) return 0;
+  if (type == 'n') (*out_entry)->deferred = 1;
   return count;
 }
 
@@ -148,6 +145,7 @@ uint64_t PDF_Xref_Section_Read(PDF_Xref_Section** out_section, PDF_File* file, P
 
 uint64_t PDF_Xref_Table_Read_Newest(PDF_Xref_Table* table, PDF_File* file, PDF_Read_Data* reader, uint64_t position) {
   uint64_t total = 0;
+  table->reader = reader;  // the deferred entries' headers are read through it
   for (;;) {
     PDF_Xref_Section* section = nullptr;
     uint64_t used = PDF_Xref_Section_Read(&section, file, reader, position + total);
@@ -213,7 +211,7 @@ PDF_Object* PDF_Xref_Table_Find_By_Type(PDF_Xref_Table* table, const char* type,
   if (table == nullptr) return nullptr;
   for (PDF_Xref_Section* section = table->first_section; section != nullptr; section = section->next) {
     for (PDF_Xref_Entry* entry = section->head; entry != nullptr; entry = entry->next) {
-      if (entry->object == nullptr || entry->type == 'c') continue;
+      if (entry->type == 'c' || PDF_Xref_Entry_Get_Object(table, entry) == nullptr) continue;
       if (PDF_Object_Load(entry->object) != PDF_RESULT_OK) continue;
       PDF_Dictionary* dictionary = static_cast<PDF_Dictionary*>(
           PDF_Data_Object_Get_Direct_Value(PDF_Object_Get_Value(entry->object), PDF_Data_Type_Dictionary));

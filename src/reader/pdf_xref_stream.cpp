@@ -76,18 +76,14 @@ PDF_Result Make_Entry(PDF_Xref_Entry** out_entry, PDF_File* file, PDF_Read_Data*
   if (type == 'n') {
     offset = second;
     generation = static_cast<uint16_t>(third);
-    uint64_t count = PDF_Object_Read(&object, file, reader, offset);
-    if (count == 0 || count == PDF_READ_INVALID_ARGUMENT) {
-      // A failed header read may still have made an object; nobody keeps it.
-      if (object != nullptr) PDF_Object_Delete(&object, file, PDF_DELETE_MODE_RELEASE);
-      return PDF_RESULT_OBJECT_UNREADABLE;
-    }
+    // The header is read now, the object made from it on first lookup.
+    if (PDF_Object_Read_Header(reader, offset) == 0) return PDF_RESULT_OBJECT_UNREADABLE;
   } else if (type == 'c') {
     offset = third;
     container = static_cast<uint32_t>(second);
-    // The body is parsed out of the object stream on first lookup.
-    PDF_Result result = PDF_Object_Create(&object, file, nullptr, number, 0, PDF_Object_Type_Unknown);
-    if (result != PDF_RESULT_OK) return result;
+    // The object is made, and its body parsed out of the object stream, on
+    // first lookup: most compressed objects (pages, fonts) are never asked
+    // for, and an object for each would cost memory in proportion to the file.
   } else {
     type = 'f';
     generation = static_cast<uint16_t>(third);
@@ -99,6 +95,8 @@ PDF_Result Make_Entry(PDF_Xref_Entry** out_entry, PDF_File* file, PDF_Read_Data*
     return result;
   }
   entry->container = container;
+  if (type == 'c') entry->number = number;
+  if (type == 'n') entry->deferred = 1;
   *out_entry = entry;
   return PDF_RESULT_OK;
 }
@@ -116,6 +114,7 @@ PDF_Result Array_Number(PDF_Array* array, uint32_t index, double* out_value) {
 PDF_Result PDF_Xref_Table_Read_Stream(PDF_Xref_Table* table, PDF_Stream* stream, PDF_File* file,
                                       PDF_Read_Data* reader) {
   if (table == nullptr || stream == nullptr || file == nullptr) return PDF_RESULT_INVALID_ARGUMENT;
+  table->reader = reader;  // the deferred entries' headers are read through it
 
   PDF_Name* type = PDF_Stream_Get_Type(stream);
   bool is_xref = type != nullptr && PDF_Name_Is(type, "XRef");

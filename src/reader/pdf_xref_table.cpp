@@ -8,6 +8,7 @@
 #include "objects/pdf_object.h"
 #include "reader/pdf_file.h"
 #include "reader/pdf_object_stream.h"
+#include "reader/pdf_read_data.h"
 #include "reader/pdf_trailer.h"
 #include "runtime/pdf_memory.h"
 
@@ -380,12 +381,39 @@ PDF_Result PDF_Xref_Table_Add_Entry(PDF_Xref_Table* table, PDF_File* file, PDF_O
   return Add_Numbered(table, file, object, static_cast<uint32_t>(own_number), offset, own_generation, 'n');
 }
 
+PDF_Object* PDF_Xref_Entry_Get_Object(PDF_Xref_Table* table, PDF_Xref_Entry* entry) {
+  if (entry == nullptr) return nullptr;
+  if (!entry->deferred) return entry->object;
+  if (table == nullptr || entry->file == nullptr) return nullptr;
+  PDF_Object* object = nullptr;
+  uint64_t count = PDF_Object_Read(&object, entry->file, table->reader, entry->offset);
+  if (count == 0 || count == PDF_READ_INVALID_ARGUMENT) {
+    if (object != nullptr) PDF_Object_Delete(&object, entry->file, PDF_DELETE_MODE_RELEASE);
+    return nullptr;
+  }
+  entry->object = object;
+  entry->deferred = 0;
+  return object;
+}
+
+// Whether a lookup by id stops at the entry. Entries live as long as their
+// table, so a remembered one may be tested at any time.
+static bool Holds_Id(const PDF_Xref_Entry* entry, uint32_t id) {
+  return entry != nullptr && entry->type == 'n' && entry->object != nullptr && entry->object->id == id;
+}
+
 PDF_Object* PDF_Xref_Table_Get_Object(PDF_Xref_Table* table, uint32_t number, uint32_t id) {
   if (table == nullptr || (number == 0 && id == 0)) return nullptr;
   if (number == 0) {
+    // Ids are unique within the file, so the entry that answered last time
+    // is the answer again as long as it still holds the object.
+    if (Holds_Id(table->id_hit, id)) return table->id_hit->object;
     for (PDF_Xref_Section* section = table->first_section; section != nullptr; section = section->next) {
       for (PDF_Xref_Entry* entry = section->head; entry != nullptr; entry = entry->next) {
-        if (entry->type == 'n' && entry->object != nullptr && entry->object->id == id) return entry->object;
+        if (Holds_Id(entry, id)) {
+          table->id_hit = entry;
+          return entry->object;
+        }
       }
     }
     return nullptr;
@@ -403,8 +431,12 @@ PDF_Object* PDF_Xref_Table_Get_Object(PDF_Xref_Table* table, uint32_t number, ui
   for (PDF_Xref_Section* section = only != nullptr ? only : table->first_section; section != nullptr;
        section = only != nullptr ? nullptr : section->next) {
     PDF_Xref_Entry* entry = Section_Entry(section, number);
-    if (entry == nullptr || entry->type == 'f' || entry->object == nullptr) continue;
-    if (entry->object == section->hidden_object) continue;
+    if (entry == nullptr || entry->type == 'f') continue;
+    // A deferred entry gets its object now, as it would have had it from the
+    // open; a compressed entry gets its object on its first load, below.
+    if (entry->deferred && PDF_Xref_Entry_Get_Object(table, entry) == nullptr) return nullptr;
+    if (entry->object == nullptr && entry->type != 'c') continue;
+    if (entry->object != nullptr && entry->object == section->hidden_object) continue;
     // Kept: a compressed object is parsed out of its object stream first;
     // when that fails the lookup finds nothing, and no later section is
     // asked (the index must answer the same, so it stops here as well).
@@ -478,6 +510,13 @@ static PDF_Body* Oldest(PDF_Body* body) {
 }
 
 PDF_Object* PDF_Body_Find_Object(PDF_Body* body, uint32_t number, uint32_t id) {
+  if (number == 0 && id != 0) {
+    // An object is held by one entry of one table: a table that remembers
+    // the id answers for the whole chain.
+    for (PDF_Body* at = Oldest(body); at != nullptr; at = at->next) {
+      if (at->table != nullptr && Holds_Id(at->table->id_hit, id)) return at->table->id_hit->object;
+    }
+  }
   for (PDF_Body* at = Oldest(body); at != nullptr; at = at->next) {
     PDF_Object* object = PDF_Xref_Table_Get_Object(at->table, number, id);
     if (object != nullptr) return object;

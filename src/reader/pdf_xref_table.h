@@ -11,12 +11,15 @@
 struct PDF_File;
 struct PDF_Number;
 struct PDF_Object;
+struct PDF_Read_Data;
 
 struct PDF_Xref_Entry {
   uint64_t offset;  // for a compressed entry, the index inside the object stream
   uint16_t generation;
   uint32_t container;  // the object stream's number for a compressed entry
   uint8_t type;        // 'n', 'f' or 'c'
+  uint32_t number;     // a compressed entry's object number: its object is made on first load
+  uint8_t deferred;    // in use, its object made from the header at offset on first lookup
   PDF_File* file;      // the owning file
   PDF_Object* object;  // owned; null for a free entry
   PDF_Xref_Entry* previous;
@@ -44,6 +47,8 @@ struct PDF_Xref_Table {
   PDF_Xref_Section* last_section;
   PDF_Xref_Section* last_hit_section;  // last section that answered a lookup
   PDF_Xref_Table_Index* index;         // which section covers which numbers; owned, may be null
+  PDF_Xref_Entry* id_hit;              // the entry that answered the last lookup by id; a hint, may be stale
+  PDF_Read_Data* reader;               // where deferred entries' headers are read; not owned
 };
 
 // Lookup aids. A lookup by number used to walk every section and, inside the
@@ -116,6 +121,9 @@ void PDF_Xref_Section_Append_Entry(PDF_Xref_Section* section, PDF_Xref_Entry* en
 PDF_Result PDF_Xref_Section_Delete(PDF_Xref_Section** holder, PDF_File* file);
 // Links a section in ascending order of first number, behind equal ones.
 void PDF_Xref_Table_Insert_Section(PDF_Xref_Table* table, PDF_Xref_Section* section);
+// The entry's object; a deferred one is made first, from its header read
+// again through the table's reader (null when that fails).
+PDF_Object* PDF_Xref_Entry_Get_Object(PDF_Xref_Table* table, PDF_Xref_Entry* entry);
 // Number 0 means a lookup by id; number 0 with id 0, or a free entry, gives null.
 PDF_Object* PDF_Xref_Table_Get_Object(PDF_Xref_Table* table, uint32_t number, uint32_t id);
 // True if the number lies in the range of any section, whatever the entry's type.

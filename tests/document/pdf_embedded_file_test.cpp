@@ -5,7 +5,11 @@
 #include <string>
 
 #include "document/pdf_metadata.h"
+#include "objects/pdf_dictionary.h"
+#include "objects/pdf_object.h"
 #include "reader/pdf_file.h"
+#include "reader/pdf_trailer.h"
+#include "reader/pdf_xref_table.h"
 #include "support/invoice_builder.h"
 #include "support/opened_document.h"
 
@@ -87,10 +91,10 @@ TEST(EmbeddedFile, DecodeInfoAndReadByIdentifier) {
   Opened_Invoice opened;
   uint32_t id = opened.Find();
   EXPECT_EQ(PDF_File_Decode_Embedded_File(opened.file(), id), PDF_RESULT_OK);
-  EXPECT_EQ(opened.file()->all_objects_read, 0);
   PDF_Embedded_File_Info info = {};
   EXPECT_EQ(PDF_File_Get_Embedded_File_Info(opened.file(), id, &info), PDF_RESULT_OK);
-  EXPECT_EQ(opened.file()->all_objects_read, 1) << "the first info call loads every object";
+  EXPECT_EQ(opened.object(6)->value, nullptr) << "info loads the invoice's objects, not the page";
+  EXPECT_EQ(opened.file()->all_objects_read, 0);
   EXPECT_EQ(info.filter_count, 0u);
   EXPECT_EQ(info.reference_count, 1u);
   std::string buffer(info.length, '\0');
@@ -111,6 +115,92 @@ TEST(EmbeddedFile, DecodeInfoAndReadByIdentifier) {
     EXPECT_EQ(PDF_File_Decode_Embedded_File(other.file(), other.Find()),
               ef.find("(x)") != std::string::npos ? PDF_RESULT_NO_STREAM_OBJECT : PDF_RESULT_OK)
         << ef;
+  }
+}
+
+// What info used to load first: every object below the trailers, the marks
+// cleared afterwards.
+PDF_Result Load_Every_Object(PDF_File* file) {
+  for (PDF_Body* body = file->xref_table; body != nullptr; body = body->next) {
+    if (body->trailer == nullptr) continue;
+    PDF_Result result = PDF_Dictionary_Load_All(body->trailer->dictionary, file);
+    if (result != PDF_RESULT_OK) return result;
+  }
+  for (PDF_Body* body = file->xref_table; body != nullptr; body = body->next) {
+    for (PDF_Xref_Section* section = body->table->first_section; section != nullptr; section = section->next) {
+      for (PDF_Xref_Entry* entry = section->head; entry != nullptr; entry = entry->next) {
+        if (entry->object != nullptr) PDF_Object_Clear_Traversed(entry->object);
+      }
+    }
+  }
+  return PDF_RESULT_OK;
+}
+
+struct Extraction {
+  PDF_Result result;
+  uint64_t length;
+  uint32_t filters;
+  std::string bytes;
+};
+
+// Find, decode, info and read, with or without loading every object first.
+Extraction Extract(const Invoice_Options& options, bool every_object) {
+  Opened_Invoice opened(options);
+  uint32_t id = opened.Find();
+  Extraction out = {PDF_File_Decode_Embedded_File(opened.file(), id), 0, 0, ""};
+  if (out.result == PDF_RESULT_OK && every_object) out.result = Load_Every_Object(opened.file());
+  PDF_Embedded_File_Info info = {};
+  if (out.result == PDF_RESULT_OK) out.result = PDF_File_Get_Embedded_File_Info(opened.file(), id, &info);
+  if (out.result != PDF_RESULT_OK) return out;
+  out.length = info.length;
+  out.filters = info.filter_count;
+  out.bytes.assign(info.length, '\0');
+  EXPECT_EQ(PDF_File_Read_Embedded_File(opened.file(), id, &out.bytes[0]), PDF_RESULT_OK);
+  return out;
+}
+
+// Info loads the invoice itself (its file specification, its stream and what
+// they refer to) where it used to load every object: the same answer, unless
+// the damage lies where the invoice doesn't reach.
+TEST(EmbeddedFile, InfoAnswersAsAfterLoadingEveryObject) {
+  const std::string spec = "<< /Type /Filespec /F (" + kName + ") /EF << /F 4 0 R >> /Desc 8 0 R >>";
+  const struct {
+    const char* name;
+    std::string entries;  // more entries of the embedded stream's dictionary
+    std::string tree;     // the EmbeddedFiles value, empty for the usual one
+    std::string info;     // trailer entries
+    std::string page;     // object 6, empty for the usual one
+    std::string object_7, object_8;
+    bool outside;  // damage the invoice doesn't reach: only the old load fails
+  } cases[] = {
+      {"undamaged", "", "", "", "", "", "", false},
+      {"dangling reference in the stream", " /DL 99 0 R", "", "", "", "", "", false},
+      {"stream refers back to its file specification", " /Spec 5 0 R", "", "", "", "", "", false},
+      {"stream refers to an unparsable object", " /DL 7 0 R", "", "", "", ")", "", false},
+      {"file specification refers to an unparsable object", "", "<< /Names [(x) 7 0 R] >>", "", "", spec, ")", false},
+      {"unparsable Info", "", "", "/Info 7 0 R", "", ")", "", true},
+      {"unparsable page", "", "", "", ")", "", "", true},
+  };
+  for (const auto& c : cases) {
+    Invoice_Options options;
+    options.embedded_entries = c.entries;
+    options.embedded_files = c.tree;
+    options.trailer_extra = c.info;
+    if (!c.page.empty()) options.page = c.page;
+    if (!c.object_7.empty()) options.extra_objects.push_back({7, c.object_7});
+    if (!c.object_8.empty()) options.extra_objects.push_back({8, c.object_8});
+    Extraction before = Extract(options, true);
+    Extraction now = Extract(options, false);
+    if (c.outside) {
+      EXPECT_NE(before.result, PDF_RESULT_OK) << c.name;
+      EXPECT_EQ(now.result, PDF_RESULT_OK) << c.name;
+      EXPECT_EQ(now.bytes, Invoice_Sample_Xml()) << c.name;
+      continue;
+    }
+    EXPECT_EQ(now.result, before.result) << c.name;
+    EXPECT_EQ(now.length, before.length) << c.name;
+    EXPECT_EQ(now.filters, before.filters) << c.name;
+    EXPECT_EQ(now.bytes, before.bytes) << c.name;
   }
 }
 

@@ -137,14 +137,15 @@ const std::vector<Hostile_Row>& Rows() {
       {"a Kids node that names itself", Hazard_Kids_Cycle_Pdf, kNoFile, kNoFile, 2000, 20000},
       {"a Kids loop back to the root beside the invoice's leaf", Hazard_Kids_Cycle_Beside_Leaf_Pdf, kInvoice, kInvoice,
        2000, 40000},
-      {"a stream whose Length refers to the stream itself", Hazard_Self_Length_Pdf, kInvoice, kFailed, 2000, 40000},
+      {"a stream whose Length refers to the stream itself", Hazard_Self_Length_Pdf, kInvoice, kInvoice, 2000, 40000},
       {"chains of 20000 objects, each leading to the next", [] { return Hazard_Long_Chains_Pdf(20000); }, kInvoice,
        kInvoice, 600000, 8u << 20},
       // Nesting.
       {"1000000 unclosed arrays in the catalog", [] { return Hazard_Deep_Nesting_Pdf(1000000); }, kNotPdfa3, kNotPdfa3,
        1000, 2u << 20},
-      {"1000000 nested arrays in an object the extraction loads",
-       [] { return Hazard_Deep_Value_Invoice_Pdf(1000000, false); }, kInvoice, kFailed, 1000, 64u << 10},
+      // Beside the invoice, where the extraction no longer reads.
+      {"1000000 nested arrays in an object beside the invoice",
+       [] { return Hazard_Deep_Value_Invoice_Pdf(1000000, false); }, kInvoice, kInvoice, 1000, 64u << 10},
       {"100000 nested dictionaries in an object the extraction loads",
        [] { return Hazard_Deep_Value_Invoice_Pdf(100000, true); }, kInvoice, kInvoice, 300000, 4u << 20},
       {"a name tree 1000 nodes deep", [] { return Hazard_Deep_Name_Tree_Pdf(1000); }, kNoFile, kNoFile, 20000, 400000},
@@ -228,7 +229,9 @@ TEST_F(Hostile_Input, AnInvoiceBeyondFourGibibytesIsReadAtItsOffsets) {
   Work work = Library_Path(path);
   EXPECT_EQ(work.left, 0);
   EXPECT_LE(work.requests, 2000u);
-  EXPECT_LE(work.bytes_read, 200000u) << "the file is read where its offsets point, not through";
+  // The reader's windows count whole (1 KiB for each one-byte read that
+  // fills one): megabytes, against the 5 GiB that the file spans.
+  EXPECT_LE(work.bytes_read, 8u << 20) << "the file is read where its offsets point, not through";
 }
 
 }  // namespace

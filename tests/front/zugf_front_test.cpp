@@ -5,6 +5,8 @@
 #include <cstdio>
 #include <set>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "front/public_header_c.h"
 #include "front/zugf_process.h"
@@ -169,6 +171,43 @@ TEST(Invoice, ExportedResultsForBuiltInvoices) {
   // The last invoice written out is whole: only the output can fail.
   EXPECT_EQ(ZUGF_Extract_Zugferd(pdf.c_str(), ""), ZUGF_RESULT_EXTRACT_FAILED);
   EXPECT_EQ(ZUGF_Extract_Zugferd(pdf.c_str(), "/nonexistent/folder/out.xml"), ZUGF_RESULT_EXTRACT_FAILED);
+  remove(pdf.c_str());
+  remove(xml.c_str());
+}
+
+// Both calls read only what the invoice needs: a damaged object that it
+// doesn't reach fails neither, and the XML comes out whole.
+TEST(Invoice, DamageTheInvoiceDoesNotReachFailsNeitherCall) {
+  struct Case {
+    const char* name;
+    std::string trailer_extra;
+    std::string page;
+    std::vector<std::pair<uint32_t, std::string>> objects;
+  };
+  const std::string page = Invoice_Options().page;
+  const Case cases[] = {
+      {"unparsable Info", "/Info 7 0 R", page, {{7, ")"}}},
+      {"unparsable page", "", ")", {}},
+      {"page contents with a Length of no number",
+       "",
+       "<< /Type /Page /Parent 2 0 R /Contents 7 0 R >>",
+       {{7, "<< /Length 8 0 R >>\nstream\nBT ET\nendstream"}, {8, "/NoNumber"}}},
+  };
+  const std::string pdf = Test_Temp_Path("damaged.pdf");
+  const std::string xml = Test_Temp_Path("damaged.xml");
+  for (const Case& c : cases) {
+    Invoice_Options options;
+    options.trailer_extra = c.trailer_extra;
+    options.page = c.page;
+    options.extra_objects = c.objects;
+    ASSERT_TRUE(Test_Write_File(pdf, Invoice_Build_Pdf(options)));
+    remove(xml.c_str());
+    EXPECT_EQ(ZUGF_Check_Zugferd(pdf.c_str()), ZUGF_RESULT_INVOICE) << c.name;
+    EXPECT_EQ(ZUGF_Extract_Zugferd(pdf.c_str(), xml.c_str()), ZUGF_RESULT_INVOICE) << c.name;
+    std::string written;
+    EXPECT_TRUE(Test_Read_File(xml, &written)) << c.name;
+    EXPECT_EQ(written, Invoice_Sample_Xml()) << c.name;
+  }
   remove(pdf.c_str());
   remove(xml.c_str());
 }

@@ -188,6 +188,8 @@ struct Pairs_Case {
 
 TEST(Object_Stream, PairsReadOnceGiveEachMemberWhatReadingThemPerMemberGives) {
   const std::string m93 = "code " + std::to_string(PDF_RESULT_OBJECT_UNREADABLE);
+  const std::string m300 = "code " + std::to_string(PDF_RESULT_BAD_COMPRESSED_DATA);
+  const std::string m54 = "code " + std::to_string(PDF_RESULT_MALFORMED_FILTER);
   const Pairs_Case cases[] = {
       {"/N 4 /First 16", "1 0 2 3 3 6 4 9 11 22 33 44", 4, {"11", "22", "33", "44"}},
       // The third pair can't be read: it fails its own member and the one
@@ -205,6 +207,14 @@ TEST(Object_Stream, PairsReadOnceGiveEachMemberWhatReadingThemPerMemberGives) {
       {"/N 3 /First 12", "9 0 9 3 9 6 11 22 33", 3, {"11", "22", "33"}},
       // The same offset twice: the empty body fails, the next one reads.
       {"/N 3 /First 12", "1 0 2 0 3 3 11 22 33", 3, {m93, "11", "22"}},
+      // A container that can't be decoded fails every member with the code.
+      {"/N 2 /First 8 /Filter /FlateDecode", "1 0 2 3 11 22", 2, {m300, m300}},
+      {"/N 2 /First 8 /Filter /FlateDecode /DecodeParms << /Predictor 12 /Columns 3 >>",
+       Pdf_Flate("\x09"
+                 "1 0\x09"
+                 "2 3"),
+       2,
+       {m54, m54}},
   };
   for (const Pairs_Case& c : cases) {
     Pdf_Builder b = Start({{20, "<< /Type /Catalog >>"}});
@@ -228,8 +238,14 @@ TEST(Object_Stream, PairsReadOnceGiveEachMemberWhatReadingThemPerMemberGives) {
       for (int round = 0; round < 2; ++round) {
         for (uint32_t number : order) {
           if (number > c.members) continue;
+          const uint64_t requests = shared.allocator.requests;
           EXPECT_EQ(Member(&shared, number), c.expected[number - 1])
               << name << ", member " << number << " in a shared document, round " << round;
+          // The container is inflated once: once every member has its
+          // object, a decode attempt is all that could ask for memory.
+          if (round == 1 && (c.expected[0] == m300 || c.expected[0] == m54)) {
+            EXPECT_EQ(shared.allocator.requests, requests) << name << ", member " << number << " decoded again";
+          }
         }
       }
     }

@@ -31,11 +31,24 @@ PDF_Object* Walk_Lookup(PDF_Xref_Table* table, uint32_t number) {
   if (number == 0) return nullptr;
   for (PDF_Xref_Section* section = table->first_section; section != nullptr; section = section->next) {
     PDF_Xref_Entry* entry = Walk_Entry(section, number);
-    if (entry == nullptr || entry->type == 'f' || entry->object == nullptr) continue;
-    if (entry->object == section->hidden_object) continue;
+    if (entry == nullptr || entry->type == 'f') continue;
+    if (entry->deferred && PDF_Xref_Entry_Get_Object(table, entry) == nullptr) return nullptr;
+    if (entry->object == nullptr && entry->type != 'c') continue;
+    if (entry->object != nullptr && entry->object == section->hidden_object) continue;
     if (entry->type == 'c' && PDF_Xref_Entry_Load_Compressed(entry) != 0) return nullptr;
     table->last_hit_section = section;
     return entry->object;
+  }
+  return nullptr;
+}
+
+// A lookup by id as it was made before the table remembered its last answer.
+PDF_Object* Walk_Id(PDF_Xref_Table* table, uint32_t id) {
+  for (PDF_Xref_Section* section = table->first_section; section != nullptr; section = section->next) {
+    for (PDF_Xref_Entry* entry = section->head; entry != nullptr; entry = entry->next) {
+      if (entry->type == 'n' && entry->object != nullptr && PDF_Object_Get_Id(entry->object) == id)
+        return entry->object;
+    }
   }
   return nullptr;
 }
@@ -98,6 +111,16 @@ void Expect_Same_Answers(Opened_Document* indexed, Opened_Document* walked, uint
   }
   EXPECT_EQ(Types(a), Types(b)) << name;
   EXPECT_EQ(PDF_Xref_Table_Get_Object(a, 0, 0), nullptr);
+  // Ids, each asked twice and in a zigzag, so that the remembered entry is
+  // both the answer and a stale one.
+  const uint32_t ids = indexed->file()->next_object_id + 1;
+  for (uint32_t step = 0; step < 2 * ids; ++step) {
+    uint32_t id = step % 2 == 0 ? step / 2 : ids - step / 2;
+    EXPECT_EQ(Found(a, PDF_Body_Find_Object(indexed->body(), 0, id)), Found(b, Walk_Id(b, id)))
+        << name << ": id " << id;
+    EXPECT_EQ(Found(a, PDF_Body_Find_Object(indexed->body(), 0, id)), Found(b, Walk_Id(b, id)))
+        << name << ": id " << id;
+  }
 }
 
 struct Table_Case {
@@ -252,6 +275,35 @@ TEST(Xref_Index, AnswersAsTheWalkOverCraftedTables) {
     ASSERT_EQ(indexed.result, 0) << c.name;
     ASSERT_EQ(walked.result, 0) << c.name;
     Expect_Same_Answers(&indexed, &walked, c.highest, c.name);
+  }
+}
+
+// An in-use entry's object is made on first lookup from its header; it is
+// the object that reading the header at the open made: same number,
+// generation and body position, and a body that loads alike.
+TEST(Xref_Index, DeferredObjectsAreThoseTheOpenMade) {
+  for (const std::string& bytes : {Prev_Chain(), Stream_Over_Table(true), Damaged_Lines()}) {
+    Opened_Document opened(bytes, 3);
+    ASSERT_EQ(opened.result, 0);
+    PDF_Xref_Table* table = opened.body()->table;
+    int deferred = 0;
+    for (PDF_Xref_Section* section = table->first_section; section != nullptr; section = section->next) {
+      for (PDF_Xref_Entry* entry = section->head; entry != nullptr; entry = entry->next) {
+        if (!entry->deferred) continue;
+        deferred += 1;
+        PDF_Object* at_open = nullptr;
+        ASSERT_NE(PDF_Object_Read(&at_open, opened.file(), table->reader, entry->offset), 0u);
+        PDF_Object* made = PDF_Xref_Entry_Get_Object(table, entry);
+        ASSERT_NE(made, nullptr);
+        EXPECT_EQ(entry->object, made);
+        EXPECT_EQ(PDF_Object_Get_Number(made), PDF_Object_Get_Number(at_open));
+        EXPECT_EQ(PDF_Object_Get_Generation(made), PDF_Object_Get_Generation(at_open));
+        EXPECT_EQ(made->source_position, at_open->source_position);
+        EXPECT_EQ(Show(PDF_Object_Get_Value(made)), Show(PDF_Object_Get_Value(at_open)));
+        EXPECT_EQ(PDF_Object_Delete(&at_open, opened.file(), PDF_DELETE_MODE_RELEASE), 0);
+      }
+    }
+    EXPECT_GT(deferred, 0);
   }
 }
 

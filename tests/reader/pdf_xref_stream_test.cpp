@@ -47,13 +47,17 @@ std::string Describe(const PDF_Xref_Table* table) {
       linked += 1;
       text += entry->previous != previous ? "! " : " ";
       if (entry->type == 'n') {
-        text += "n" + std::to_string(PDF_Object_Get_Number(entry->object));
+        // A deferred object is made here, from its header.
+        PDF_Object* object =
+            PDF_Xref_Entry_Get_Object(const_cast<PDF_Xref_Table*>(table), const_cast<PDF_Xref_Entry*>(entry));
+        text += "n" + std::to_string(PDF_Object_Get_Number(object));
         if (entry->generation != 0) text += "/" + std::to_string(entry->generation);
       } else if (entry->type == 'f') {
         text += "f" + std::to_string(entry->generation) + (entry->object != nullptr || entry->offset != 0 ? "!" : "");
       } else if (entry->type == 'c') {
+        // The object is made on first load, of the entry's number.
         text += "c" + std::to_string(entry->container) + "." + std::to_string(entry->offset);
-        if (entry->object == nullptr || entry->object->value != nullptr || PDF_Object_Is_From_File(entry->object)) {
+        if (entry->object != nullptr || entry->number != PDF_Number_Get_Long(section->first_number) + linked - 1) {
           text += "!";
         }
       } else {

@@ -72,7 +72,7 @@ std::string Invoice_Build_Pdf(const Invoice_Options& o) {
   Pdf_Builder_Object(&builder, 5,
                      "<< /Type /Filespec /F (" + o.attachment_name + ") /UF (" + o.attachment_name +
                          ") /EF << /F 4 0 R >> /AFRelationship /Alternative /Desc (Invoice) >>");
-  Pdf_Builder_Object(&builder, 6, "<< /Type /Page /Parent 2 0 R /MediaBox [0 0 595 842] >>");
+  Pdf_Builder_Object(&builder, 6, o.page);
   for (const auto& extra : o.extra_objects) Pdf_Builder_Object(&builder, extra.first, extra.second);
   Pdf_Builder_Finish(
       &builder,

@@ -23,7 +23,8 @@ struct Invoice_Options {
   std::string extra_rdf;       // more rdf:Description elements of the packet
   std::string trailer_extra;   // more trailer entries
   std::string embedded_files;  // the EmbeddedFiles value; empty: one leaf naming object 5
-  std::vector<std::pair<uint32_t, std::string>> extra_objects;  // numbers from 7 on
+  std::vector<std::pair<uint32_t, std::string>> extra_objects;                   // numbers from 7 on
+  std::string page = "<< /Type /Page /Parent 2 0 R /MediaBox [0 0 595 842] >>";  // the body of object 6
 };
 
 std::string Invoice_Sample_Xml();

@@ -57,7 +57,7 @@ PDF_Read_Data* Test_Input_Reader(Test_Input* input) {
   input->reader.read = PDF_Read_Data_Read_Memory;
   input->reader.context = &input->source;
   input->reader.hold_count = 1;
-  input->reader.reserved = nullptr;
+  input->reader.windows = nullptr;
   return &input->reader;
 }
 
