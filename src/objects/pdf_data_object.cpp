@@ -273,6 +273,9 @@ uint64_t PDF_Data_Object_Read(PDF_Data_Object** out_object, PDF_File* file, PDF_
   if (file == nullptr || reader == nullptr) return 0;
   // A value nested deeper than the limit is damaged: no value is there.
   if (file->nesting_depth >= PDF_NESTING_LIMIT) return 0;
+  // So is every value once the document has read its share.
+  if (file->value_reads >= PDF_VALUE_READ_LIMIT) return 0;
+  file->value_reads += 1;
   file->nesting_depth += 1;
   uint64_t count = Read_Value(out_object, file, reader, position);
   file->nesting_depth -= 1;

@@ -59,6 +59,7 @@ struct PDF_File {
   PDF_Dictionary_Failures* dictionary_failures;  // positions that failed in the outermost read under way; may be null
   uint32_t nesting_depth;                        // nested values, parses and walks under way (PDF_NESTING_LIMIT)
   PDF_Object_Walk* object_walk;                  // objects whose values a Load_All walk has still to visit; may be null
+  uint64_t value_reads;                          // values read so far (PDF_VALUE_READ_LIMIT)
 };
 
 PDF_Result PDF_File_New(PDF_File** out_file, PDF_Memory* memory, PDF_Message* message);

@@ -32,4 +32,14 @@ const uint64_t PDF_STATED_LENGTH_LIMIT = 64ull << 20;
 // twice it in memory (the last two output buffers during a growth).
 const uint64_t PDF_DECODED_SIZE_LIMIT = 64ull << 20;
 
+// How many values one document may read in all. From tolerance level 2 a
+// dictionary skips a damaged value up to the next "/" or ">", which may lie
+// inside a nested dictionary that has already been read; each level of such
+// nesting reads again what the levels below it read, so the work grows like
+// the Fibonacci numbers with the depth, well below the nesting limit (a file
+// of a few hundred bytes could take hours). A real call reads thousands of
+// values, far fewer than this; past this count every value read fails as
+// damaged, so the call ends with the code of damage where it stands.
+const uint64_t PDF_VALUE_READ_LIMIT = uint64_t{1} << 21;
+
 #endif
