@@ -5,9 +5,8 @@
 // says DocumentType "INVOICE" and DocumentFileName "ZUGFeRD-invoice.xml" under
 // the ZUGFeRD schema, and which embeds a file of that name. A source is a path
 // or the file's bytes; the same bytes give the same answer either way. Files
-// from strangers can hang or kill the process that makes these calls: give
-// them to the invoice-extract command-line tool or a child process with time
-// and memory limits.
+// from strangers are safe to pass: the library bounds every call in time and
+// memory and lets no exception out.
 
 /** A path, or the whole PDF file's bytes (a Buffer or any Uint8Array). */
 export type Source = string | Uint8Array;

@@ -51,11 +51,10 @@ state, which the library guards.
 
 HOSTILE INPUT
 
-The library keeps some hazards on hostile files (an endless loop, a stack
-overflow, memory exhaustion, an uncaught C++ exception that aborts the
-process). Hand files from strangers to the invoice-extract command-line tool,
-or to a child process with time and memory limits, never to these calls
-inside a process that matters.
+Every call is bounded in time and memory on any file, and no C++ exception
+leaves the library: files from strangers may be passed to these calls inside
+a long-lived process. The limits (nesting depth, decoded size of a stream,
+values read) and the codes a file over one gets are listed in the C header.
 
 FINDING THE LIBRARY
 
