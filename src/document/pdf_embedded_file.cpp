@@ -81,9 +81,9 @@ PDF_Result Embedded_Stream(PDF_File* file, uint32_t id, PDF_Object** out_object,
   return PDF_RESULT_OK;
 }
 
-// Loads the invoice itself: the object the identifier names (a file
-// specification, or the stream) and the stream, with everything they refer
-// to, each once; then clears the walk's marks. The rest of the document stays
+// Loads the invoice itself: the object the identifier names (the filespec
+// dictionary, or the stream) and the stream, with everything they refer to,
+// each once; then clears the walk's marks. The rest of the document stays
 // unread: a damaged object that the invoice doesn't reach (an unparsable
 // Info, a broken page) fails nothing here.
 PDF_Result Load_Embedded_Objects(PDF_File* file, PDF_Object* named, PDF_Object* stream) {
