@@ -137,7 +137,7 @@
  *   ZUGF_RESULT_BAD_INPUT (-10) where the open needs it, ZUGF_RESULT_NOT_PDFA3
  *   (-1) in the metadata, ZUGF_RESULT_NO_INVOICE_FILE (-3) in the name tree
  *   and ZUGF_RESULT_EXTRACT_FAILED (-11) where extraction reads it.
- * - Values read by one call: 2,097,152. Damaged dictionaries nested inside
+ * - Values read by one call: 262,144. Damaged dictionaries nested inside
  *   each other can make a tolerant reader read the same bytes again at every
  *   level; past this count every further value is damaged, with the code of
  *   damage where it stands (real files read thousands of values).

@@ -40,6 +40,6 @@ const uint64_t PDF_DECODED_SIZE_LIMIT = 64ull << 20;
 // of a few hundred bytes could take hours). A real call reads thousands of
 // values, far fewer than this; past this count every value read fails as
 // damaged, so the call ends with the code of damage where it stands.
-const uint64_t PDF_VALUE_READ_LIMIT = uint64_t{1} << 21;
+const uint64_t PDF_VALUE_READ_LIMIT = uint64_t{1} << 18;
 
 #endif
