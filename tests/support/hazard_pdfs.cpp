@@ -120,6 +120,14 @@ std::string Hazard_Deep_Value_Invoice_Pdf(uint32_t depth, bool dictionaries) {
   return Invoice_Build_Pdf(options);
 }
 
+std::string Hazard_Reread_Nesting_Pdf(uint32_t depth) {
+  std::string value = "1";
+  for (uint32_t i = 0; i < depth; ++i) value = "<< /K [ " + value + " ) >>";
+  Invoice_Options options;
+  options.embedded_entries = " /Deep " + value;
+  return Invoice_Build_Pdf(options);
+}
+
 std::string Hazard_Deep_Name_Tree_Pdf(uint32_t depth) {
   Invoice_Options options;
   options.embedded_files = "7 0 R";

@@ -26,6 +26,11 @@ std::string Hazard_Deep_Nesting_Pdf(uint32_t depth = 1000000);
 // An invoice whose trailer names object 7 (Deep), holding `depth` nested
 // arrays or dictionaries, closed.
 std::string Hazard_Deep_Value_Invoice_Pdf(uint32_t depth, bool dictionaries);
+// An invoice whose embedded stream's dictionary holds `depth` levels of
+// "<< /K [ ... ) >>": each array fails at its ")" and its dictionary reads on
+// inside the dictionary below, so a reader that reads again what it read
+// before does twice the work per level.
+std::string Hazard_Reread_Nesting_Pdf(uint32_t depth);
 // An invoice whose EmbeddedFiles tree is a chain of `depth` Kids nodes, one
 // object each, with the invoice's leaf at the bottom.
 std::string Hazard_Deep_Name_Tree_Pdf(uint32_t depth);
