@@ -137,10 +137,11 @@
  *   ZUGF_RESULT_BAD_INPUT (-10) where the open needs it, ZUGF_RESULT_NOT_PDFA3
  *   (-1) in the metadata, ZUGF_RESULT_NO_INVOICE_FILE (-3) in the name tree
  *   and ZUGF_RESULT_EXTRACT_FAILED (-11) where extraction reads it.
- * - Values read by one call: 262,144. Damaged dictionaries nested inside
+ * - Values read by one call: 65,536. Damaged dictionaries nested inside
  *   each other can make a tolerant reader read the same bytes again at every
  *   level; past this count every further value is damaged, with the code of
- *   damage where it stands (real files read thousands of values).
+ *   damage where it stands (the published sample invoices read fewer than a
+ *   hundred values; a name tree of 30,000 attachments fits).
  * - Decoded size of one stream: 64 MiB (Flate and LZW decode incrementally
  *   and stop there). A larger stream is damaged: extraction gives
  *   ZUGF_RESULT_EXTRACT_FAILED (-11), metadata reads as absent
