@@ -13,13 +13,15 @@ struct PDF_Number;
 struct PDF_Object;
 struct PDF_Read_Data;
 
+// A large file has one entry per object, so the entry is kept at 56 bytes:
+// the two fields of our own sit in the room the alignment leaves behind type.
 struct PDF_Xref_Entry {
   uint64_t offset;  // for a compressed entry, the index inside the object stream
   uint16_t generation;
   uint32_t container;  // the object stream's number for a compressed entry
   uint8_t type;        // 'n', 'f' or 'c'
-  uint32_t number;     // a compressed entry's object number: its object is made on first load
   uint8_t deferred;    // in use, its object made from the header at offset on first lookup
+  uint32_t number;     // a compressed entry's object number: its object is made on first load
   PDF_File* file;      // the owning file
   PDF_Object* object;  // owned; null for a free entry
   PDF_Xref_Entry* previous;
