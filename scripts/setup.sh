@@ -11,11 +11,12 @@ set -euo pipefail
 # python3-setuptools, python3-wheel: the Python package's tests, the Dask batch
 # example and the offline pip install (scripts/bindings_check.sh). The Node
 # package uses the machine's Node.js and npm (see README, Dependencies).
-# libcpp-httplib-dev: the HTTP server of invoice-extract serve.
+# libmicrohttpd-dev: the HTTP server of invoice-extract serve; libcpp-httplib-dev:
+# the compiled HTTP client of its benchmark (bench/serve_bench).
 # chromium, chromium-driver, python3-selenium: the test of its web page in a real browser.
 packages=(g++ cmake make pkg-config zlib1g-dev libexempi-dev libexpat1-dev nettle-dev libgtest-dev
   nlohmann-json3-dev dpkg-dev file python3-minimal python3-pytest python3-dask python3-distributed python3-pip
-  python3-setuptools python3-wheel libcpp-httplib-dev chromium chromium-driver python3-selenium)
+  python3-setuptools python3-wheel libmicrohttpd-dev libcpp-httplib-dev chromium chromium-driver python3-selenium)
 # Other scripts name the tools of their own that they need instead:
 #   bash scripts/setup.sh clang-format
 if [ "$#" -gt 0 ]; then packages=("$@"); fi

@@ -1,9 +1,11 @@
 #include "serve.h"
 
 #include <dirent.h>
-#include <httplib.h>
+#include <microhttpd.h>
+#include <netdb.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
+#include <poll.h>
 #include <pthread.h>
 #include <signal.h>
 #include <sys/socket.h>
@@ -18,6 +20,7 @@
 #include <cstring>
 #include <ctime>
 #include <fstream>
+#include <functional>
 #include <map>
 #include <mutex>
 #include <sstream>
@@ -40,11 +43,6 @@ const std::array<double, 12> kBuckets = {0.005, 0.01, 0.025, 0.05, 0.1, 0.25, 0.
 
 std::string Error_Body(const std::string& message) { return "{\"error\":" + Json_String(message) + "}\n"; }
 
-void Fail(httplib::Response& res, int status, const std::string& message) {
-  res.status = status;
-  res.set_content(Error_Body(message), "application/json");
-}
-
 std::string Endpoint_Of(const std::string& path) {
   for (const char* endpoint : kEndpoints) {
     if (path == std::string("/v1/") + endpoint) return endpoint;
@@ -54,15 +52,6 @@ std::string Endpoint_Of(const std::string& path) {
   if (path == "/metrics") return "metrics";
   return "other";
 }
-
-// What one request did, for the log line and the metrics; each request runs
-// on one thread from start to log.
-struct Request_Note {
-  Clock::time_point started;
-  bool timed = false;
-  std::string result;  // the verdict code or the status word; empty: none
-};
-thread_local Request_Note note;
 
 class Metrics {
  public:
@@ -190,82 +179,107 @@ bool Same_Secret(const std::string& given, const std::string& expected) {
   return difference == 0;
 }
 
+// One request, from the first call of the handler (its head has arrived) to
+// the end of its answer; each runs on its connection's own thread.
+class Service;
+
+struct Request {
+  Service* service = nullptr;
+  Clock::time_point started = Clock::now();
+  std::string method;
+  std::string path;
+  std::string result;  // the verdict code or the status word, for log and metrics; empty: none
+  unsigned status = 0;
+  size_t bytes = 0;  // of the answer's body
+  bool answered = false;
+  bool body_announced = false;   // a Content-Length above 0, or chunks
+  bool answered_unread = false;  // answered while body bytes may still come
+  // An answer that needs no upload, given once the request has come whole
+  // (an answer given with the head would close the connection).
+  std::function<void(MHD_Connection*, Request*)> reply;
+  // A file to check: its upload, as it arrives.
+  Job job;
+  Temporary_File upload;
+  uint64_t received = 0;
+  bool too_large = false;
+  bool write_failed = false;
+  bool multipart_body = false;
+  MHD_PostProcessor* multipart = nullptr;
+  bool multipart_failed = false;
+  bool has_file_field = false;
+  std::string name = "-";
+};
+
 class Service {
  public:
   Service(const Options& options, unsigned workers, const std::string& folder, const std::string& token)
       : options_(options), workers_(workers), folder_(folder), token_(token), jobs_(Settings(options, workers)) {}
 
-  void Install(httplib::Server* server) {
-    server->set_payload_max_length(options_.max_size);
-    server->set_keep_alive_max_count(100000);
-    server->set_keep_alive_timeout(5);
-    // Every request that may wait for a worker needs a thread, and a few
-    // more answer the page, the health check and the refusals meanwhile.
-    const size_t threads = workers_ + options_.queue + 8;
-    server->new_task_queue = [threads] { return new httplib::ThreadPool(threads); };
-
-    server->set_pre_routing_handler([](const httplib::Request&, httplib::Response&) {
-      note = Request_Note();
-      note.started = Clock::now();
-      note.timed = true;
-      return httplib::Server::HandlerResponse::Unhandled;
-    });
-    // A client that announces its body can be refused before sending it.
-    server->set_expect_100_continue_handler([this](const httplib::Request& req, httplib::Response& res) {
-      if (Refuse_Early(req, res)) return res.status;
-      return 100;
-    });
-    server->Get("/", [](const httplib::Request&, httplib::Response& res) {
-      res.set_content(Serve_Page(), "text/html; charset=utf-8");
-      res.set_header("Content-Security-Policy",
-                     "default-src 'none'; script-src 'unsafe-inline'; style-src 'unsafe-inline'; "
-                     "connect-src 'self'; img-src 'self' data: blob:; form-action 'none'; frame-ancestors 'none'");
-    });
-    server->Get("/healthz",
-                [](const httplib::Request&, httplib::Response& res) { res.set_content("ok\n", "text/plain"); });
-    server->Get("/metrics", [this](const httplib::Request&, httplib::Response& res) {
-      const size_t in_flight = jobs_.In_Flight();
-      res.set_content(metrics_.Text(jobs_.Worker_Ends(), in_flight > workers_ ? in_flight - workers_ : 0, in_flight),
-                      "text/plain; version=0.0.4; charset=utf-8");
-    });
-    server->Post("/v1/(check|inspect|extract)",
-                 [this](const httplib::Request& req, httplib::Response& res, const httplib::ContentReader& reader) {
-                   Answer(req, res, reader);
-                 });
-
-    // Known paths with the wrong method.
-    auto not_allowed = [](const char* allowed) {
-      return [allowed](const httplib::Request&, httplib::Response& res) {
-        res.set_header("Allow", allowed);
-        Fail(res, 405, std::string("method not allowed; use ") + allowed);
-      };
-    };
-    const char* pages = "/|/healthz|/metrics";
-    const char* files = "/v1/(check|inspect|extract)";
-    server->Get(files, not_allowed("POST"));
-    server->Post(pages, not_allowed("GET, HEAD"));
-    for (const char* pattern : {pages, files}) {
-      const char* allowed = pattern == pages ? "GET, HEAD" : "POST";
-      server->Put(pattern, not_allowed(allowed));
-      server->Patch(pattern, not_allowed(allowed));
-      server->Delete(pattern, not_allowed(allowed));
-      server->Options(pattern, not_allowed(allowed));
+  static MHD_Result Handle(void* self, MHD_Connection* connection, const char* url, const char* method, const char*,
+                           const char* data, size_t* size, void** state) {
+    Service* service = static_cast<Service*>(self);
+    if (*state == nullptr) {
+      Request* request = new Request;
+      request->service = service;
+      request->method = method;
+      request->path = url;
+      *state = request;
+      ++service->active_;
+      const std::string length = Header(connection, "Content-Length");
+      request->body_announced =
+          strtoull(length.c_str(), nullptr, 10) > 0 ||
+          MHD_lookup_connection_value(connection, MHD_HEADER_KIND, "Transfer-Encoding") != nullptr;
+      service->Begin(connection, request);
+      request->answered_unread = request->answered && request->body_announced;
+      return MHD_YES;
     }
-
-    // Errors that the library answers by itself (no route, a request it
-    // cannot parse) get a JSON body too.
-    server->set_error_handler(httplib::Server::HandlerWithResponse(
-        [](const httplib::Request&, httplib::Response& res) -> httplib::Server::HandlerResponse {
-          if (!res.body.empty()) return httplib::Server::HandlerResponse::Unhandled;
-          std::string message = "the request could not be served (HTTP " + std::to_string(res.status) + ")";
-          if (res.status == 400) message = "bad request";
-          if (res.status == 404) message = "no such path";
-          if (res.status == 413) message = "the upload is larger than the service accepts";
-          res.set_content(Error_Body(message), "application/json");
-          return httplib::Server::HandlerResponse::Handled;
-        }));
-    server->set_logger([this](const httplib::Request& req, const httplib::Response& res) { Log(req, res); });
+    Request* request = static_cast<Request*>(*state);
+    if (*size > 0) {
+      if (!request->answered && !request->reply) service->Receive(connection, request, data, *size);
+      *size = 0;  // taken, or dropped once answered
+      return MHD_YES;
+    }
+    if (request->reply) {
+      request->reply(connection, request);
+    } else if (!request->answered) {
+      service->Answer(connection, request);
+    }
+    return MHD_YES;
   }
+
+  static void Completed(void* self, MHD_Connection* connection, void** state, MHD_RequestTerminationCode) {
+    Service* service = static_cast<Service*>(self);
+    Request* request = static_cast<Request*>(*state);
+    if (request == nullptr) return;
+    service->Log(*request);
+    if (request->answered_unread) Linger(connection);
+    if (request->multipart != nullptr) MHD_destroy_post_processor(request->multipart);
+    delete request;
+    *state = nullptr;
+    --service->active_;
+  }
+
+  // A refusal goes out before the body it refuses, and the connection then
+  // closes. Closed with bytes still unread, the socket would reset the
+  // connection, and a client still sending would lose the answer; so what
+  // still comes is read and dropped first, for two seconds at most.
+  static void Linger(MHD_Connection* connection) {
+    const MHD_ConnectionInfo* info = MHD_get_connection_info(connection, MHD_CONNECTION_INFO_CONNECTION_FD);
+    if (info == nullptr) return;
+    const int socket = info->connect_fd;
+    shutdown(socket, SHUT_WR);
+    const auto until = Clock::now() + std::chrono::seconds(2);
+    char dropped[16384];
+    for (;;) {
+      const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(until - Clock::now()).count();
+      pollfd readable = {socket, POLLIN, 0};
+      if (left <= 0 || poll(&readable, 1, static_cast<int>(left)) <= 0) break;
+      if (recv(socket, dropped, sizeof(dropped), 0) <= 0) break;
+    }
+  }
+
+  // Requests begun and not yet ended.
+  size_t Active() const { return active_; }
 
  private:
   static Pool_Settings Settings(const Options& options, unsigned workers) {
@@ -280,140 +294,218 @@ class Service {
     return settings;
   }
 
+  typedef std::vector<std::pair<const char*, std::string>> Headers;
+
+  static void Send(MHD_Connection* connection, Request* request, unsigned status, const std::string& body,
+                   const char* type, const Headers& headers = Headers()) {
+    MHD_Response* response =
+        MHD_create_response_from_buffer(body.size(), const_cast<char*>(body.data()), MHD_RESPMEM_MUST_COPY);
+    if (response == nullptr) return;
+    MHD_add_response_header(response, "Content-Type", type);
+    for (const auto& header : headers) MHD_add_response_header(response, header.first, header.second.c_str());
+    if (MHD_queue_response(connection, status, response) == MHD_YES) {
+      request->answered = true;
+      request->status = status;
+      request->bytes = body.size();
+    }
+    MHD_destroy_response(response);
+  }
+
+  static void Fail(MHD_Connection* connection, Request* request, unsigned status, const std::string& message,
+                   const Headers& headers = Headers()) {
+    Send(connection, request, status, Error_Body(message), "application/json", headers);
+  }
+
+  static std::string Header(MHD_Connection* connection, const char* name) {
+    const char* value = MHD_lookup_connection_value(connection, MHD_HEADER_KIND, name);
+    return value != nullptr ? value : "";
+  }
+
+  // The head has arrived: answer at once what needs no body, or get ready
+  // for the upload.
+  void Begin(MHD_Connection* connection, Request* request) {
+    const std::string& path = request->path;
+    const std::string& method = request->method;
+    const bool page = path == "/" || path == "/healthz" || path == "/metrics";
+    const std::string endpoint = path.compare(0, 4, "/v1/") == 0 ? path.substr(4) : "";
+    const bool file = endpoint == "check" || endpoint == "inspect" || endpoint == "extract";
+    if (!page && !file) {
+      request->reply = [](MHD_Connection* c, Request* r) { Fail(c, r, 404, "no such path"); };
+    } else if (page && method != "GET" && method != "HEAD") {
+      request->reply = [](MHD_Connection* c, Request* r) {
+        Fail(c, r, 405, "method not allowed; use GET, HEAD", {{"Allow", "GET, HEAD"}});
+      };
+    } else if (file && method != "POST") {
+      request->reply = [](MHD_Connection* c, Request* r) {
+        Fail(c, r, 405, "method not allowed; use POST", {{"Allow", "POST"}});
+      };
+    } else if (path == "/") {
+      request->reply = [](MHD_Connection* c, Request* r) {
+        Send(c, r, 200, Serve_Page(), "text/html; charset=utf-8",
+             {{"Content-Security-Policy",
+               "default-src 'none'; script-src 'unsafe-inline'; style-src 'unsafe-inline'; connect-src 'self'; "
+               "img-src 'self' data: blob:; form-action 'none'; frame-ancestors 'none'"}});
+      };
+    } else if (path == "/healthz") {
+      request->reply = [](MHD_Connection* c, Request* r) { Send(c, r, 200, "ok\n", "text/plain"); };
+    } else if (path == "/metrics") {
+      request->reply = [this](MHD_Connection* c, Request* r) {
+        const size_t in_flight = jobs_.In_Flight();
+        Send(c, r, 200, metrics_.Text(jobs_.Worker_Ends(), in_flight > workers_ ? in_flight - workers_ : 0, in_flight),
+             "text/plain; version=0.0.4; charset=utf-8");
+      };
+    } else if (!Refuse_Early(connection, request)) {
+      Job& job = request->job;
+      job.command = endpoint == "check" ? Command::Check : endpoint == "extract" ? Command::Extract : Command::Inspect;
+      // ?any-flavour=1 and ?explain=1 do what the tool's options do (inspect
+      // always explains).
+      auto flag = [connection](const char* name) {
+        const char* value = MHD_lookup_connection_value(connection, MHD_GET_ARGUMENT_KIND, name);
+        const std::string text = value != nullptr ? value : "";
+        return text == "1" || text == "true" || text == "yes";
+      };
+      job.any_flavour = flag("any-flavour");
+      job.explain = flag("explain");
+      if (!request->upload.Make(folder_, "upload")) {
+        Fail(connection, request, 500, std::string("cannot store the upload: ") + strerror(errno));
+        return;
+      }
+      const std::string length = Header(connection, "Content-Length");
+      if (!length.empty()) {
+        request->upload.pending.reserve(
+            std::min<uint64_t>(strtoull(length.c_str(), nullptr, 10), Temporary_File::kGather));
+      }
+      request->multipart_body = Header(connection, "Content-Type").compare(0, 19, "multipart/form-data") == 0;
+      if (request->multipart_body) {
+        request->multipart = MHD_create_post_processor(connection, 64 * 1024, &Service::Field, request);
+        if (request->multipart == nullptr) Fail(connection, request, 400, "broken multipart body");
+      }
+    }
+  }
+
   // The refusals that need no body: a token, the size, a full queue.
-  bool Refuse_Early(const httplib::Request& req, httplib::Response& res) {
-    if (req.path.compare(0, 4, "/v1/") != 0) return false;
+  bool Refuse_Early(MHD_Connection* connection, Request* request) {
     if (!token_.empty()) {
-      const std::string given = req.get_header_value("Authorization");
+      const std::string given = Header(connection, "Authorization");
       const std::string prefix = "Bearer ";
       if (given.compare(0, prefix.size(), prefix) != 0 || !Same_Secret(given.substr(prefix.size()), token_)) {
-        res.set_header("WWW-Authenticate", "Bearer");
-        Fail(res, 401, given.empty() ? "an Authorization: Bearer token is required" : "wrong token");
+        Fail(connection, request, 401, given.empty() ? "an Authorization: Bearer token is required" : "wrong token",
+             {{"WWW-Authenticate", "Bearer"}});
         return true;
       }
     }
-    if (req.has_header("Content-Length") &&
-        strtoull(req.get_header_value("Content-Length").c_str(), nullptr, 10) > options_.max_size) {
-      Fail(res, 413, "the upload is larger than " + std::to_string(options_.max_size) + " bytes");
-      res.set_header("Connection", "close");
+    const std::string length = Header(connection, "Content-Length");
+    if (!length.empty() && strtoull(length.c_str(), nullptr, 10) > options_.max_size) {
+      Too_Large(connection, request);
       return true;
     }
     if (jobs_.In_Flight() >= workers_ + options_.queue) {
-      Busy(res);
+      Busy(connection, request);
       return true;
     }
     return false;
   }
 
-  static void Busy(httplib::Response& res) {
-    res.set_header("Retry-After", "1");
-    Fail(res, 503, "every worker is busy and the queue is full; try again");
+  void Too_Large(MHD_Connection* connection, Request* request) {
+    Fail(connection, request, 413, "the upload is larger than " + std::to_string(options_.max_size) + " bytes",
+         {{"Connection", "close"}});
   }
 
-  void Answer(const httplib::Request& req, httplib::Response& res, const httplib::ContentReader& reader) {
-    if (Refuse_Early(req, res)) return;
-    const std::string endpoint = req.path.substr(4);
-    Job job;
-    job.command = endpoint == "check" ? Command::Check : endpoint == "extract" ? Command::Extract : Command::Inspect;
-    // ?any-flavour=1 and ?explain=1 do what the tool's options do (inspect
-    // always explains).
-    auto flag = [&req](const char* name) {
-      const std::string value = req.get_param_value(name);
-      return value == "1" || value == "true" || value == "yes";
-    };
-    job.any_flavour = flag("any-flavour");
-    job.explain = flag("explain");
+  static void Busy(MHD_Connection* connection, Request* request) {
+    Fail(connection, request, 503, "every worker is busy and the queue is full; try again", {{"Retry-After", "1"}});
+  }
 
-    Temporary_File upload;
-    if (!upload.Make(folder_, "upload")) {
-      Fail(res, 500, std::string("cannot store the upload: ") + strerror(errno));
-      return;
+  bool Keep(Request* request, const char* data, size_t size) {
+    request->received += size;
+    if (request->received > options_.max_size) {
+      request->too_large = true;
+      return false;
     }
-    if (req.has_header("Content-Length")) {
-      upload.pending.reserve(std::min<uint64_t>(strtoull(req.get_header_value("Content-Length").c_str(), nullptr, 10),
-                                                Temporary_File::kGather));
+    if (!request->upload.Append(data, size)) {
+      request->write_failed = true;
+      return false;
     }
-    uint64_t received = 0;
-    bool too_large = false;
-    bool write_failed = false;
-    auto keep = [&](const char* data, size_t size) {
-      received += size;
-      if (received > options_.max_size) {
-        too_large = true;
-        return false;
-      }
-      if (!upload.Append(data, size)) {
-        write_failed = true;
-        return false;
-      }
-      return true;
-    };
-    std::string name = "-";
-    bool read = false;
-    // With neither a length nor chunks there is no body to wait for.
-    const bool has_body = req.has_header("Content-Length") || req.has_header("Transfer-Encoding");
-    bool has_file_field = false;
-    if (!has_body) {
-      read = true;
-    } else if (req.is_multipart_form_data()) {
-      std::string field;
-      read = reader(
-          [&](const httplib::MultipartFormData& part) {
-            field = part.name;
-            if (field == "file") {
-              if (has_file_field) return false;  // one file a request
-              has_file_field = true;
-              if (!part.filename.empty()) name = part.filename;
-            }
-            return true;
-          },
-          [&](const char* data, size_t size) { return field != "file" || keep(data, size); });
-      if (read && !has_file_field) {
-        Fail(res, 400, "the multipart body has no field named file");
-        return;
-      }
+    return true;
+  }
+
+  void Receive(MHD_Connection* connection, Request* request, const char* data, size_t size) {
+    if (request->too_large || request->write_failed || request->multipart_failed) return;
+    if (request->multipart != nullptr) {
+      if (MHD_post_process(request->multipart, data, size) != MHD_YES) request->multipart_failed = true;
     } else {
-      read = reader([&](const char* data, size_t size) { return keep(data, size); });
+      Keep(request, data, size);
     }
-    if (too_large) {
-      res.set_header("Connection", "close");
-      Fail(res, 413, "the upload is larger than " + std::to_string(options_.max_size) + " bytes");
+    // Chunks that pass the size are refused while they still come.
+    if (request->too_large) {
+      Too_Large(connection, request);
+      request->answered_unread = request->answered;
+    }
+  }
+
+  // One piece of a multipart body; only the field named file is kept.
+  static MHD_Result Field(void* state, MHD_ValueKind, const char* key, const char* filename, const char*, const char*,
+                          const char* data, uint64_t offset, size_t size) {
+    Request* request = static_cast<Request*>(state);
+    if (key == nullptr || strcmp(key, "file") != 0) return MHD_YES;
+    if (offset == 0) {
+      if (request->has_file_field) return MHD_NO;  // one file a request
+      request->has_file_field = true;
+      if (filename != nullptr && filename[0] != '\0') request->name = filename;
+    }
+    Service* service = request->service;
+    return size == 0 || service->Keep(request, data, size) ? MHD_YES : MHD_NO;
+  }
+
+  // The whole body has arrived.
+  void Answer(MHD_Connection* connection, Request* request) {
+    if (request->multipart != nullptr) {
+      if (MHD_destroy_post_processor(request->multipart) != MHD_YES) request->multipart_failed = true;
+      request->multipart = nullptr;
+    }
+    if (!request->too_large && !request->write_failed && !request->upload.Flush()) request->write_failed = true;
+    if (request->too_large) {
+      Too_Large(connection, request);
       return;
     }
-    if (!too_large && !write_failed && !upload.Flush()) write_failed = true;
-    if (write_failed) {
-      Fail(res, 500, std::string("cannot store the upload: ") + strerror(errno));
+    if (request->write_failed) {
+      Fail(connection, request, 500, std::string("cannot store the upload: ") + strerror(errno));
       return;
     }
-    if (!read) {
-      Fail(res, 400, req.is_multipart_form_data() ? "broken multipart body" : "the body could not be read");
+    if (request->multipart_failed) {
+      Fail(connection, request, 400, "broken multipart body");
       return;
     }
-    if (received == 0) {
-      Fail(res, 400, "empty body: send the PDF as the body or as the multipart field file");
+    if (request->multipart_body && !request->has_file_field) {
+      Fail(connection, request, 400, "the multipart body has no field named file");
       return;
     }
+    if (request->received == 0) {
+      Fail(connection, request, 400, "empty body: send the PDF as the body or as the multipart field file");
+      return;
+    }
+    Temporary_File& upload = request->upload;
     close(upload.descriptor);
     upload.descriptor = -1;
+    Job& job = request->job;
     job.path = upload.path;
 
     Temporary_File output;
     if (job.command == Command::Extract) {
       if (!output.Make(folder_, "xml")) {
-        Fail(res, 500, std::string("cannot make the output file: ") + strerror(errno));
+        Fail(connection, request, 500, std::string("cannot make the output file: ") + strerror(errno));
         return;
       }
       job.temp_output = output.path;
     }
 
     File_Result result;
-    result.path = name;
+    result.path = request->name;
     if (!jobs_.Run(job, options_.queue, &result.report, &result.seconds)) {
-      Busy(res);
+      Busy(connection, request);
       return;
     }
     const File_Report& report = result.report;
-    note.result = report.status != Status::Ok ? Status_Name(report.status) : std::to_string(report.result);
+    request->result = report.status != Status::Ok ? Status_Name(report.status) : std::to_string(report.result);
     Options shown;
     shown.command = job.command;
     shown.explain = job.explain;
@@ -422,29 +514,27 @@ class Service {
       result.output_written = report.status == Status::Ok && report.written;
       std::string xml;
       if (Accepted(result, shown) && Read_Whole(output.path, &xml)) {
-        res.set_content(xml, "application/xml");
+        Send(connection, request, 200, xml, "application/xml");
         return;
       }
       result.output_written = false;
-      res.status = 422;
-      res.set_content(Json_Line(result, shown), "application/json");
+      Send(connection, request, 422, Json_Line(result, shown), "application/json");
       return;
     }
-    res.set_content(Json_Line(result, shown), "application/json");
+    Send(connection, request, 200, Json_Line(result, shown), "application/json");
   }
 
-  void Log(const httplib::Request& req, const httplib::Response& res) {
-    const double seconds = note.timed ? std::chrono::duration<double>(Clock::now() - note.started).count() : 0;
-    const std::string endpoint = Endpoint_Of(req.path);
-    metrics_.Count(endpoint, note.result, seconds);
+  void Log(const Request& request) {
+    const double seconds = std::chrono::duration<double>(Clock::now() - request.started).count();
+    metrics_.Count(Endpoint_Of(request.path), request.result, seconds);
     char number[32];
     snprintf(number, sizeof(number), "%.6f", seconds);
-    const std::string line = "{\"time\":\"" + Now_Text() + "\",\"method\":" + Json_String(req.method) +
-                             ",\"path\":" + Json_String(req.path) + ",\"status\":" + std::to_string(res.status) +
-                             ",\"bytes\":" + std::to_string(res.body.size()) + ",\"seconds\":" + number +
-                             ",\"result\":" + (note.result.empty() ? "null" : Json_String(note.result)) + "}\n";
+    const std::string line = "{\"time\":\"" + Now_Text() + "\",\"method\":" + Json_String(request.method) +
+                             ",\"path\":" + Json_String(request.path) +
+                             ",\"status\":" + std::to_string(request.status) +
+                             ",\"bytes\":" + std::to_string(request.bytes) + ",\"seconds\":" + number +
+                             ",\"result\":" + (request.result.empty() ? "null" : Json_String(request.result)) + "}\n";
     fwrite(line.data(), 1, line.size(), stderr);
-    note = Request_Note();
   }
 
   const Options& options_;
@@ -453,6 +543,7 @@ class Service {
   const std::string token_;
   Job_Service jobs_;
   Metrics metrics_;
+  std::atomic<size_t> active_{0};
 };
 
 // HOST:PORT with the host in brackets for IPv6.
@@ -494,6 +585,27 @@ void Remove_Folder(const std::string& folder) {
   rmdir(folder.c_str());
 }
 
+// The server: a thread for each connection, which may wait for a worker; a
+// read buffer of 256 KiB, so that an upload comes in a few large pieces.
+MHD_Daemon* Start_Daemon(Service* service, const std::string& host, int port) {
+  addrinfo hints = {};
+  hints.ai_socktype = SOCK_STREAM;
+  hints.ai_flags = AI_PASSIVE;
+  addrinfo* found = nullptr;
+  if (getaddrinfo(host.c_str(), std::to_string(port).c_str(), &hints, &found) != 0 || found == nullptr) {
+    return nullptr;
+  }
+  unsigned flags = MHD_USE_THREAD_PER_CONNECTION | MHD_USE_POLL_INTERNAL_THREAD | MHD_USE_ITC;
+  if (found->ai_family == AF_INET6) flags |= MHD_USE_IPv6;
+  MHD_Daemon* daemon = MHD_start_daemon(
+      flags, static_cast<uint16_t>(port), nullptr, nullptr, &Service::Handle, service, MHD_OPTION_SOCK_ADDR,
+      found->ai_addr, MHD_OPTION_NOTIFY_COMPLETED, &Service::Completed, service, MHD_OPTION_LISTENING_ADDRESS_REUSE, 1u,
+      MHD_OPTION_LISTEN_BACKLOG_SIZE, static_cast<unsigned>(SOMAXCONN), MHD_OPTION_CONNECTION_MEMORY_LIMIT,
+      static_cast<size_t>(256 * 1024), MHD_OPTION_CONNECTION_TIMEOUT, 5u, MHD_OPTION_END);
+  freeaddrinfo(found);
+  return daemon;
+}
+
 }  // namespace
 
 int Serve(const Options& options, unsigned workers) {
@@ -512,13 +624,12 @@ int Serve(const Options& options, unsigned workers) {
     }
   }
 
-  // SIGTERM and SIGINT are taken by one thread of their own (every thread
-  // made from here on inherits the mask); workers unblock them.
+  // SIGTERM and SIGINT are awaited by this thread; every thread made from
+  // here on inherits the mask, and workers unblock them.
   sigset_t stop_signals;
   sigemptyset(&stop_signals);
   sigaddset(&stop_signals, SIGTERM);
   sigaddset(&stop_signals, SIGINT);
-  sigaddset(&stop_signals, SIGUSR1);  // wakes that thread when the server ends on its own
   pthread_sigmask(SIG_BLOCK, &stop_signals, nullptr);
   signal(SIGPIPE, SIG_IGN);
 
@@ -534,47 +645,23 @@ int Serve(const Options& options, unsigned workers) {
   int status = 0;
   {
     Service service(options, workers, folder, token);
-    httplib::Server server;
-    service.Install(&server);
-    int listening = -1;
-    server.set_socket_options([&listening](int socket) {
-      int yes = 1;
-      setsockopt(socket, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof(yes));
-      // Accepted connections inherit it: the head and the body of an answer
-      // go out at once instead of waiting for the client's delayed ACK.
-      setsockopt(socket, IPPROTO_TCP, TCP_NODELAY, &yes, sizeof(yes));
-      listening = socket;
-    });
-    const int bound = port == 0 ? server.bind_to_any_port(host) : (server.bind_to_port(host, port) ? port : -1);
-    // The library listens with a backlog of 5, which drops connections when
-    // many clients connect at once; listening again only raises it.
-    if (bound >= 0 && listening >= 0) ::listen(listening, SOMAXCONN);
-    if (bound < 0) {
+    MHD_Daemon* daemon = Start_Daemon(&service, host, port);
+    if (daemon == nullptr) {
       fprintf(stderr, "invoice-extract: cannot listen on %s\n", options.listen.c_str());
       status = 3;
     } else {
+      const MHD_DaemonInfo* bound = MHD_get_daemon_info(daemon, MHD_DAEMON_INFO_BIND_PORT);
       const std::string shown = host.find(':') != std::string::npos ? "[" + host + "]" : host;
-      printf("listening on http://%s:%d/\n", shown.c_str(), bound);
+      printf("listening on http://%s:%d/\n", shown.c_str(), bound != nullptr ? bound->port : port);
       fflush(stdout);
-      std::atomic<bool> done(false);
-      std::atomic<bool> signalled(false);
-      std::thread stopper([&] {
-        int number = 0;
-        do {
-          sigwait(&stop_signals, &number);
-        } while (number == SIGUSR1 && !done);
-        signalled = !done;
-        // The server may not be listening yet: ask until it has stopped.
-        while (!done) {
-          server.stop();
-          std::this_thread::sleep_for(std::chrono::milliseconds(20));
-        }
-      });
-      // Returns once stopped, after the requests under way are answered.
-      if (!server.listen_after_bind() && !signalled) status = 3;
-      done = true;
-      pthread_kill(stopper.native_handle(), SIGUSR1);
-      stopper.join();
+      int number = 0;
+      sigwait(&stop_signals, &number);
+      // No new connections; the requests under way are answered, then the
+      // connections close.
+      const MHD_socket listening = MHD_quiesce_daemon(daemon);
+      if (listening != MHD_INVALID_SOCKET) close(listening);
+      while (service.Active() > 0) std::this_thread::sleep_for(std::chrono::milliseconds(10));
+      MHD_stop_daemon(daemon);
     }
   }
   Remove_Folder(folder);
