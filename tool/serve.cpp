@@ -155,10 +155,13 @@ struct Temporary_File {
     }
     return true;
   }
-  ~Temporary_File() {
+  void Remove() {
     if (descriptor >= 0) close(descriptor);
     if (!path.empty()) unlink(path.c_str());
+    descriptor = -1;
+    path.clear();
   }
+  ~Temporary_File() { Remove(); }
 };
 
 bool Read_Whole(const std::string& path, std::string* bytes) {
@@ -302,6 +305,9 @@ class Service {
         MHD_create_response_from_buffer(body.size(), const_cast<char*>(body.data()), MHD_RESPMEM_MUST_COPY);
     if (response == nullptr) return;
     MHD_add_response_header(response, "Content-Type", type);
+    // The upload goes before the answer: a client that has its answer finds
+    // nothing of its file left.
+    request->upload.Remove();
     for (const auto& header : headers) MHD_add_response_header(response, header.first, header.second.c_str());
     if (MHD_queue_response(connection, status, response) == MHD_YES) {
       request->answered = true;
