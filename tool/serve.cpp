@@ -3,8 +3,6 @@
 #include <dirent.h>
 #include <microhttpd.h>
 #include <netdb.h>
-#include <netinet/in.h>
-#include <netinet/tcp.h>
 #include <poll.h>
 #include <pthread.h>
 #include <signal.h>
