@@ -271,12 +271,13 @@ bool Arena_Grow(ZUGF_Arena* arena) {
   uint64_t size = arena->chunk_size == 0 ? static_cast<uint64_t>(ZUGF_ARENA_FIRST_CHUNK) : arena->chunk_size * 2;
   if (size > ZUGF_ARENA_LAST_CHUNK) size = ZUGF_ARENA_LAST_CHUNK;
   // A page of the last size is resident whole from its first use: where
-  // the rest of what the library announced, and what follows it, fill only
-  // part of one, the chunk is cut to that and takes small pages, as many as
-  // get used.
+  // the rest of what the library announced would fill less than half of
+  // one, the chunk is cut to that rest and what follows it, and takes small
+  // pages, as many as get used. (Up to half a chunk of small pages, since
+  // after each call the C library gives such memory back to the system and
+  // the next call pays a fault for every page of it again.)
   const uint64_t rest = arena->expected > arena->handed_out ? arena->expected - arena->handed_out : 0;
-  const bool cut =
-      size == ZUGF_ARENA_LAST_CHUNK && arena->expected != 0 && rest < ZUGF_ARENA_LAST_CHUNK - ZUGF_ARENA_SLACK;
+  const bool cut = size == ZUGF_ARENA_LAST_CHUNK && arena->expected != 0 && rest < ZUGF_ARENA_LAST_CHUNK / 2;
   if (cut) size = (rest + ZUGF_ARENA_SLACK + ZUGF_ARENA_RUN - 1) / ZUGF_ARENA_RUN * ZUGF_ARENA_RUN;
   if (arena->chunk_count == arena->chunk_capacity) {
     uint32_t capacity = arena->chunk_capacity == 0 ? 64 : arena->chunk_capacity * 2;
@@ -296,6 +297,13 @@ bool Arena_Grow(ZUGF_Arena* arena) {
 #ifdef MADV_HUGEPAGE
     if (chunk != nullptr) madvise(chunk, size, MADV_HUGEPAGE);
 #endif
+  } else if (cut) {
+    // Taken as a full chunk is, but left in small pages and used only up to
+    // size: untouched pages cost no memory, and the C library keeps a block of
+    // this shape for the next document as it keeps the full chunks. (A plain
+    // malloc of the cut size went back to the system after each call, and the
+    // next call faulted every page of it in again.)
+    chunk = static_cast<uint8_t*>(aligned_alloc(ZUGF_ARENA_LAST_CHUNK, ZUGF_ARENA_LAST_CHUNK));
   } else {
     chunk = static_cast<uint8_t*>(malloc(size));
   }

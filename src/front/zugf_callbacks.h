@@ -54,8 +54,9 @@ void ZUGF_Release_Input(ZUGF_Input* input);
 // ZUGF_ARENA_RUN bytes, each run serving one size; runs are cut from chunks
 // taken from the C runtime, which double in size up to ZUGF_ARENA_LAST_CHUNK.
 // Where the library has said how much it is about to ask for
-// (ZUGF_Arena_Expect_Callback) and that is less than a chunk of the last size,
-// the next chunk is cut to it, plus ZUGF_ARENA_SLACK for what follows.
+// (ZUGF_Arena_Expect_Callback) and that would fill less than half a chunk of
+// the last size, the next chunk is cut to it, plus ZUGF_ARENA_SLACK for what
+// follows.
 // A freed small block goes on its size's list and serves the next request of
 // that size, so that memory stays as bounded as with malloc. Larger blocks
 // (stream data, decoder buffers) go to malloc and free as they come, and are

@@ -199,7 +199,7 @@ TEST(Arena, ChunkOfTheLastSizeIsCutToWhatTheLibraryAnnounced) {
       {"no hint: a full chunk", false, 0, ZUGF_ARENA_LAST_CHUNK},
       {"a small rest: cut, with room for what follows", true, 10000, 3 * 4096 + ZUGF_ARENA_SLACK},
       {"a rest spent: the room alone", true, 0, ZUGF_ARENA_SLACK},
-      {"a rest of a full chunk or more: a full chunk", true, ZUGF_ARENA_LAST_CHUNK, ZUGF_ARENA_LAST_CHUNK},
+      {"a rest of half a chunk or more: a full chunk", true, ZUGF_ARENA_LAST_CHUNK / 2, ZUGF_ARENA_LAST_CHUNK},
       {"a damaged count's hint: a full chunk", true, UINT64_MAX, ZUGF_ARENA_LAST_CHUNK},
   };
   for (const Row& row : rows) {
