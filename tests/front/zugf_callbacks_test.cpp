@@ -223,8 +223,8 @@ TEST(Arena, ChunkOfTheLastSizeIsCutToWhatTheLibraryAnnounced) {
       }
     }
     EXPECT_EQ(newest, row.expected) << row.name;
-    // The cut chunk serves to its end and no further: every block is written
-    // (the sanitizer run sees a write past the chunk) and keeps its value.
+    // The cut chunk serves to its end and the next block comes from a chunk
+    // of its own: every block is written and keeps its value.
     while (arena.chunk_count == chunks + 1) {
       blocks.push_back(static_cast<uint64_t*>(ZUGF_Arena_Alloc_Callback(56, &arena)));
     }
