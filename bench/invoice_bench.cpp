@@ -453,7 +453,7 @@ typedef PDF_Result (*Decoder)(PDF_Memory*, const uint8_t*, uint64_t, uint8_t**, 
 bool Decode_Run(const char* name, Decoder decoder, const std::string& encoded, const std::string& original,
                 int rounds) {
   Decode_Counter counter = {0, 0, 0};
-  PDF_Memory memory = {Decode_Alloc, &counter, Decode_Free, &counter, 0};
+  PDF_Memory memory = {Decode_Alloc, &counter, Decode_Free, &counter, 0, nullptr};
   const uint8_t* input = reinterpret_cast<const uint8_t*>(encoded.data());
   uint8_t* buffer = nullptr;
   uint64_t length = 0;
@@ -484,7 +484,7 @@ bool Decode_Run(const char* name, Decoder decoder, const std::string& encoded, c
 // decode that the ceiling stops.
 bool Bomb_Run(const char* name, Decoder decoder, const std::string& encoded, uint64_t decoded, int rounds) {
   Decode_Counter counter = {0, 0, 0};
-  PDF_Memory memory = {Decode_Alloc, &counter, Decode_Free, &counter, 0};
+  PDF_Memory memory = {Decode_Alloc, &counter, Decode_Free, &counter, 0, nullptr};
   const uint8_t* input = reinterpret_cast<const uint8_t*>(encoded.data());
   uint8_t* buffer = nullptr;
   uint64_t length = 0;

@@ -10,7 +10,8 @@
 
 PDF_Result PDF_Document_Create(PDF_Document** out_document, PDF_Alloc_Callback alloc, void* alloc_data,
                                PDF_Free_Callback free, void* free_data, PDF_Read_Callback read, void* read_data,
-                               PDF_Message_Callback message_callback, void* message_data, int8_t tolerance_level) {
+                               PDF_Message_Callback message_callback, void* message_data, int8_t tolerance_level,
+                               PDF_Expect_Callback expect) {
   // Kept: the out handle is cleared before any test, so a null one faults
   // here and the -1 of the argument test below is never returned. Testing
   // first would turn a crash that callers may rely on into a code they have
@@ -28,6 +29,7 @@ PDF_Result PDF_Document_Create(PDF_Document** out_document, PDF_Alloc_Callback a
   PDF_Memory* memory = nullptr;
   result = PDF_Memory_Create(&memory, alloc, alloc_data, free, free_data);
   if (result != PDF_RESULT_OK) return result;
+  memory->expect = expect;
 
   PDF_Message* message = nullptr;
   if (message_callback != nullptr) {

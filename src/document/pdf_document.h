@@ -25,9 +25,12 @@ struct PDF_Document {
   PDF_Message* message;
 };
 
+// expect, when given, hears of the cross-reference tables' entries before
+// they are allocated (PDF_Expect_Callback), with alloc_data.
 PDF_Result PDF_Document_Create(PDF_Document** out_document, PDF_Alloc_Callback alloc, void* alloc_data,
                                PDF_Free_Callback free, void* free_data, PDF_Read_Callback read, void* read_data,
-                               PDF_Message_Callback message, void* message_data, int8_t tolerance_level);
+                               PDF_Message_Callback message, void* message_data, int8_t tolerance_level,
+                               PDF_Expect_Callback expect = nullptr);
 PDF_Result PDF_Document_Release(PDF_Document** holder);
 PDF_Result PDF_Document_Check_Licence(PDF_Document* document);
 

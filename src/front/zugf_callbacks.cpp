@@ -270,6 +270,15 @@ bool Large_Remove(ZUGF_Arena* arena, void* block) {
 bool Arena_Grow(ZUGF_Arena* arena) {
   uint64_t size = arena->chunk_size == 0 ? static_cast<uint64_t>(ZUGF_ARENA_FIRST_CHUNK) : arena->chunk_size * 2;
   if (size > ZUGF_ARENA_LAST_CHUNK) size = ZUGF_ARENA_LAST_CHUNK;
+  // A page of the last size is resident whole from its first use: where
+  // the rest of what the library announced would fill less than half of
+  // one, the chunk is cut to that rest and what follows it, and takes small
+  // pages, as many as get used. (Up to half a chunk of small pages, since
+  // after each call the C library gives such memory back to the system and
+  // the next call pays a fault for every page of it again.)
+  const uint64_t rest = arena->expected > arena->handed_out ? arena->expected - arena->handed_out : 0;
+  const bool cut = size == ZUGF_ARENA_LAST_CHUNK && arena->expected != 0 && rest < ZUGF_ARENA_LAST_CHUNK / 2;
+  if (cut) size = (rest + ZUGF_ARENA_SLACK + ZUGF_ARENA_RUN - 1) / ZUGF_ARENA_RUN * ZUGF_ARENA_RUN;
   if (arena->chunk_count == arena->chunk_capacity) {
     uint32_t capacity = arena->chunk_capacity == 0 ? 64 : arena->chunk_capacity * 2;
     void* grown = realloc(arena->chunks, sizeof(ZUGF_Arena_Chunk) * capacity);
@@ -280,7 +289,7 @@ bool Arena_Grow(ZUGF_Arena* arena) {
   uint8_t* run_sizes = static_cast<uint8_t*>(calloc(size / ZUGF_ARENA_RUN, 1));
   if (run_sizes == nullptr) return false;
   uint8_t* chunk = nullptr;
-  if (size == ZUGF_ARENA_LAST_CHUNK) {
+  if (!cut && size == ZUGF_ARENA_LAST_CHUNK) {
     // Large documents fill chunk after chunk of the full size: one page of
     // that size each, where the system offers such pages, instead of a
     // fault for every small page.
@@ -288,6 +297,13 @@ bool Arena_Grow(ZUGF_Arena* arena) {
 #ifdef MADV_HUGEPAGE
     if (chunk != nullptr) madvise(chunk, size, MADV_HUGEPAGE);
 #endif
+  } else if (cut) {
+    // Taken as a full chunk is, but left in small pages and used only up to
+    // size: untouched pages cost no memory, and the C library keeps a block of
+    // this shape for the next document as it keeps the full chunks. (A plain
+    // malloc of the cut size went back to the system after each call, and the
+    // next call faulted every page of it in again.)
+    chunk = static_cast<uint8_t*>(aligned_alloc(ZUGF_ARENA_LAST_CHUNK, ZUGF_ARENA_LAST_CHUNK));
   } else {
     chunk = static_cast<uint8_t*>(malloc(size));
   }
@@ -304,7 +320,7 @@ bool Arena_Grow(ZUGF_Arena* arena) {
   }
   arena->chunks[at] = ZUGF_Arena_Chunk{chunk, size, run_sizes};
   arena->chunk_count += 1;
-  arena->chunk_size = size;
+  arena->chunk_size = cut ? static_cast<uint64_t>(ZUGF_ARENA_LAST_CHUNK) : size;
   arena->next = chunk;
   arena->left = size;
   return true;
@@ -362,6 +378,7 @@ void* ZUGF_Arena_Alloc_Callback(uint64_t size, void* data) {
     size_record->left = ZUGF_ARENA_RUN;
     arena->next += ZUGF_ARENA_RUN;
     arena->left -= ZUGF_ARENA_RUN;
+    arena->handed_out += ZUGF_ARENA_RUN;
   }
   void* block = size_record->next;
   size_record->next += rounded;
@@ -393,6 +410,13 @@ int32_t ZUGF_Arena_Free_Callback(void* block, void* data) {
   return PDF_RESULT_OK;
 }
 
+void ZUGF_Arena_Expect_Callback(uint64_t size, void* data) {
+  ZUGF_Arena* arena = static_cast<ZUGF_Arena*>(data);
+  if (arena == nullptr) return;
+  // The newest word counts: it comes as a table is about to be read.
+  arena->expected = size > UINT64_MAX - arena->handed_out ? UINT64_MAX : arena->handed_out + size;
+}
+
 void ZUGF_Release_Arena(ZUGF_Arena* arena) {
   if (arena == nullptr) return;
   for (uint32_t i = 0; i < arena->chunk_count; ++i) {
@@ -403,5 +427,5 @@ void ZUGF_Release_Arena(ZUGF_Arena* arena) {
   free(arena->sizes);
   for (uint32_t i = 0; i < arena->large_capacity; ++i) free(arena->large[i]);
   free(arena->large);
-  *arena = ZUGF_Arena{nullptr, nullptr, 0, 0, nullptr, 0, 0, nullptr, 0, 0, 0};
+  *arena = ZUGF_Arena{nullptr, nullptr, 0, 0, nullptr, 0, 0, 0, 0, nullptr, 0, 0, 0};
 }

@@ -53,6 +53,10 @@ void ZUGF_Release_Input(ZUGF_Input* input);
 // steps of eight bytes (all that the library's records need), from runs of
 // ZUGF_ARENA_RUN bytes, each run serving one size; runs are cut from chunks
 // taken from the C runtime, which double in size up to ZUGF_ARENA_LAST_CHUNK.
+// Where the library has said how much it is about to ask for
+// (ZUGF_Arena_Expect_Callback) and that would fill less than half a chunk of
+// the last size, the next chunk is cut to it, plus ZUGF_ARENA_SLACK for what
+// follows.
 // A freed small block goes on its size's list and serves the next request of
 // that size, so that memory stays as bounded as with malloc. Larger blocks
 // (stream data, decoder buffers) go to malloc and free as they come, and are
@@ -64,6 +68,7 @@ enum {
   ZUGF_ARENA_RUN = 4096,
   ZUGF_ARENA_FIRST_CHUNK = 16 * 1024,
   ZUGF_ARENA_LAST_CHUNK = 2 * 1024 * 1024,
+  ZUGF_ARENA_SLACK = 256 * 1024,
 };
 
 // The blocks of one size.
@@ -86,7 +91,9 @@ struct ZUGF_Arena {
   uint32_t chunk_capacity;
   uint8_t* next;        // runs not yet handed out, in the newest chunk
   uint64_t left;        // bytes there
-  uint64_t chunk_size;  // size of the newest chunk
+  uint64_t chunk_size;  // size of the newest chunk, or ZUGF_ARENA_LAST_CHUNK after one cut to a hint
+  uint64_t handed_out;  // bytes of runs handed out so far
+  uint64_t expected;    // with a hint: the value handed_out will reach, by the library's word
   void** large;         // the large blocks handed out and not yet freed, by open addressing
   uint32_t large_count;
   uint32_t large_capacity;  // a power of two, or 0
@@ -97,6 +104,8 @@ struct ZUGF_Arena {
 // and -8 for a null block, 0 otherwise.
 void* ZUGF_Arena_Alloc_Callback(uint64_t size, void* arena);
 int32_t ZUGF_Arena_Free_Callback(void* block, void* arena);
+// PDF_Expect_Callback over an arena: about size bytes of small blocks follow.
+void ZUGF_Arena_Expect_Callback(uint64_t size, void* arena);
 // Frees every chunk and every large block still there; the record can be used again.
 void ZUGF_Release_Arena(ZUGF_Arena* arena);
 

@@ -55,9 +55,10 @@ PDF_Result ZUGF_Open_Stream(ZUGF_Context* context) {
   // a read for every byte), and takes its memory from an arena that goes
   // whole after the document.
   context->input.stream = context->input_file;
-  PDF_Result result = PDF_Document_Create(&context->document, ZUGF_Arena_Alloc_Callback, &context->arena,
-                                          ZUGF_Arena_Free_Callback, &context->arena, ZUGF_Read_Input_Callback,
-                                          &context->input, nullptr, nullptr, PDF_TOLERANCE_SHORT_STREAMS);
+  PDF_Result result =
+      PDF_Document_Create(&context->document, ZUGF_Arena_Alloc_Callback, &context->arena, ZUGF_Arena_Free_Callback,
+                          &context->arena, ZUGF_Read_Input_Callback, &context->input, nullptr, nullptr,
+                          PDF_TOLERANCE_SHORT_STREAMS, ZUGF_Arena_Expect_Callback);
   if (result != PDF_RESULT_OK) {
     ZUGF_Release_Arena(&context->arena);
     ZUGF_Release_Input(&context->input);

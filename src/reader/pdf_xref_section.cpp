@@ -99,6 +99,9 @@ uint64_t PDF_Xref_Section_Read(PDF_Xref_Section** out_section, PDF_File* file, P
   section->count = count;
 
   uint64_t at = position + first_used + count_used;
+  // A damaged count only makes the hint wrong, never an allocation larger.
+  PDF_Memory_Expect(file->memory, static_cast<uint64_t>(static_cast<uint32_t>(PDF_Number_Get_Integer(count))) *
+                                      sizeof(PDF_Xref_Entry));
   int32_t first_value = PDF_Number_Get_Integer(first);
   int32_t end =
       static_cast<int32_t>(static_cast<uint32_t>(first_value) + static_cast<uint32_t>(PDF_Number_Get_Integer(count)));

@@ -149,6 +149,8 @@ PDF_Result PDF_Xref_Table_Read_Stream(PDF_Xref_Table* table, PDF_Stream* stream,
   const uint8_t* data = PDF_Stream_Get_Data(stream);
   uint64_t remaining = data == nullptr ? 0 : PDF_Stream_Get_Length(stream);
   uint64_t at = 0;
+  // The data has a row for each entry at most.
+  PDF_Memory_Expect(file->memory, remaining / width * sizeof(PDF_Xref_Entry));
 
   int64_t current = 0;
   uint32_t pair = 0;

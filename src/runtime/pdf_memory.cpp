@@ -14,6 +14,7 @@ PDF_Result PDF_Memory_Create(PDF_Memory** out_memory, PDF_Alloc_Callback alloc, 
   memory->free = free;
   memory->free_data = free_data;
   memory->failures = 0;
+  memory->expect = nullptr;
   *out_memory = memory;
   return PDF_RESULT_OK;
 }
@@ -26,6 +27,10 @@ void* PDF_Memory_Alloc(PDF_Memory* memory, uint64_t size) {
   void* block = memory->alloc(size, memory->alloc_data);
   if (block == nullptr) ++memory->failures;
   return block;
+}
+
+void PDF_Memory_Expect(PDF_Memory* memory, uint64_t size) {
+  if (memory != nullptr && memory->expect != nullptr) memory->expect(size, memory->alloc_data);
 }
 
 PDF_Result PDF_Memory_Free(PDF_Memory* memory, void** holder) {

@@ -9,13 +9,19 @@
 
 typedef void* (*PDF_Alloc_Callback)(uint64_t size, void* alloc_data);
 typedef int32_t (*PDF_Free_Callback)(void* block, void* free_data);
+// Optional: told, with the alloc data, that about size bytes in small blocks
+// (a cross-reference table's entries) are about to be asked for, so that an
+// allocator that takes memory in large pieces can take no more than that. A
+// hint that may be ignored; nothing is allocated by it.
+typedef void (*PDF_Expect_Callback)(uint64_t size, void* alloc_data);
 
 struct PDF_Memory {
   PDF_Alloc_Callback alloc;
   void* alloc_data;
   PDF_Free_Callback free;
   void* free_data;
-  uint64_t failures;  // allocations the callback refused so far
+  uint64_t failures;           // allocations the callback refused so far
+  PDF_Expect_Callback expect;  // may be null
 };
 
 PDF_Result PDF_Memory_Create(PDF_Memory** out_memory, PDF_Alloc_Callback alloc, void* alloc_data,
@@ -23,6 +29,8 @@ PDF_Result PDF_Memory_Create(PDF_Memory** out_memory, PDF_Alloc_Callback alloc, 
 void* PDF_Memory_Alloc(PDF_Memory* memory, uint64_t size);
 // Releases *holder and clears it, whatever the callback answers.
 PDF_Result PDF_Memory_Free(PDF_Memory* memory, void** holder);
+// Passes the hint on to the expect callback, if there is one.
+void PDF_Memory_Expect(PDF_Memory* memory, uint64_t size);
 PDF_Result PDF_Memory_Delete(PDF_Memory** holder);
 
 // Typed form of PDF_Memory_Free, so that callers pass &pointer of any type.

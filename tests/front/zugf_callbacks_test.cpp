@@ -188,4 +188,53 @@ TEST(Arena, BlocksAreDistinctServeAgainOnceFreedAndGoWithTheArena) {
   ZUGF_Release_Arena(&arena);
 }
 
+TEST(Arena, ChunkOfTheLastSizeIsCutToWhatTheLibraryAnnounced) {
+  struct Row {
+    const char* name;
+    bool hinted;
+    uint64_t hint;      // given when the next run needs a new chunk
+    uint64_t expected;  // size of the chunk that follows
+  };
+  const Row rows[] = {
+      {"no hint: a full chunk", false, 0, ZUGF_ARENA_LAST_CHUNK},
+      {"a small rest: cut, with room for what follows", true, 10000, 3 * 4096 + ZUGF_ARENA_SLACK},
+      {"a rest spent: the room alone", true, 0, ZUGF_ARENA_SLACK},
+      {"a rest of half a chunk or more: a full chunk", true, ZUGF_ARENA_LAST_CHUNK / 2, ZUGF_ARENA_LAST_CHUNK},
+      {"a damaged count's hint: a full chunk", true, UINT64_MAX, ZUGF_ARENA_LAST_CHUNK},
+  };
+  for (const Row& row : rows) {
+    ZUGF_Arena arena{};
+    // Blocks of one size until the chunks have doubled to the last size and
+    // the newest has handed out all its runs.
+    std::vector<uint64_t*> blocks;
+    while (arena.chunk_size < ZUGF_ARENA_LAST_CHUNK || arena.left > 0) {
+      blocks.push_back(static_cast<uint64_t*>(ZUGF_Arena_Alloc_Callback(56, &arena)));
+    }
+    const uint32_t chunks = arena.chunk_count;
+    if (row.hinted) ZUGF_Arena_Expect_Callback(row.hint, &arena);
+    while (arena.chunk_count == chunks) {
+      blocks.push_back(static_cast<uint64_t*>(ZUGF_Arena_Alloc_Callback(56, &arena)));
+    }
+    uint64_t newest = 0;
+    for (uint32_t i = 0; i < arena.chunk_count; ++i) {
+      if (arena.chunks[i].start <= reinterpret_cast<uint8_t*>(blocks.back()) &&
+          reinterpret_cast<uint8_t*>(blocks.back()) < arena.chunks[i].start + arena.chunks[i].size) {
+        newest = arena.chunks[i].size;
+      }
+    }
+    EXPECT_EQ(newest, row.expected) << row.name;
+    // The cut chunk serves to its end and the next block comes from a chunk
+    // of its own: every block is written and keeps its value.
+    while (arena.chunk_count == chunks + 1) {
+      blocks.push_back(static_cast<uint64_t*>(ZUGF_Arena_Alloc_Callback(56, &arena)));
+    }
+    for (size_t i = 0; i < blocks.size(); ++i) {
+      ASSERT_NE(blocks[i], nullptr) << row.name;
+      for (int word = 0; word < 7; ++word) blocks[i][word] = i;
+    }
+    for (size_t i = 0; i < blocks.size(); ++i) ASSERT_EQ(blocks[i][6], i) << row.name;
+    ZUGF_Release_Arena(&arena);
+  }
+}
+
 }  // namespace
