@@ -12,27 +12,17 @@
 namespace {
 
 // Sets TZ for its lifetime and puts back what was there before.
-class Time_Zone {
- public:
+struct Time_Zone {
+  const char* const old = getenv("TZ");
+  const std::string kept = old != nullptr ? old : "";
   explicit Time_Zone(const char* zone) {
-    const char* old = getenv("TZ");
-    had_ = old != nullptr;
-    if (had_) old_ = old;
     setenv("TZ", zone, 1);
     tzset();
   }
   ~Time_Zone() {
-    if (had_) {
-      setenv("TZ", old_.c_str(), 1);
-    } else {
-      unsetenv("TZ");
-    }
+    old != nullptr ? setenv("TZ", kept.c_str(), 1) : unsetenv("TZ");
     tzset();
   }
-
- private:
-  bool had_ = false;
-  std::string old_;
 };
 
 // Seconds of a UTC date and time, worked out by the C library's timegm.
