@@ -160,30 +160,43 @@ Extraction Extract(const Invoice_Options& options, bool every_object) {
 }
 
 // Info loads the invoice itself (its file specification, its stream and what
-// they refer to) where it used to load every object: the same answer. (Damage
-// where the invoice doesn't reach: Invoice.DamageTheInvoiceDoesNotReachFailsNeitherCall.)
+// they refer to) where it used to load every object: the same answer, unless
+// the damage lies where the invoice doesn't reach.
 TEST(EmbeddedFile, InfoAnswersAsAfterLoadingEveryObject) {
   const std::string spec = "<< /Type /Filespec /F (" + kName + ") /EF << /F 4 0 R >> /Desc 8 0 R >>";
   const struct {
     const char* name;
     std::string entries;  // more entries of the embedded stream's dictionary
     std::string tree;     // the EmbeddedFiles value, empty for the usual one
+    std::string info;     // trailer entries
+    std::string page;     // object 6, empty for the usual one
     std::string object_7, object_8;
+    bool outside;  // damage the invoice doesn't reach: only the old load fails
   } cases[] = {
-      {"undamaged", "", "", "", ""},
-      {"dangling reference in the stream", " /DL 99 0 R", "", "", ""},
-      {"stream refers back to its file specification", " /Spec 5 0 R", "", "", ""},
-      {"stream refers to an unparsable object", " /DL 7 0 R", "", ")", ""},
-      {"file specification refers to an unparsable object", "", "<< /Names [(x) 7 0 R] >>", spec, ")"},
+      {"undamaged", "", "", "", "", "", "", false},
+      {"dangling reference in the stream", " /DL 99 0 R", "", "", "", "", "", false},
+      {"stream refers back to its file specification", " /Spec 5 0 R", "", "", "", "", "", false},
+      {"stream refers to an unparsable object", " /DL 7 0 R", "", "", "", ")", "", false},
+      {"file specification refers to an unparsable object", "", "<< /Names [(x) 7 0 R] >>", "", "", spec, ")", false},
+      {"unparsable Info", "", "", "/Info 7 0 R", "", ")", "", true},
+      {"unparsable page", "", "", "", ")", "", "", true},
   };
   for (const auto& c : cases) {
     Invoice_Options options;
     options.embedded_entries = c.entries;
     options.embedded_files = c.tree;
+    options.trailer_extra = c.info;
+    if (!c.page.empty()) options.page = c.page;
     if (!c.object_7.empty()) options.extra_objects.push_back({7, c.object_7});
     if (!c.object_8.empty()) options.extra_objects.push_back({8, c.object_8});
     Extraction before = Extract(options, true);
     Extraction now = Extract(options, false);
+    if (c.outside) {
+      EXPECT_NE(before.result, PDF_RESULT_OK) << c.name;
+      EXPECT_EQ(now.result, PDF_RESULT_OK) << c.name;
+      EXPECT_EQ(now.bytes, Invoice_Sample_Xml()) << c.name;
+      continue;
+    }
     EXPECT_EQ(now.result, before.result) << c.name;
     EXPECT_EQ(now.length, before.length) << c.name;
     EXPECT_EQ(now.filters, before.filters) << c.name;
