@@ -23,14 +23,6 @@ Decode_Outcome Decode(const std::string& input) {
   return outcome;
 }
 
-// Text of eight short words in random order.
-std::string Words(size_t count) {
-  static const std::string words = "totalitem tax  net  EUR  line sum  due  ";
-  std::string text;
-  for (char c : Random_Bytes(count, 7)) text += words.substr(uint8_t(c) % 8 * 5, 5);
-  return text.substr(0, count);
-}
-
 // Buffer sizes from the first, each half again as large, up to the last.
 Sizes Growth(uint64_t first, uint64_t last) {
   Sizes sizes = {first};
@@ -102,17 +94,6 @@ TEST(PdfLzw, CodesAndFailures) {
     EXPECT_EQ(outcome.result, c.result) << c.name;
     EXPECT_EQ(outcome.output, c.output) << c.name;
   }
-}
-
-TEST(PdfLzw, EarlyChangeZeroIsDecodedAsOne) {
-  // Until 253 entries exist both kinds of data agree; past that the decoder
-  // reads ten-bit codes one code too soon, and the codes make no sense.
-  EXPECT_EQ(Decode(Test_LZW_Encode(Words(200), 0)).output, Words(200));
-  // With EarlyChange 1 the words fill the table and clear it many times over.
-  EXPECT_TRUE(Decode(Test_LZW_Encode(Words(60000), 1)).output == Words(60000));
-  std::string late = Test_LZW_Encode(Words(20000), 0);
-  ASSERT_NE(late, Test_LZW_Encode(Words(20000), 1));
-  EXPECT_EQ(Decode(late).result, PDF_RESULT_BAD_COMPRESSED_DATA);
 }
 
 TEST(PdfLzw, CeilingOnTheDecodedSize) {

@@ -147,7 +147,8 @@ TEST_F(Chain, AfterMinus25TheLeftoverFilterRunsOnDecodedBytes) {
 TEST_F(Chain, EarlyChangeIsReadButNotHeeded) {
   // The decoder widens one code early whatever the parameter says: data
   // written with the early change decodes under EarlyChange 0, data written
-  // with the late change does not.
+  // with the late change does not (its codes part once the table passes 253
+  // entries).
   const std::string text = Random_Bytes(4000, 9);
   for (int early : {1, 0}) {
     PDF_Data_Object* object =

@@ -18,19 +18,11 @@
 namespace {
 
 // The walk, as lookups made it before the index.
-PDF_Xref_Entry* Walk_Entry(PDF_Xref_Section* section, uint32_t number) {
-  uint32_t first = static_cast<uint32_t>(PDF_Number_Get_Long(section->first_number));
-  uint32_t count = static_cast<uint32_t>(PDF_Number_Get_Long(section->count));
-  if (number < first || number - first >= count) return nullptr;
-  PDF_Xref_Entry* entry = section->head;
-  for (uint32_t i = first; i < number && entry != nullptr; ++i) entry = entry->next;
-  return entry;
-}
-
 PDF_Object* Walk_Lookup(PDF_Xref_Table* table, uint32_t number) {
   if (number == 0) return nullptr;
   for (PDF_Xref_Section* section = table->first_section; section != nullptr; section = section->next) {
-    PDF_Xref_Entry* entry = Walk_Entry(section, number);
+    if (!Opened_Document::Section_Spans(section, number)) continue;
+    PDF_Xref_Entry* entry = Opened_Document::Section_Entry(section, number);
     if (entry == nullptr || entry->type == 'f') continue;
     if (entry->deferred && PDF_Xref_Entry_Get_Object(table, entry) == nullptr) return nullptr;
     if (entry->object == nullptr && entry->type != 'c') continue;
@@ -55,9 +47,7 @@ PDF_Object* Walk_Id(PDF_Xref_Table* table, uint32_t id) {
 
 bool Walk_Has(const PDF_Xref_Table* table, uint32_t number) {
   for (PDF_Xref_Section* section = table->first_section; section != nullptr; section = section->next) {
-    uint32_t first = static_cast<uint32_t>(PDF_Number_Get_Long(section->first_number));
-    uint32_t count = static_cast<uint32_t>(PDF_Number_Get_Long(section->count));
-    if (number >= first && number - first < count) return true;
+    if (Opened_Document::Section_Spans(section, number)) return true;
   }
   return false;
 }

@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include <string>
-#include <vector>
 
 #include "document/pdf_document.h"
 #include "objects/pdf_data_object.h"
@@ -69,24 +68,6 @@ TEST(XrefChain, DamageIsForgivenFromItsLevel) {
       EXPECT_TRUE(opened.result != 0 || opened.object(1) != nullptr);
       EXPECT_TRUE(c.report.empty() || opened.reported(c.report));
     }
-  }
-}
-
-TEST(XrefChain, EverySubsectionOfALongTableIsFound) {
-  // 120 subsections of one object each, with gaps between them: the lookup
-  // index holds a run of numbers for every one.
-  Pdf_Builder b;
-  Pdf_Builder_Header(&b);
-  std::vector<Pdf_Xref_Subsection> subsections = {{0, {{0, 65535, 'f'}}}};
-  for (uint32_t number = 1; number < 240; number += 2) {
-    uint64_t offset = Pdf_Builder_Object(&b, number, number == 1 ? "<< /Type /Catalog >>" : std::to_string(number));
-    subsections.push_back({number, {{offset, 0, 'n'}}});
-  }
-  Pdf_Builder_Trailer(&b, "/Size 240 /Root 1 0 R", Pdf_Builder_Xref(&b, subsections));
-  Opened opened(b.bytes, 0);
-  ASSERT_EQ(opened.result, 0);
-  for (uint32_t number = 1; number <= 240; ++number) {
-    EXPECT_EQ(opened.object(number) != nullptr, number % 2 == 1) << number;
   }
 }
 

@@ -3,14 +3,20 @@
 #include <map>
 #include <utility>
 
-void Test_LZW_Writer_Init(Test_LZW_Writer* writer, int early_change) {
-  writer->bytes.clear();
-  writer->bits = 0;
-  writer->bit_count = 0;
-  writer->width = 9;
-  writer->next_code = 258;
-  writer->early_change = early_change;
-}
+namespace {
+
+// Packs codes and follows the table the way an encoder builds it: every code
+// but a clear or end code creates one entry, and the width grows when the
+// next entry would no longer be reachable (one code earlier with
+// early_change 1). A clear code goes back to 9 bits.
+struct Test_LZW_Writer {
+  int early_change = 1;
+  std::string bytes;
+  uint32_t bits = 0;    // bits waiting, aligned to the low end
+  int bit_count = 0;    // how many
+  int width = 9;        // width of the next code
+  int next_code = 258;  // entry that the next code creates
+};
 
 void Test_LZW_Writer_Put(Test_LZW_Writer* writer, int code) {
   for (int bit = writer->width - 1; bit >= 0; --bit) {
@@ -35,25 +41,26 @@ void Test_LZW_Writer_Put(Test_LZW_Writer* writer, int code) {
   if (writer->width < 12 && writer->next_code + writer->early_change > (1 << writer->width)) writer->width += 1;
 }
 
+// Pads the last byte with zero bits and returns the bytes.
 std::string Test_LZW_Writer_Finish(Test_LZW_Writer* writer) {
   if (writer->bit_count > 0) {
     writer->bytes.push_back(static_cast<char>((writer->bits << (8 - writer->bit_count)) & 0xFF));
-    writer->bits = 0;
-    writer->bit_count = 0;
   }
   return writer->bytes;
 }
 
+}  // namespace
+
 std::string Test_LZW_Pack(const std::vector<int>& codes, int early_change) {
   Test_LZW_Writer writer;
-  Test_LZW_Writer_Init(&writer, early_change);
+  writer.early_change = early_change;
   for (int code : codes) Test_LZW_Writer_Put(&writer, code);
   return Test_LZW_Writer_Finish(&writer);
 }
 
 std::string Test_LZW_Encode(const std::string& data, int early_change, bool with_end_code) {
   Test_LZW_Writer writer;
-  Test_LZW_Writer_Init(&writer, early_change);
+  writer.early_change = early_change;
   std::map<std::pair<int, uint8_t>, int> dictionary;
   int next_code = 258;
   Test_LZW_Writer_Put(&writer, 256);

@@ -9,24 +9,6 @@
 #include <string>
 #include <vector>
 
-// Packs codes and follows the table the way an encoder builds it: every code
-// but a clear or end code creates one entry, and the width grows when the
-// next entry would no longer be reachable (one code earlier with
-// early_change 1). A clear code goes back to 9 bits.
-struct Test_LZW_Writer {
-  std::string bytes;
-  uint32_t bits;  // bits waiting, aligned to the low end
-  int bit_count;  // how many
-  int width;      // width of the next code
-  int next_code;  // entry that the next code creates
-  int early_change;
-};
-
-void Test_LZW_Writer_Init(Test_LZW_Writer* writer, int early_change);
-void Test_LZW_Writer_Put(Test_LZW_Writer* writer, int code);
-// Pads the last byte with zero bits and returns the bytes.
-std::string Test_LZW_Writer_Finish(Test_LZW_Writer* writer);
-
 // Packs a code list, starting at 9 bits, without adding anything.
 std::string Test_LZW_Pack(const std::vector<int>& codes, int early_change = 1);
 

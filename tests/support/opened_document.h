@@ -50,17 +50,27 @@ struct Opened_Document {
     }
     return false;
   }
-  // The table entry of a number, or null; nothing is loaded.
+  // The table entry of a number in the first section that spans it, or
+  // null; nothing is loaded.
   PDF_Xref_Entry* entry(uint32_t number) {
     for (PDF_Xref_Section* section = body()->table->first_section; section != nullptr; section = section->next) {
-      uint32_t first = static_cast<uint32_t>(PDF_Number_Get_Long(section->first_number));
-      uint32_t count = static_cast<uint32_t>(PDF_Number_Get_Long(section->count));
-      if (number < first || number - first >= count) continue;
-      PDF_Xref_Entry* at = section->head;
-      for (uint32_t i = first; i < number && at != nullptr; ++i) at = at->next;
-      return at;
+      if (Section_Spans(section, number)) return Section_Entry(section, number);
     }
     return nullptr;
+  }
+
+  static bool Section_Spans(const PDF_Xref_Section* section, uint32_t number) {
+    uint32_t first = static_cast<uint32_t>(PDF_Number_Get_Long(section->first_number));
+    return number >= first && number - first < static_cast<uint32_t>(PDF_Number_Get_Long(section->count));
+  }
+  // The entry of a number that the section spans, walked from its head.
+  static PDF_Xref_Entry* Section_Entry(PDF_Xref_Section* section, uint32_t number) {
+    PDF_Xref_Entry* at = section->head;
+    for (uint32_t i = static_cast<uint32_t>(PDF_Number_Get_Long(section->first_number)); i < number && at != nullptr;
+         ++i) {
+      at = at->next;
+    }
+    return at;
   }
 };
 

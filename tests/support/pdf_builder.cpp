@@ -3,6 +3,8 @@
 #include <unistd.h>
 
 #include <cstdio>
+#include <fstream>
+#include <iterator>
 
 void Pdf_Builder_Header(Pdf_Builder* builder, const std::string& version) {
   builder->bytes += "%PDF-" + version + "\n%\xE2\xE3\xCF\xD3\n";
@@ -81,12 +83,8 @@ bool Test_Write_File(const std::string& path, const std::string& bytes) {
 }
 
 bool Test_Read_File(const std::string& path, std::string* bytes) {
-  FILE* file = fopen(path.c_str(), "rb");
-  if (file == nullptr) return false;
-  bytes->clear();
-  char chunk[4096];
-  size_t n = 0;
-  while ((n = fread(chunk, 1, sizeof(chunk), file)) > 0) bytes->append(chunk, n);
-  fclose(file);
+  std::ifstream file(path, std::ios::binary);
+  if (!file) return false;
+  bytes->assign(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
   return true;
 }

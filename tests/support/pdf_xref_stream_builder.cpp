@@ -92,18 +92,13 @@ uint64_t Pdf_Builder_Xref_Stream(Pdf_Builder* builder, uint32_t number, std::vec
   uint64_t offset = builder->bytes.size();
   if (number < rows.size()) rows[number] = {1, offset, 0};
   std::string data = Pdf_Xref_Stream_Pack(rows, options.widths);
-  std::string entries = options.type_entry + " /Size " + std::to_string(size) + " /W [";
-  for (size_t i = 0; i < options.widths.size(); ++i) {
-    entries += (i == 0 ? "" : " ") + std::to_string(options.widths[i]);
-  }
-  entries += "]";
-  if (!options.index.empty()) {
-    entries += " /Index [";
-    for (size_t i = 0; i < options.index.size(); ++i) {
-      entries += (i == 0 ? "" : " ") + std::to_string(options.index[i]);
-    }
-    entries += "]";
-  }
+  auto array = [](const std::vector<uint32_t>& numbers) {
+    std::string text;
+    for (uint32_t number : numbers) text += (text.empty() ? "" : " ") + std::to_string(number);
+    return "[" + text + "]";
+  };
+  std::string entries = "/Type /XRef /Size " + std::to_string(size) + " /W " + array(options.widths);
+  if (!options.index.empty()) entries += " /Index " + array(options.index);
   if (options.flate) {
     entries += " /Filter /FlateDecode";
     data = Pdf_Flate(data);

@@ -29,8 +29,7 @@ struct Pdf_Xref_Stream_Options {
   std::vector<uint32_t> widths = {1, 2, 1};
   bool flate = false;
   std::vector<uint32_t> index;  // Index pairs; empty: no Index entry
-  std::string type_entry = "/Type /XRef";
-  std::string extra_entries;  // Root, Info, ID, Prev, ...
+  std::string extra_entries;    // Root, Info, ID, Prev, ...
 };
 
 // Rows packed big-endian into the widths; a width of 0 leaves its field out.

@@ -2,8 +2,6 @@
 
 #include <dirent.h>
 #include <fcntl.h>
-#include <poll.h>
-#include <signal.h>
 #include <spawn.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -14,8 +12,14 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "support/pdf_builder.h"
+
 extern char** environ;
 
+namespace {
+
+// This process's environment with the given "NAME=value" entries added or
+// replacing those of the same name.
 std::vector<std::string> Environment_With(const std::vector<std::string>& entries) {
   std::vector<std::string> result;
   for (char** entry = environ; *entry != nullptr; ++entry) {
@@ -29,20 +33,21 @@ std::vector<std::string> Environment_With(const std::vector<std::string>& entrie
   return result;
 }
 
+}  // namespace
+
+// Standard input, output and error are files in a folder of the run's own,
+// so that no side of a pipe can wait for the other.
 Program_Run Run_Program(const std::string& program, const std::vector<std::string>& arguments, const std::string& input,
                         const std::vector<std::string>& environment) {
   Program_Run run;
-  int in_pipe[2], out_pipe[2], err_pipe[2];
-  if (pipe2(in_pipe, O_CLOEXEC) != 0) return run;
-  if (pipe2(out_pipe, O_CLOEXEC) != 0 || pipe2(err_pipe, O_CLOEXEC) != 0) return run;
-
+  const std::string folder = Make_Temp_Folder("run");
+  if (folder.empty() || !Test_Write_File(folder + "/in", input)) return run;
   posix_spawn_file_actions_t actions;
   posix_spawn_file_actions_init(&actions);
-  posix_spawn_file_actions_adddup2(&actions, in_pipe[0], 0);
-  posix_spawn_file_actions_adddup2(&actions, out_pipe[1], 1);
-  posix_spawn_file_actions_adddup2(&actions, err_pipe[1], 2);
-  std::vector<char*> argv;
-  argv.push_back(const_cast<char*>(program.c_str()));
+  posix_spawn_file_actions_addopen(&actions, 0, (folder + "/in").c_str(), O_RDONLY, 0);
+  posix_spawn_file_actions_addopen(&actions, 1, (folder + "/out").c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+  posix_spawn_file_actions_addopen(&actions, 2, (folder + "/err").c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+  std::vector<char*> argv = {const_cast<char*>(program.c_str())};
   for (const std::string& argument : arguments) argv.push_back(const_cast<char*>(argument.c_str()));
   argv.push_back(nullptr);
   const std::vector<std::string> variables = Environment_With(environment);
@@ -50,76 +55,15 @@ Program_Run Run_Program(const std::string& program, const std::vector<std::strin
   for (const std::string& variable : variables) envp.push_back(const_cast<char*>(variable.c_str()));
   envp.push_back(nullptr);
   pid_t pid = 0;
-  int spawned = posix_spawn(&pid, program.c_str(), &actions, nullptr, argv.data(), envp.data());
+  const bool started = posix_spawn(&pid, program.c_str(), &actions, nullptr, argv.data(), envp.data()) == 0;
   posix_spawn_file_actions_destroy(&actions);
-  close(in_pipe[0]);
-  close(out_pipe[1]);
-  close(err_pipe[1]);
-  if (spawned != 0) {
-    close(in_pipe[1]);
-    close(out_pipe[0]);
-    close(err_pipe[0]);
-    return run;
-  }
-  run.started = true;
-
-  // Standard input is written while both outputs are read, so that no side
-  // waits for the other.
-  signal(SIGPIPE, SIG_IGN);
-  int input_fd = in_pipe[1];
-  size_t written = 0;
-  if (input.empty()) {
-    close(input_fd);
-    input_fd = -1;
-  } else {
-    fcntl(input_fd, F_SETFL, fcntl(input_fd, F_GETFL) | O_NONBLOCK);
-  }
-  int output_fds[2] = {out_pipe[0], err_pipe[0]};
-  std::string* sinks[2] = {&run.out, &run.err};
-  while (output_fds[0] >= 0 || output_fds[1] >= 0) {
-    pollfd watched[3];
-    int count = 0;
-    int owners[3];
-    for (int i = 0; i < 2; ++i) {
-      if (output_fds[i] < 0) continue;
-      watched[count] = pollfd{output_fds[i], POLLIN, 0};
-      owners[count++] = i;
-    }
-    if (input_fd >= 0) {
-      watched[count] = pollfd{input_fd, POLLOUT, 0};
-      owners[count++] = 2;
-    }
-    if (poll(watched, count, -1) < 0) {
-      if (errno == EINTR) continue;
-      break;
-    }
-    for (int k = 0; k < count; ++k) {
-      if (watched[k].revents == 0) continue;
-      if (owners[k] == 2) {
-        ssize_t n = write(input_fd, input.data() + written, input.size() - written);
-        if (n > 0) written += static_cast<size_t>(n);
-        if (n < 0 && errno != EAGAIN && errno != EINTR) written = input.size();
-        if (written == input.size()) {
-          close(input_fd);
-          input_fd = -1;
-        }
-        continue;
-      }
-      char buffer[65536];
-      ssize_t n = read(output_fds[owners[k]], buffer, sizeof(buffer));
-      if (n > 0) {
-        sinks[owners[k]]->append(buffer, static_cast<size_t>(n));
-      } else if (n == 0 || (errno != EINTR && errno != EAGAIN)) {
-        close(output_fds[owners[k]]);
-        output_fds[owners[k]] = -1;
-      }
-    }
-  }
-  if (input_fd >= 0) close(input_fd);
   int status = 0;
-  while (waitpid(pid, &status, 0) < 0 && errno == EINTR) {
+  while (started && waitpid(pid, &status, 0) < 0 && errno == EINTR) {
   }
-  run.exit_status = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+  if (started) run.exit_status = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+  Test_Read_File(folder + "/out", &run.out);
+  Test_Read_File(folder + "/err", &run.err);
+  Remove_Tree(folder);
   return run;
 }
 

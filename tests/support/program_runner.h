@@ -10,7 +10,6 @@ struct Program_Run {
   int exit_status = -1;  // the exit status, or 128 + signal number
   std::string out;
   std::string err;
-  bool started = false;
 };
 
 // Runs program with arguments (argv[0] is the program path), feeding input
@@ -19,10 +18,6 @@ struct Program_Run {
 // (replacing an entry of the same name).
 Program_Run Run_Program(const std::string& program, const std::vector<std::string>& arguments,
                         const std::string& input = "", const std::vector<std::string>& environment = {});
-
-// This process's environment with the given "NAME=value" entries added or
-// replacing those of the same name.
-std::vector<std::string> Environment_With(const std::vector<std::string>& entries);
 
 // A new empty folder below the temporary folder; removed (with everything
 // in it) by Remove_Tree.

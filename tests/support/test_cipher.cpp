@@ -28,11 +28,8 @@ std::string Test_MD5(const std::string& bytes) {
 
 std::string Test_Object_Key(const std::string& file_key, uint32_t number, uint32_t generation) {
   std::string material = file_key;
-  material += static_cast<char>(number & 255);
-  material += static_cast<char>((number >> 8) & 255);
-  material += static_cast<char>((number >> 16) & 255);
-  material += static_cast<char>(generation & 255);
-  material += static_cast<char>((generation >> 8) & 255);
+  for (int shift : {0, 8, 16}) material += static_cast<char>((number >> shift) & 255);
+  for (int shift : {0, 8}) material += static_cast<char>((generation >> shift) & 255);
   size_t size = file_key.size() + 5 < 16 ? file_key.size() + 5 : 16;
   return Test_MD5(material).substr(0, size);
 }
@@ -54,24 +51,15 @@ void Test_Install_Key(PDF_File* file, const std::string& key) {
 std::string Test_Spaced_Hex(const std::string& bytes) {
   static const char kDigits[] = "0123456789abcdef";
   std::string out;
-  for (char c : bytes) {
-    uint8_t b = static_cast<uint8_t>(c);
-    out += kDigits[b >> 4];
-    out += ' ';
-    out += kDigits[b & 15];
-    out += ' ';
-  }
+  for (unsigned char b : bytes) out += std::string{kDigits[b >> 4], ' ', kDigits[b & 15], ' '};
   return out;
 }
 
 std::string Test_Octal_Literal(const std::string& bytes) {
   std::string out;
-  for (char c : bytes) {
-    uint8_t b = static_cast<uint8_t>(c);
-    out += '\\';
-    out += static_cast<char>('0' + (b >> 6));
-    out += static_cast<char>('0' + ((b >> 3) & 7));
-    out += static_cast<char>('0' + (b & 7));
+  for (unsigned char b : bytes) {
+    out += std::string{'\\', static_cast<char>('0' + (b >> 6)), static_cast<char>('0' + ((b >> 3) & 7)),
+                       static_cast<char>('0' + (b & 7))};
   }
   return out;
 }

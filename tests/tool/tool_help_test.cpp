@@ -42,14 +42,8 @@ TEST(Tool_Help, HelpAndTheBuiltManPageAreOneManual) {
                                          " (invoice_extract library " INVOICE_EXTRACT_VERSION_STRING ")\n");
   EXPECT_EQ(Run_Tool({"check", "--help"}).out, run.out);
   EXPECT_EQ(Run_Tool({"help"}).out, run.out);
-  for (const std::string& line : [&run] {
-         std::vector<std::string> lines;
-         std::istringstream text(run.out);
-         for (std::string line; std::getline(text, line);) lines.push_back(line);
-         return lines;
-       }()) {
-    EXPECT_LE(line.size(), 80u) << line;
-  }
+  std::istringstream text(run.out);
+  for (std::string line; std::getline(text, line);) EXPECT_LE(line.size(), 80u) << line;
 }
 
 TEST(Tool_Help, EveryOptionTheManualNamesIsTaken) {

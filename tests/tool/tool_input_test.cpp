@@ -58,10 +58,6 @@ TEST_F(Tool_Input, NulSeparatedListCarriesNamesWithNewlines) {
   EXPECT_EQ(run.exit_status, 0) << run.err;
   EXPECT_EQ(Files_Of(run), (std::vector<std::string>{odd, plain}));
 
-  // A human line stays one line: the newline in the name is written as \n.
-  Program_Run human = Run_Tool({"check", "--null", "-"}, list);
-  EXPECT_EQ(human.out, folder_ + "/new\\nline.pdf: ZUGFeRD invoice\n" + plain + ": ZUGFeRD invoice\n");
-
   // Read as lines, the same bytes name files that don't exist.
   Program_Run lines = Run_Tool({"check", "--json", "-"}, odd + "\n");
   std::vector<Json_Value> results = Json_Lines(lines.out);
