@@ -163,7 +163,7 @@ Level Run_Clients(int port, const std::vector<std::string>& payloads, size_t cli
 
 int main(int argc, char** argv) {
   std::string jobs = std::to_string(std::max(1u, std::thread::hardware_concurrency()));
-  size_t requests = 2048;
+  size_t requests = 8192;
   size_t rounds = 3;
   std::string corpus = std::string(INVOICE_EXTRACT_SOURCE_DIR) + "/../shared/corpus";
   for (int i = 1; i + 1 < argc; i += 2) {
