@@ -193,6 +193,7 @@ struct Request {
   unsigned status = 0;
   size_t bytes = 0;  // of the answer's body
   bool answered = false;
+  uint64_t length = 0;           // the Content-Length, 0 without one
   bool body_announced = false;   // a Content-Length above 0, or chunks
   bool answered_unread = false;  // answered while body bytes may still come
   // An answer that needs no upload, given once the request has come whole
@@ -226,10 +227,9 @@ class Service {
       request->path = url;
       *state = request;
       ++service->active_;
-      const std::string length = Header(connection, "Content-Length");
-      request->body_announced =
-          strtoull(length.c_str(), nullptr, 10) > 0 ||
-          MHD_lookup_connection_value(connection, MHD_HEADER_KIND, "Transfer-Encoding") != nullptr;
+      request->length = strtoull(Header(connection, "Content-Length").c_str(), nullptr, 10);
+      request->body_announced = request->length > 0 || MHD_lookup_connection_value(connection, MHD_HEADER_KIND,
+                                                                                   "Transfer-Encoding") != nullptr;
       service->Begin(connection, request);
       request->answered_unread = request->answered && request->body_announced;
       return MHD_YES;
@@ -374,11 +374,7 @@ class Service {
         Fail(connection, request, 500, std::string("cannot store the upload: ") + strerror(errno));
         return;
       }
-      const std::string length = Header(connection, "Content-Length");
-      if (!length.empty()) {
-        request->upload.pending.reserve(
-            std::min<uint64_t>(strtoull(length.c_str(), nullptr, 10), Temporary_File::kGather));
-      }
+      request->upload.pending.reserve(std::min<uint64_t>(request->length, Temporary_File::kGather));
       request->multipart_body = Header(connection, "Content-Type").compare(0, 19, "multipart/form-data") == 0;
       if (request->multipart_body) {
         request->multipart = MHD_create_post_processor(connection, 64 * 1024, &Service::Field, request);
@@ -398,8 +394,7 @@ class Service {
         return true;
       }
     }
-    const std::string length = Header(connection, "Content-Length");
-    if (!length.empty() && strtoull(length.c_str(), nullptr, 10) > options_.max_size) {
+    if (request->length > options_.max_size) {
       Too_Large(connection, request);
       return true;
     }
